@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+//
+// The cursor that every decoder reads through. It moves the caller's own position as it takes, so that the
+// position after a failure is right by construction, and it never passes the end of a known extent.
+#ifndef LINDRA_STREAM_HPP
+#define LINDRA_STREAM_HPP
+
+#include "extents.hpp"
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+namespace lindra {
+
+template <class T>
+T load_be(const unsigned char *from) {
+    static_assert(std::is_integral_v<T> && (sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8));
+    std::make_unsigned_t<T> value;
+    memcpy(&value, from, sizeof value);
+    if constexpr (std::endian::native == std::endian::little) {
+        if constexpr (sizeof(T) == 2) value = __builtin_bswap16(value);
+        if constexpr (sizeof(T) == 4) value = __builtin_bswap32(value);
+        if constexpr (sizeof(T) == 8) value = __builtin_bswap64(value);
+    }
+    return static_cast<T>(value);
+}
+
+class Stream {
+  public:
+    // The extent of *pos is looked up; without one the position is trusted.
+    explicit Stream(unsigned char **pos) : pos_(pos), end_(extent_end(*pos)) {}
+    Stream(unsigned char **pos, const unsigned char *end) : pos_(pos), end_(end) {}
+
+    unsigned char *pos() const { return *pos_; }
+    bool bounded() const { return end_ != nullptr; }
+    size_t left() const {
+        return end_ ? static_cast<size_t>(end_ - *pos_) : std::numeric_limits<size_t>::max();
+    }
+
+    bool skip(size_t size) { return take(size) != nullptr; }
+
+    template <class T>
+    bool be(T &out) {
+        const unsigned char *from = take(sizeof(T));
+        if (!from) return false;
+        out = load_be<T>(from);
+        return true;
+    }
+
+  private:
+    const unsigned char *take(size_t size) {
+        if (size > left()) return nullptr;
+        const unsigned char *taken = *pos_;
+        *pos_ += size;
+        return taken;
+    }
+
+    unsigned char **pos_;
+    const unsigned char *end_;
+};
+
+} // namespace lindra
+
+#endif

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+//
+// Files in memory. A small file is copied into private pages, so that nobody else's write or truncation can
+// reach the reader, and laid so that its last byte is the last one before an unreadable page: reading past
+// the end of the file is a fault, never somebody else's data. A large file is mapped.
+
+#include "support.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int64_t private_limit = 16 << 20;
+
+struct Mapping {
+    char *data;
+    int64_t size;
+};
+
+class File {
+  public:
+    // Anything but a regular file is refused before it is opened: opening a FIFO or a device can block or
+    // act.
+    explicit File(const char *path) {
+        struct stat found;
+        if (stat(path, &found) != 0 || !S_ISREG(found.st_mode)) return;
+        descriptor_ = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (descriptor_ < 0) return;
+        if (fstat(descriptor_, &found) != 0 || !S_ISREG(found.st_mode)) {
+            close(descriptor_);
+            descriptor_ = -1;
+            return;
+        }
+        size_ = found.st_size;
+    }
+    ~File() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    bool is_open() const { return descriptor_ >= 0; }
+    int64_t size() const { return size_; }
+    int descriptor() const { return descriptor_; }
+
+    // Returns false when the file does not hold exactly size bytes: it changed, or the kernel makes it up as
+    // it is read (/proc).
+    bool read_whole(char *to, int64_t size) const {
+        int64_t done = 0;
+        while (done < size) {
+            const ssize_t got = read_some(to + done, static_cast<size_t>(size - done));
+            if (got <= 0) return false;
+            done += got;
+        }
+        char beyond;
+        return read_some(&beyond, 1) == 0;
+    }
+
+  private:
+    ssize_t read_some(char *to, size_t size) const {
+        ssize_t got;
+        do
+            got = read(descriptor_, to, size);
+        while (got < 0 && errno == EINTR);
+        return got;
+    }
+
+    int descriptor_ = -1;
+    int64_t size_ = 0;
+};
+
+bool copy_file(const File &file, Mapping &out) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const auto size = static_cast<size_t>(file.size());
+    const size_t room = (size + page - 1) / page * page;
+    void *region = mmap(nullptr, room + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (region == MAP_FAILED) return false;
+    char *data = static_cast<char *>(region) + (room - size);
+    const bool done = file.read_whole(data, file.size()) &&
+                      (room == 0 || mprotect(region, room, PROT_READ) == 0) &&
+                      mprotect(static_cast<char *>(region) + room, page, PROT_NONE) == 0;
+    if (!done) {
+        munmap(region, room + page);
+        return false;
+    }
+    out = {data, file.size()};
+    return true;
+}
+
+bool map_large_file(const File &file, Mapping &out) {
+    const auto size = static_cast<size_t>(file.size());
+    void *region = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.descriptor(), 0);
+    if (region == MAP_FAILED) return false;
+    out = {static_cast<char *>(region), file.size()};
+    return true;
+}
+
+bool map_whole(const char *path, Mapping &out) {
+    const File file(path);
+    if (!file.is_open()) return false;
+    return file.size() <= private_limit ? copy_file(file, out) : map_large_file(file, out);
+}
+
+// The room for the cache is taken before the file is mapped, so that no mapping is made that cannot be kept.
+int64_t map_through_cache(const char *path, Arr **cache, char **data) {
+    if (!*cache) *cache = newarr(nullptr);
+    if (!*cache) return -1;
+    auto *entry = static_cast<Mapping *>(getarr(*cache, path));
+    if (!entry) {
+        entry = static_cast<Mapping *>(calloc(1, sizeof(Mapping)));
+        if (!entry) return -1;
+        if (setarr(*cache, path, entry) < 0) {
+            free(entry);
+            return -1;
+        }
+    }
+    // An entry without data is a file that could not be mapped before: it is tried again.
+    if (!entry->data && !map_whole(path, *entry)) return -1;
+    *data = entry->data;
+    return entry->size;
+}
+
+} // namespace
+
+int64_t mapfile(const char *path, Arr **cache, char **data) {
+    *data = nullptr;
+    if (!path) return -1;
+    if (cache) return map_through_cache(path, cache, data);
+    Mapping mapping = {};
+    if (!map_whole(path, mapping)) return -1;
+    *data = mapping.data;
+    return mapping.size;
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_TOOLS_OUTPUT_FILE_HPP
+#define LINDRA_TOOLS_OUTPUT_FILE_HPP
+
+#include <filesystem>
+#include <string_view>
+
+namespace lindra::tools {
+
+// A file that appears under its name all at once or not at all: written beside it under a temporary name, and
+// renamed by commit. Without commit the temporary file is removed. Every failure throws DataError.
+class OutputFile {
+  public:
+    explicit OutputFile(std::filesystem::path path);
+    ~OutputFile();
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    void write(std::string_view bytes);
+    void commit();
+
+  private:
+    [[noreturn]] void fail(const char *what) const;
+
+    std::filesystem::path path_;
+    std::filesystem::path temporary_;
+    int descriptor_ = -1;
+};
+
+} // namespace lindra::tools
+
+#endif
