@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// The options that the drawing and exporting subcommands share.
+#ifndef LINDRA_TOOLS_OPTIONS_HPP
+#define LINDRA_TOOLS_OPTIONS_HPP
+
+#include "map/geometry.hpp"
+
+#include <string>
+
+namespace lindra::tools {
+
+// W/E/S/N in degrees, decimals allowed. East below west means across the antimeridian (170/-170), so 360 is added to it.
+// Throws UsageError, saying which number is wrong and how, for anything that is not four finite numbers, longitudes outside
+// -360..720, a span of 0 or over 360, latitudes outside -90..90, or a south that is not below the north.
+Window parse_window(const std::string &text);
+
+// What to draw or export, from a comma-separated list: coast, land, lakes, islands, ponds.
+struct Layers {
+    bool coast = false;   // the outline of what is drawn
+    bool land = false;    // level 1
+    bool lakes = false;   // level 2
+    bool islands = false; // level 3, islands in lakes
+    bool ponds = false;   // level 4, ponds on such islands
+
+    bool has_level(int level) const;
+};
+
+// Throws UsageError naming the unknown layer and the known ones.
+Layers parse_layers(const std::string &text);
+
+} // namespace lindra::tools
+
+#endif

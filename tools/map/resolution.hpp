@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_TOOLS_RESOLUTION_HPP
+#define LINDRA_TOOLS_RESOLUTION_HPP
+
+#include <string>
+
+namespace lindra::tools {
+
+// "crude" to "full" for 'c', 'l', 'i', 'h', 'f'.
+const char *resolution_name(char letter);
+
+// The resolution to read: the one asked for ("c", "l", "i", "h", "f"), or for "auto" the coarsest one whose error is below
+// the size of a pixel in km. Where that one is not installed, auto takes the next finer one that is, else the next
+// coarser, and says so on standard error.
+char choose_resolution(const std::string &asked, double km_per_pixel);
+
+} // namespace lindra::tools
+
+#endif
