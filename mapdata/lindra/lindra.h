@@ -259,6 +259,99 @@ LINDRA_API char *netcdf_type2str(int code);
  * netcdf_type2str does, without reading the block. The text stays until the next call in the same thread. */
 LINDRA_API char *netcdf_value2str(int code, int index, void *block);
 
+/* --- GMT borders and rivers ----------------------------------------------------------------------------- */
+/*
+ * The binned line files of GSHHG ("A Global Self-consistent, Hierarchical, High-resolution Geography
+ * Database", README of version 2.3.7, 2017) as netCDF classic files, binned_border_{c,l,i,h,f}.cdf and
+ * binned_river_{c,l,i,h,f}.cdf. The globe is cut into bins; a bin holds segments, a segment points. Border
+ * levels: 1 national, 2 state, 3 marine. River levels: 1 to 10, the file's 0 besides.
+ */
+
+/* GmtMapFile: one data file. The arrays are big-endian and stand in the mapped file. */
+typedef struct GmtMapFile {
+    char name[64];
+    NetcdfHeader *hdr;            /* null until the file is loaded */
+    double dlon, dlat;            /* width and height of a bin, degrees */
+    int32_t nbins;                /* bins in the file */
+    int32_t nbins_lon, nbins_lat; /* bins in 360 degrees of longitude, in 180 of latitude */
+    unsigned char *bin_first_seg; /* 32 bit, of each bin: its first segment */
+    unsigned char *bin_nsegs;     /* 16 bit, of each bin: the number of its segments */
+    unsigned char *seg_npts;      /* unsigned 16 bit, of each segment: the number of its points */
+    unsigned char *seg_level;     /* 16 bit, of each segment */
+    unsigned char *seg_first_pt;  /* 32 bit, of each segment: its first point */
+    unsigned char *pt_rlon; /* unsigned 16 bit, of each point: 1/65535 of the bin's width from its west */
+    unsigned char *pt_rlat; /* unsigned 16 bit, of each point: 1/65535 of its height from its south */
+} GmtMapFile;
+
+/* GmtSelect: one kind of a selection. */
+typedef struct GmtSelect {
+    GmtMapFile *file;
+    char type[4];   /* "p" borders, "r" rivers */
+    int32_t kind;   /* 4 for borders, 3 for rivers */
+    int32_t levels; /* bit 0 is level 1 */
+} GmtSelect;
+
+/* GmtSeg: one selected segment. */
+typedef struct GmtSeg {
+    double west, south; /* of its bin, degrees; west from 0 to below 360 */
+    int16_t kind;
+    int16_t level;
+    uint16_t npts;
+    unsigned char *rlon, *rlat; /* of its first point, inside the mapped file */
+    GmtMapFile *file;
+} GmtSeg;
+
+/* GmtMap: a handle on borders and rivers. */
+typedef struct GmtMap {
+    char resolution[64]; /* "crude", "low", "intermediate", "high" or "full" */
+    int32_t nselect;     /* kinds selected, 0 to 4 */
+    GmtSelect select[4];
+    int32_t nsegs;      /* segments selected */
+    int32_t segs_alloc; /* capacity of segs */
+    int32_t iseg;       /* the next segment to deliver */
+    GmtSeg *segs;
+    GmtMapFile files[10]; /* borders from crude to full, then rivers */
+} GmtMap;
+
+/* gmtmap_open makes a new handle when *gmt is null, which the caller releases with lindra_free_gmtmap; an
+ * existing one keeps its storage and its loaded files. The selection is emptied. Returns 0, or -1 when memory
+ * is exhausted. */
+LINDRA_API int gmtmap_open(GmtMap **gmt);
+
+/* gmtmap_process_border_hdr checks the netCDF header of file->hdr and binds the file's arrays and numbers to
+ * it. Returns 0; or -1 when a variable is missing, or is not of the form it must have, or, where the extent
+ * of the header is known, does not lie in the file. What was bound before stays. */
+LINDRA_API int gmtmap_process_border_hdr(GmtMapFile *file);
+
+/* gmtmap_select selects the segments that gmtmap_nextseg delivers.
+ *
+ * list: up to four kinds "p:LEVELS" (borders) or "r:LEVELS" (rivers), between blanks or commas; LEVELS is a
+ * decimal mask (bit 0 is level 1; 0 selects nothing), the character before it is free. Other words are
+ * ignored. resolution: judged by its first letter, c, l, h or f; anything else is intermediate. The files
+ * maps/lindra/binned_border_*.cdf and binned_river_*.cdf are found with datafile and loaded once per handle.
+ * lonmin, lonmax, latmin, latmax: the window, degrees, finite and within +-1e9; it is widened to whole bins.
+ * Longitudes may be of either range, -180 to 180 or 0 to 360.
+ *
+ * Segments come in the order of the list, then of the bins, then of the file. Returns their number; 0 without
+ * a usable word; -1 when a file is missing, unreadable or damaged, the window is not finite, or memory is
+ * exhausted. The handle then holds the segments of the bins before. */
+LINDRA_API int gmtmap_select(GmtMap *gmt, const char *list, const char *resolution, double lonmin,
+                             double lonmax, double latmin, double latmax);
+
+/* gmtmap_nextseg delivers the next selected segment.
+ *
+ * n: receives the number of points. lon, lat, nalloc: two arrays from malloc and their common capacity; they
+ * are the caller's, null and 0 at first, are grown to exactly what a segment needs, and are freed by the
+ * caller at the end. Longitudes lie in 0..360. type (2 bytes or more): receives "p" for a border, "r" for a
+ * river. level: receives the segment's level.
+ *
+ * Returns 1 for a segment (one without points sets only n, to 0), 0 when all were delivered, -1 when memory
+ * is exhausted: the segment then stays the next one. After -1 from the first allocation both pointers are
+ * invalid (set them to null and nalloc to 0 before the next call); after -1 from a later one the null
+ * pointer's old storage is lost. */
+LINDRA_API int gmtmap_nextseg(GmtMap *gmt, int *n, int *nalloc, float **lon, float **lat, char *type,
+                              int *level);
+
 /* --- Extensions ----------------------------------------------------------------------------------------- */
 
 /* lindra_version returns the version of the library at run time, "MAJOR.MINOR.PATCH". Static storage. */
@@ -272,6 +365,10 @@ LINDRA_API void lindra_unbound(const void *base);
 
 /* lindra_free_gshhsmap releases a handle of gshhsmap_open and its index. The files it mapped stay mapped. */
 LINDRA_API void lindra_free_gshhsmap(GshhsMap *gs);
+
+/* lindra_free_gmtmap releases a handle of gmtmap_open, its index and its files' headers. The files stay
+ * mapped. */
+LINDRA_API void lindra_free_gmtmap(GmtMap *gmt);
 
 #ifdef __cplusplus
 }
