@@ -258,6 +258,7 @@ struct DegreeWindow {
         const int south = 90 - truncated(file->dlat * (row + 1));
         if (south < latlo || south >= lathi) return false;
         // The first copy of the bin at or east of the window's west edge.
+        // Deliberate: copies are looked for from -360 on, so that a window west of there meets none.
         int64_t west = truncated(file->dlon * col) - 360;
         if (west < lonlo) west += (lonlo - west + 359) / 360 * 360;
         return west < lonhi;

@@ -330,7 +330,8 @@ LINDRA_API int gmtmap_process_border_hdr(GmtMapFile *file);
  * ignored. resolution: judged by its first letter, c, l, h or f; anything else is intermediate. The files
  * maps/lindra/binned_border_*.cdf and binned_river_*.cdf are found with datafile and loaded once per handle.
  * lonmin, lonmax, latmin, latmax: the window, degrees, finite and within +-1e9; it is widened to whole bins.
- * Longitudes may be of either range, -180 to 180 or 0 to 360.
+ * Longitudes may be of either range, -180 to 180 or 0 to 360; a window that ends at -360 or west of it meets
+ * nothing.
  *
  * Segments come in the order of the list, then of the bins, then of the file. Returns their number; 0 without
  * a usable word; -1 when a file is missing, unreadable or damaged, the window is not finite, or memory is
