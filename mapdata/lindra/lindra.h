@@ -242,8 +242,9 @@ LINDRA_API char *netcdf_unstuff_string(unsigned char **stream);
 LINDRA_API int netcdf_clear_header(NetcdfHeader *hdr);
 
 /* netcdf_print_header prints every dimension, attribute and variable with all its values, one line a field.
- * What a failed decoding left out is printed as "(null)", or without elements. Returns 0; errors of the
- * stream are left to the caller. */
+ * What a failed decoding left out is printed as "(null)", or without elements; an attribute whose type it
+ * refused takes as many lines as the file claims elements, up to 2^31. Returns 0; errors of the stream are
+ * left to the caller. */
 LINDRA_API int netcdf_print_header(NetcdfHeader *hdr, FILE *stream);
 
 /* netcdf_print_vals prints the values, every line after prefix: the characters of char values in one line,
