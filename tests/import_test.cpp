@@ -69,7 +69,7 @@ class Import : public testing::Test {
         return to() / "maps/lindra" / (std::string("gshhs_") + letter + ".b");
     }
 
-    void run(bool quiet = true) const { tools::import_coastlines({from(), to(), quiet}); }
+    void run(bool quiet = true) const { tools::import_all({from(), to(), quiet}); }
 
     std::vector<RecordedPolygon> import_one(const Variables &variables, char letter) const {
         write_variables(binned(letter), variables);
@@ -452,9 +452,10 @@ TEST_F(Import, missing_directory_is_named_with_the_packages) {
 
 TEST_F(Import, directory_without_the_files_is_named_with_what_was_looked_for) {
     const std::string message = refusal();
-    EXPECT_EQ(message.find(from().string() +
-                           " has none of binned_GSHHS_{c,l,i,h,f}.nc; install the Debian packages"),
-              0U)
+    EXPECT_EQ(
+        message.find(from().string() +
+                     " has none of binned_{GSHHS,border,river}_{c,l,i,h,f}.nc; install the Debian packages"),
+        0U)
         << message;
 }
 
@@ -462,7 +463,7 @@ TEST_F(Import, file_in_place_of_the_directory_is_refused) {
     fs::remove(from());
     std::ofstream(from()) << "text";
     EXPECT_EQ(refusal(),
-              from().string() + " is not a directory; name the one that holds the binned_GSHHS_*.nc files");
+              from().string() + " is not a directory; name the one that holds the binned_*.nc files");
 }
 
 TEST_F(Import, unreadable_file_is_refused) {
@@ -844,6 +845,38 @@ TEST_F(DebianFiles, checked_in_crude_file_differs_in_boxes_and_ancestors_only) {
         EXPECT_EQ(one.ancestor, -1);
         EXPECT_GE(other.ancestor, 0);
     }
+}
+
+TEST_F(DebianFiles, crude_lines_are_those_checked_in) {
+    for (const char *kind : {"border", "river"}) {
+        const std::string stem = std::string("binned_") + kind + "_c";
+        fs::create_symlink(fs::path(debian_directory) / (stem + ".nc"), from() / (stem + ".nc"));
+    }
+    ::testing::internal::CaptureStdout();
+    run(false);
+    const std::string maps = (to() / "maps/lindra").string();
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              maps + "/binned_border_c.cdf: 1397 segments, 33540 bytes\n" + maps +
+                  "/binned_river_c.cdf: 26554 segments, 432360 bytes\n");
+    for (const char *name : {"binned_border_c.cdf", "binned_river_c.cdf"})
+        EXPECT_TRUE(read_bytes(to() / "maps/lindra" / name) ==
+                    read_bytes(fs::path(LINDRA_SOURCE_DIR) / "data/maps/lindra" / name));
+}
+
+TEST_F(DebianFiles, coastline_under_the_name_of_a_line_file_is_refused) {
+    fs::create_symlink(fs::path(debian_directory) / "binned_GSHHS_c.nc", from() / "binned_river_c.nc");
+    EXPECT_EQ(refusal(), (from() / "binned_river_c.nc").string() +
+                             " is no binned line file: gmtmap_process_border_hdr: Cannot find "
+                             "\"N_points_for_a_segment\" variable in netcdf header.");
+}
+
+TEST_F(DebianFiles, damaged_line_file_is_refused) {
+    const fs::path name = from() / "binned_border_c.nc";
+    std::ofstream(name) << "this is text";
+    EXPECT_EQ(refusal().find(name.string() + " cannot be copied: "), 0U);
+    std::ofstream(name, std::ios::binary | std::ios::trunc)
+        << read_bytes(fs::path(debian_directory) / "binned_border_c.nc").substr(0, 40000);
+    EXPECT_EQ(refusal().find(name.string() + " "), 0U);
 }
 
 // The whole set is large, and its packages are not needed for anything else: these tests have a label of

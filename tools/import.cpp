@@ -6,22 +6,31 @@
 
 #include "common/errors.hpp"
 #include "import/coastlines.hpp"
+#include "import/line_files.hpp"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <unistd.h>
 
 namespace lindra::tools {
 
 namespace {
 
-constexpr const char *description = "Make coastline files of the GSHHG data that Debian ships.\n"
+namespace fs = std::filesystem;
+
+constexpr const char *description = "Make the map data of the GSHHG packages that Debian ships readable.\n"
                                     "\n"
-                                    "Reads every binned_GSHHS_{c,l,i,h,f}.nc in DIR (crude, low, "
-                                    "intermediate, high and full resolution), joins the\n"
-                                    "polygons that are cut at the borders of bins there, and writes them as "
-                                    "DATADIR/maps/lindra/gshhs_{c,l,i,h,f}.b.\n"
+                                    "Reads what is in DIR of these files, each in crude, low, intermediate, "
+                                    "high and full resolution, and writes\n"
+                                    "below DATADIR/maps/lindra:\n"
+                                    "  binned_GSHHS_{c,l,i,h,f}.nc   gshhs_{c,l,i,h,f}.b          "
+                                    "coastlines, joined again at the borders of bins\n"
+                                    "  binned_border_{c,l,i,h,f}.nc  binned_border_{c,l,i,h,f}.cdf  borders\n"
+                                    "  binned_river_{c,l,i,h,f}.nc   binned_river_{c,l,i,h,f}.cdf   rivers\n"
                                     "One line for each file goes to standard output.";
 
 constexpr const char *footer =
@@ -29,7 +38,7 @@ constexpr const char *footer =
     "  gmt-gshhg-low   crude, low and intermediate\n"
     "  gmt-gshhg-high  high\n"
     "  gmt-gshhg-full  full\n"
-    "Import all resolutions together where you can: the reduced files take each polygon's box and its "
+    "Import all resolutions together where you can: the reduced coastlines take each polygon's box and its "
     "ancestor from\n"
     "the full one. Without it they get their own boxes and no ancestors, which drawing does not need.\n"
     "\n"
@@ -41,21 +50,47 @@ constexpr const char *footer =
     "Example:\n"
     "  sudo apt install gmt-gshhg-low && lindra import /usr/share/gmt-gshhg";
 
+constexpr const char *how_to_get =
+    "install the Debian packages gmt-gshhg-low, gmt-gshhg-high and gmt-gshhg-full, which put them into "
+    "/usr/share/gmt-gshhg, or name the directory that has them";
+
 // The same directory in which the library looks for the user's own data files first.
-std::filesystem::path user_data_directory() {
+fs::path user_data_directory() {
     const char *data_home = std::getenv("XDG_DATA_HOME");
     if (data_home && *data_home == '/') return data_home;
     const char *home = std::getenv("HOME");
-    if (home && *home) return std::filesystem::path(home) / ".local/share";
+    if (home && *home) return fs::path(home) / ".local/share";
     throw UsageError("neither XDG_DATA_HOME nor HOME is set; say with --output where the files shall go");
+}
+
+void require_directory(const fs::path &directory) {
+    std::error_code error;
+    const fs::file_status status = fs::status(directory, error);
+    if (!fs::status_known(status))
+        throw DataError("the directory " + directory.string() + " cannot be read: " + error.message());
+    if (!fs::exists(status))
+        throw DataError("there is no directory " + directory.string() + "; for the binned_*.nc files " +
+                        how_to_get);
+    if (!fs::is_directory(status))
+        throw DataError(directory.string() +
+                        " is not a directory; name the one that holds the binned_*.nc files");
+    if (access(directory.c_str(), R_OK | X_OK) != 0)
+        throw DataError("the directory " + directory.string() + " cannot be read: " + std::strerror(errno));
 }
 
 } // namespace
 
+void import_all(const ImportOptions &options) {
+    require_directory(options.from);
+    if (import_coastlines(options) + import_line_files(options) == 0)
+        throw DataError(options.from.string() + " has none of binned_{GSHHS,border,river}_{c,l,i,h,f}.nc; " +
+                        how_to_get);
+}
+
 void add_import(CLI::App &program) {
     CLI::App *command = program.add_subcommand("import", description);
     const auto options = std::make_shared<ImportOptions>();
-    command->add_option("DIR", options->from, "The directory with the binned_GSHHS_*.nc files")->required();
+    command->add_option("DIR", options->from, "The directory with the binned_*.nc files")->required();
     command
         ->add_option("-o,--output", options->to,
                      "The data directory to write below (default: $XDG_DATA_HOME, else ~/.local/share)")
@@ -64,7 +99,7 @@ void add_import(CLI::App &program) {
     command->footer(footer);
     command->callback([options] {
         if (options->to.empty()) options->to = user_data_directory();
-        import_coastlines(*options);
+        import_all(*options);
     });
 }
 

@@ -17,6 +17,10 @@ class OutputFile {
     OutputFile &operator=(const OutputFile &) = delete;
 
     void write(std::string_view bytes);
+
+    // The name under which the file is written until commit, for a library that writes by name.
+    const std::filesystem::path &temporary() const { return temporary_; }
+
     void commit();
 
   private:

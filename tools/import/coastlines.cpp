@@ -2,7 +2,6 @@
 
 #include "import/coastlines.hpp"
 
-#include "common/errors.hpp"
 #include "common/progress.hpp"
 #include "import/ancestors.hpp"
 #include "import/binned_file.hpp"
@@ -10,12 +9,8 @@
 #include "import/outlines.hpp"
 
 #include <array>
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 namespace lindra::tools {
@@ -24,15 +19,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *how_to_get =
-    "install the Debian packages gmt-gshhg-low, gmt-gshhg-high and gmt-gshhg-full, which put them into "
-    "/usr/share/gmt-gshhg, or name the directory that has them";
-
 // One file to read and the one to write.
 struct Task {
     char letter;
-    fs::path from, to;
-    double size; // of the file to read
+    fs::path from;
+    std::string name; // of the file to write
+    double size;      // of the file to read
 };
 
 // What the printed line says of a file.
@@ -42,44 +34,18 @@ struct Summary {
     uint64_t size = 0;
 };
 
-void require_directory(const fs::path &directory) {
-    std::error_code error;
-    const fs::file_status status = fs::status(directory, error);
-    if (!fs::status_known(status))
-        throw DataError("the directory " + directory.string() + " cannot be read: " + error.message());
-    if (!fs::exists(status))
-        throw DataError("there is no directory " + directory.string() + "; for the binned_GSHHS_*.nc files " +
-                        how_to_get);
-    if (!fs::is_directory(status))
-        throw DataError(directory.string() +
-                        " is not a directory; name the one that holds the binned_GSHHS_*.nc files");
-    if (access(directory.c_str(), R_OK | X_OK) != 0)
-        throw DataError("the directory " + directory.string() + " cannot be read: " + std::strerror(errno));
-}
-
 // The files that are there, from full to crude.
 std::vector<Task> find_tasks(const ImportOptions &options) {
-    require_directory(options.from);
     std::vector<Task> tasks;
-    for (const char letter : {'f', 'h', 'i', 'l', 'c'}) {
+    for (const char letter : import_order) {
         const fs::path from = options.from / (std::string("binned_GSHHS_") + letter + ".nc");
-        const fs::path to = options.to / "maps" / "lindra" / (std::string("gshhs_") + letter + ".b");
         std::error_code error;
         if (!fs::exists(from, error)) continue;
         const auto size = fs::file_size(from, error);
-        tasks.push_back({letter, from, to, error ? 0 : static_cast<double>(size)});
+        tasks.push_back(
+            {letter, from, std::string("gshhs_") + letter + ".b", error ? 0 : static_cast<double>(size)});
     }
-    if (tasks.empty())
-        throw DataError(options.from.string() + " has none of binned_GSHHS_{c,l,i,h,f}.nc; " + how_to_get);
     return tasks;
-}
-
-void make_directory_for(const fs::path &file) {
-    std::error_code error;
-    fs::create_directories(file.parent_path(), error);
-    if (error)
-        throw DataError("the directory " + file.parent_path().string() +
-                        " cannot be made: " + error.message());
 }
 
 // The header of a polygon, but for its box and ancestor.
@@ -110,15 +76,15 @@ std::string levels(const Summary &summary) {
 
 class Importer {
   public:
-    Importer(const std::vector<Task> &tasks, bool quiet)
-        : progress_("importing", total_size(tasks), quiet), quiet_(quiet) {}
+    Importer(const std::vector<Task> &tasks, const ImportOptions &options)
+        : progress_("importing", total_size(tasks), options.quiet), options_(options) {}
 
     void import(const Task &task) {
         const BinnedFile file = read_binned_file(task.from);
         const Outlines outlines(file);
         progress_.update(done_ + task.size / 2);
-        make_directory_for(task.to);
-        NativeFile native(task.to);
+        const fs::path to = place_for(options_, task.name);
+        NativeFile native(to);
         Summary summary;
         for (size_t polygon = 0; polygon < file.polygon_count(); polygon++) {
             append(native, file, polygon, outlines.of(polygon), task.letter == 'f', summary);
@@ -129,7 +95,7 @@ class Importer {
         summary.size = native.size();
         if (task.letter == 'f') full_.sort();
         done_ += task.size;
-        print(task, summary);
+        print(task, to, summary);
     }
 
   private:
@@ -176,29 +142,28 @@ class Importer {
                " polygons from binned_GSHHS_f.nc";
     }
 
-    void print(const Task &task, const Summary &summary) {
-        if (quiet_) return;
+    void print(const Task &task, const fs::path &to, const Summary &summary) {
+        if (options_.quiet) return;
         progress_.hide();
-        printf("%s: %zu polygons, %zu points, %ju bytes, levels%s; %s\n", task.to.c_str(), summary.polygons,
-               summary.points, static_cast<uintmax_t>(summary.size), levels(summary).c_str(),
-               origin(task, summary).c_str());
-        if (fflush(stdout) != 0)
-            throw DataError("standard output cannot be written: " + std::string(strerror(errno)));
+        print_line(to.string() + ": " + std::to_string(summary.polygons) + " polygons, " +
+                   std::to_string(summary.points) + " points, " + std::to_string(summary.size) +
+                   " bytes, levels" + levels(summary) + "; " + origin(task, summary));
     }
 
     Progress progress_;
     double done_ = 0; // bytes of the files read so far
     Ancestors full_;
-    bool quiet_;
+    const ImportOptions &options_;
 };
 
 } // namespace
 
-void import_coastlines(const ImportOptions &options) {
+size_t import_coastlines(const ImportOptions &options) {
     const std::vector<Task> tasks = find_tasks(options);
-    Importer importer(tasks, options.quiet);
+    Importer importer(tasks, options);
     for (const Task &task : tasks)
         importer.import(task);
+    return tasks.size();
 }
 
 } // namespace lindra::tools

@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+//
+// Debian ships the binned borders and rivers as netCDF-4 files, which are HDF5 inside; the library reads the
+// classic form. libnetcdf copies one into the other in memory, so that nothing is written before it is known
+// to be right.
+
+#include "import/line_files.hpp"
+
+#include "common/errors.hpp"
+#include "common/output_file.hpp"
+#include "import/trial.hpp"
+
+#include "lindra/lindra.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <netcdf.h>
+#include <string>
+#include <vector>
+
+namespace lindra::tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Copy {
+  public:
+    Copy(fs::path from, const fs::path &to) : from_(std::move(from)) {
+        require(nc_open(from_.c_str(), NC_NOWRITE, &in_));
+        require(nc_create(to.c_str(), NC_CLOBBER, &out_));
+        // Every value is written; only the padding between variables is not, and stays zero.
+        int before = 0;
+        require(nc_set_fill(out_, NC_NOFILL, &before));
+    }
+    ~Copy() {
+        if (in_ >= 0) nc_close(in_);
+        if (out_ >= 0) nc_abort(out_);
+    }
+    Copy(const Copy &) = delete;
+    Copy &operator=(const Copy &) = delete;
+
+    // Everything is defined before the first value is written: a later definition would move what is there.
+    void run() {
+        int dimensions = 0, variables = 0, attributes = 0;
+        require(nc_inq(in_, &dimensions, &variables, &attributes, nullptr));
+        for (int i = 0; i < dimensions; i++)
+            copy_dimension(i);
+        for (int i = 0; i < variables; i++)
+            define_variable(i);
+        copy_attributes(NC_GLOBAL, attributes);
+        require(nc_enddef(out_));
+        for (int i = 0; i < variables; i++)
+            copy_values(i);
+        const int closed = nc_close(out_);
+        out_ = -1;
+        require(closed);
+    }
+
+  private:
+    static constexpr size_t widest_value = 8;
+    static constexpr size_t most_values = size_t{1}
+                                          << 28; // the offsets of the classic form are signed 32-bit
+
+    void copy_dimension(int index) const {
+        char name[NC_MAX_NAME + 1];
+        size_t length = 0;
+        int made = 0;
+        require(nc_inq_dim(in_, index, name, &length));
+        require(nc_def_dim(out_, name, length, &made));
+    }
+
+    void define_variable(int index) const {
+        char name[NC_MAX_NAME + 1];
+        nc_type type = NC_NAT;
+        int dimensions = 0, ids[NC_MAX_VAR_DIMS], attributes = 0, made = 0;
+        require(nc_inq_var(in_, index, name, &type, &dimensions, ids, &attributes));
+        require(nc_def_var(out_, name, type, dimensions, ids, &made));
+        copy_attributes(index, attributes);
+    }
+
+    void copy_attributes(int variable, int count) const {
+        for (int i = 0; i < count; i++) {
+            char name[NC_MAX_NAME + 1];
+            require(nc_inq_attname(in_, variable, i, name));
+            require(nc_copy_att(in_, variable, name, out_, variable));
+        }
+    }
+
+    size_t value_count(int index) const {
+        int dimensions = 0, ids[NC_MAX_VAR_DIMS];
+        require(nc_inq_var(in_, index, nullptr, nullptr, &dimensions, ids, nullptr));
+        size_t count = 1;
+        for (int i = 0; i < dimensions; i++) {
+            size_t length = 0;
+            require(nc_inq_dimlen(in_, ids[i], &length));
+            if (length > most_values / count)
+                throw DataError(from_.string() + " claims more values than a line file can hold");
+            count *= std::max<size_t>(length, 1);
+        }
+        return count;
+    }
+
+    void copy_values(int index) const {
+        std::vector<char> values(value_count(index) * widest_value);
+        require(nc_get_var(in_, index, values.data()));
+        require(nc_put_var(out_, index, values.data()));
+    }
+
+    void require(int status) const {
+        if (status == NC_NOERR) return;
+        throw DataError(from_.string() + " cannot be copied: " + nc_strerror(status) +
+                        "; reinstall the package that it comes from");
+    }
+
+    fs::path from_;
+    int in_ = -1;
+    int out_ = -1;
+};
+
+// What the library's reader says of a file.
+struct Reading {
+    int segments = 0;
+    std::string complaint;
+};
+
+void keep_complaint(void *reading, int, const char *text) {
+    auto &complaint = static_cast<Reading *>(reading)->complaint;
+    if (!complaint.empty()) return;
+    complaint = text;
+    while (!complaint.empty() && complaint.back() == '\n')
+        complaint.pop_back();
+}
+
+int count_segments(NetcdfHeader *header) {
+    auto *variable = static_cast<NetcdfVar *>(getarr(header->vars_array, "N_points_for_a_segment"));
+    return variable->dims[0]->value;
+}
+
+Reading read_back(const fs::path &path) {
+    Reading reading;
+    GmtMapFile file = {};
+    char *data = nullptr;
+    const int64_t size = mapfile(path.c_str(), nullptr, &data);
+    if (size < 0) throw DataError(path.string() + " cannot be read back");
+    auto *cursor = reinterpret_cast<unsigned char *>(data);
+    lindra_bound(data, static_cast<size_t>(size));
+    lindra_set_log_handler(keep_complaint, &reading);
+    if (netcdf_unstuff_header(&cursor, &file.hdr) == 0 && gmtmap_process_border_hdr(&file) == 0)
+        reading.segments = count_segments(file.hdr);
+    lindra_set_log_handler(nullptr, nullptr);
+    netcdf_clear_header(file.hdr);
+    free(file.hdr);
+    return reading;
+}
+
+void import_line_file(const ImportOptions &options, const fs::path &from, const std::string &name) {
+    const fs::path to = place_for(options, name);
+    OutputFile file(to);
+    try_reading(from, [&] { Copy(from, file.temporary()).run(); });
+    const Reading reading = read_back(file.temporary());
+    if (!reading.complaint.empty())
+        throw DataError(from.string() + " is no binned line file: " + reading.complaint);
+    file.commit();
+    if (!options.quiet)
+        print_line(to.string() + ": " + std::to_string(reading.segments) + " segments, " +
+                   std::to_string(fs::file_size(to)) + " bytes");
+}
+
+} // namespace
+
+size_t import_line_files(const ImportOptions &options) {
+    size_t count = 0;
+    for (const char letter : import_order)
+        for (const char *kind : {"border", "river"}) {
+            const std::string stem = std::string("binned_") + kind + "_" + letter;
+            const fs::path from = options.from / (stem + ".nc");
+            std::error_code error;
+            if (!fs::exists(from, error)) continue;
+            import_line_file(options, from, stem + ".cdf");
+            count++;
+        }
+    return count;
+}
+
+} // namespace lindra::tools
