@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+
+#include "common/input_file.hpp"
+
+#include "common/errors.hpp"
+
+#include "lindra/lindra.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <sys/stat.h>
+
+namespace lindra::tools {
+
+namespace {
+
+std::string reason_not_mapped(const std::string &path) {
+    struct stat found;
+    if (stat(path.c_str(), &found) != 0) return std::strerror(errno);
+    if (S_ISDIR(found.st_mode)) return "it is a directory";
+    if (!S_ISREG(found.st_mode)) return "it is not a regular file";
+    return "permission or memory is lacking, or it changed while it was read";
+}
+
+} // namespace
+
+InputFile::InputFile(std::string path) : path_(std::move(path)) {
+    char *data = nullptr;
+    const int64_t size = mapfile(path_.c_str(), nullptr, &data);
+    if (size < 0) throw DataError(path_ + " cannot be read: " + reason_not_mapped(path_));
+    data_ = reinterpret_cast<unsigned char *>(data);
+    size_ = static_cast<size_t>(size);
+    if (lindra_bound(data_, size_) < 0) throw std::bad_alloc();
+}
+
+bool InputFile::begins_with(std::string_view bytes) const {
+    return size_ >= bytes.size() && memcmp(data_, bytes.data(), bytes.size()) == 0;
+}
+
+} // namespace lindra::tools

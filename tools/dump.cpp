@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+//
+// The dump subcommand: a file is recognised by its first bytes, never by its name, and printed.
+
+#include "subcommands.hpp"
+
+#include "common/captured_log.hpp"
+#include "common/errors.hpp"
+#include "common/input_file.hpp"
+#include "dump/netcdf_facts.hpp"
+
+#include "lindra/lindra.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr const char *description =
+    "Print what a file holds.\n"
+    "\n"
+    "The format is recognised by the file's first bytes, whatever its name. So far:\n"
+    "netCDF classic headers (dimensions, attributes and variables, every value).";
+
+constexpr const char *footer =
+    "A netCDF-4 file, or one with 64-bit offsets, is answered with the command that converts it.\n"
+    "The layout of --json is told by docs/schemas/dump-netcdf.schema.json.\n"
+    "Exit status: 0; 1 when the file is missing, damaged or of no known format; 2 for wrong arguments.\n"
+    "\n"
+    "Examples:\n"
+    "  lindra dump binned_river_c.cdf\n"
+    "  lindra dump --json binned_river_c.cdf | jq '.variables[].name'";
+
+struct DumpOptions {
+    std::string path;
+    bool json = false;
+};
+
+struct HeaderRelease {
+    void operator()(NetcdfHeader *header) const {
+        netcdf_clear_header(header);
+        free(header);
+    }
+};
+
+void check_output() {
+    if (fflush(stdout) != 0 || ferror(stdout))
+        throw DataError(std::string("standard output cannot be written: ") + std::strerror(errno));
+}
+
+void print_json(const nlohmann::ordered_json &facts) {
+    // Names and texts of a file need not be UTF-8; what is not is replaced.
+    const std::string text = facts.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    puts(text.c_str());
+}
+
+void dump_netcdf(const InputFile &file, bool json) {
+    unsigned char *cursor = file.data();
+    NetcdfHeader *decoded = nullptr;
+    const CapturedLog log;
+    const int status = netcdf_unstuff_header(&cursor, &decoded);
+    const std::unique_ptr<NetcdfHeader, HeaderRelease> header(decoded);
+    if (status < 0)
+        throw DataError(file.path() + " is damaged at byte " + std::to_string(cursor - file.data()) + ": " +
+                        log.one_line());
+    if (json)
+        print_json(netcdf_facts(*header));
+    else
+        netcdf_print_header(header.get(), stdout);
+}
+
+[[noreturn]] void refuse(const InputFile &file, const char *what) {
+    throw DataError(file.path() + " is " + what + "; convert it with `nccopy -k classic " + file.path() +
+                    " OUT` (package netcdf-bin)");
+}
+
+void dump(const DumpOptions &options) {
+    const InputFile file(options.path);
+    if (file.begins_with({"CDF\1", 4}))
+        dump_netcdf(file, options.json);
+    else if (file.begins_with({"CDF\2", 4}))
+        refuse(file, "a netCDF file with 64-bit offsets");
+    else if (file.begins_with({"CDF\5", 4}))
+        refuse(file, "a netCDF file with 64-bit data");
+    else if (file.begins_with("\x89HDF\r\n\x1a\n"))
+        refuse(file, "an HDF5 file, as netCDF-4 files are");
+    else
+        throw DataError(options.path +
+                        (file.size() == 0 ? " is empty" : " is of no format that lindra can print"));
+    check_output();
+}
+
+} // namespace
+
+void add_dump(CLI::App &program) {
+    CLI::App *command = program.add_subcommand("dump", description);
+    const auto options = std::make_shared<DumpOptions>();
+    command->add_option("FILE", options->path, "The file to print")->required();
+    command->add_flag("--json", options->json, "Print the same facts as JSON, with byte offsets");
+    command->footer(footer);
+    command->callback([options] { dump(*options); });
+}
+
+} // namespace lindra::tools
