@@ -3,9 +3,8 @@
 // The coastline as whole polygons, whatever window is asked for.
 //
 // The library's own selection leaves out polygons near the ends of its frame and replaces points outside the window by
-// points on its border. Here every polygon is delivered whole: selected from the globe and, where it would be cut at
-// 360 degrees, from a second frame round Greenwich. What meets a window is judged by the polygons' boxes; clipping is
-// done afterwards by clip.hpp, exactly.
+// points on its border. Here every polygon is selected from the globe and delivered whole. What meets a window is
+// judged by the polygons' boxes; clipping is done afterwards by clip.hpp, exactly.
 #ifndef LINDRA_TOOLS_COAST_HPP
 #define LINDRA_TOOLS_COAST_HPP
 

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+//
+// The library selects from the globe, where its choice leaves nothing out. Then the window of the handle is
+// opened so wide that no point lies outside it: what is delivered is each polygon whole, point for point, in
+// the frame round Greenwich, where single precision is finest. Polygons that do not meet the window asked for
+// are passed over by their boxes before a point is read.
+
+#include "map/coast.hpp"
+
+#include "common/errors.hpp"
+
+#include "lindra/lindra.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr double degrees = 1e-6;    // of a micro-degree
+constexpr double box_margin = 0.01; // a reduced polygon bears the box of the full one, at its own rounding
+constexpr double beyond_everything = 1e9;
+constexpr int highest_level = 4;
+constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
+
+std::string taken(char *text) {
+    const std::unique_ptr<char, decltype(&free)> owned(text, free);
+    return text ? text : "";
+}
+
+std::string replaced(std::string text, char what, std::string_view by) {
+    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
+        text.replace(at, 1, by);
+    return text;
+}
+
+// What the library says while this lives, in place of standard error.
+class CapturedLog {
+  public:
+    CapturedLog() {
+        lindra_set_log_handler(
+            [](void *text, int, const char *message) { *static_cast<std::string *>(text) += message; },
+            &text_);
+    }
+    ~CapturedLog() { lindra_set_log_handler(nullptr, nullptr); }
+    CapturedLog(const CapturedLog &) = delete;
+    CapturedLog &operator=(const CapturedLog &) = delete;
+
+    std::string one_line() const {
+        const std::string text = text_.substr(0, text_.find_last_not_of('\n') + 1);
+        return replaced(text, '\n', " ");
+    }
+
+  private:
+    std::string text_;
+};
+
+std::string find_file(char resolution) {
+    const std::string relative = std::string("maps/lindra/gshhs_") + resolution + ".b";
+    std::string path = taken(datafile(nullptr, relative.c_str()));
+    if (!path.empty()) return path;
+    const std::string places = replaced(taken(lindra_data_directories(nullptr)), '\n', ", ");
+    throw DataError("there is no " + relative + " in " + (places.empty() ? "any data directory" : places) +
+                    "; get it with `./dev data` in the source tree, or with `lindra import DIR`");
+}
+
+// How far a damaged file can be read: whole polygons, and the byte where the next one begins.
+struct Readable {
+    int polygons;
+    long long bytes;
+};
+
+Readable readable_part(const GshhsSelect &layer) {
+    unsigned char *position = layer.data;
+    GSHHSHdr record;
+    GSHHSHdr *hdr = &record;
+    for (int polygons = 0;; polygons++) {
+        unsigned char *start = position;
+        const bool more = start < layer.data + layer.size;
+        if (!more || gshhs_unstuff_hdr(&hdr, &position) < 0 || gshhs_skip_pts(hdr, &position) < 0)
+            return {polygons, start - layer.data};
+    }
+}
+
+// Where a box goes astray polygons would silently be missing from the map.
+bool is_sound(const GSHHSHdr &hdr) {
+    constexpr int turn = 360'000'000;
+    constexpr int pole = 90'000'000;
+    return hdr.level >= 1 && hdr.level <= highest_level && -pole <= hdr.south && hdr.south <= hdr.north &&
+           hdr.north <= pole && -turn <= hdr.west && hdr.west <= hdr.east && hdr.east <= turn + turn &&
+           hdr.east - hdr.west <= turn;
+}
+
+// The first and the last multiple of 360 by which a range of longitudes is to be shifted to meet another.
+struct Turns {
+    double first, last;
+};
+
+Turns turns(double west, double east, const Window &window) {
+    return {360 * std::ceil((window.west - east) / 360), 360 * std::floor((window.east - west) / 360)};
+}
+
+bool meets(const GSHHSHdr &hdr, const Window &window) {
+    if (hdr.north * degrees + box_margin < window.south || hdr.south * degrees - box_margin > window.north)
+        return false;
+    const auto [first, last] =
+        turns(hdr.west * degrees - box_margin, hdr.east * degrees + box_margin, window);
+    return first <= last;
+}
+
+// Round a pole the way from the last point to the first is a whole turn.
+double turn_to_start(const Ring &shore) {
+    return 360 * std::round((shore.back().lon - shore.front().lon) / 360);
+}
+
+int pole_of(const Ring &shore) {
+    double sum = 0;
+    for (const Point &point : shore)
+        sum += point.lat;
+    return sum < 0 ? -1 : 1;
+}
+
+// Takes away the closing point, or lays it a turn away from the first.
+void close_shore(Polygon &polygon) {
+    Ring &shore = polygon.shore;
+    const double turn = turn_to_start(shore);
+    const Point closing = {shore.front().lon + turn, shore.front().lat};
+    if (shore.size() > 1 && std::fabs(shore.back().lon - closing.lon) < 1e-4 &&
+        shore.back().lat == closing.lat)
+        shore.pop_back();
+    polygon.pole = turn == 0 ? 0 : pole_of(shore);
+    if (polygon.pole != 0) shore.push_back(closing);
+}
+
+} // namespace
+
+struct Coastline::Frame {
+    std::string path;
+    GshhsMap *map = nullptr;
+    int capacity = 0;
+    float *lon = nullptr;
+    float *lat = nullptr;
+
+    ~Frame() {
+        free(lon);
+        free(lat);
+        lindra_free_gshhsmap(map);
+    }
+
+    void select(char resolution) {
+        const char name[] = {resolution, '\0'};
+        const CapturedLog log;
+        const bool selected =
+            gshhsmap_open(&map) == 0 && gshhsmap_select(map, "f:0", name, 0, 360, -90, 90, 0, 0) >= 0;
+        if (!selected) fail(log.one_line());
+        if (map->select[0].size == 0) throw DataError(path + " is empty");
+        for (int i = 0; i < map->nsegs; i++)
+            if (!is_sound(map->segs[i].hdr)) fail_at(i, "has an impossible level or box");
+        map->lonref = -180;
+        map->west = map->south = -beyond_everything;
+        map->east = map->north = beyond_everything;
+    }
+
+    [[noreturn]] void fail(const std::string &said) const {
+        if (!map || !map->select[0].data) throw DataError(path + " cannot be read: " + said);
+        const auto [polygons, bytes] = readable_part(map->select[0]);
+        throw DataError(path + " is damaged at byte " + std::to_string(bytes) + ", after " +
+                        std::to_string(polygons) + " polygons: " + said);
+    }
+
+    [[noreturn]] void fail_at(int index, const char *what) const {
+        const GshhsSeg &seg = map->segs[index];
+        throw DataError(path + " is damaged: the polygon with id " + std::to_string(seg.hdr.id) +
+                        ", points at byte " + std::to_string(seg.pts - seg.select->data) + ", " + what);
+    }
+
+    void read(int index, Polygon &polygon) {
+        map->iseg = index;
+        int count = 0;
+        char type[2];
+        int inside;
+        if (gshhsmap_nextseg(map, &count, &capacity, &lon, &lat, type, &polygon.level, &inside) < 0)
+            throw std::bad_alloc();
+        polygon.id = map->segs[index].hdr.id;
+        polygon.shore.resize(static_cast<size_t>(count));
+        for (int i = 0; i < count; i++) {
+            if (std::fabs(lat[i]) > latitude_limit) fail_at(index, "has a latitude beyond the pole");
+            polygon.shore[static_cast<size_t>(i)] = {lon[i], lat[i]};
+        }
+        if (count > 0) close_shore(polygon);
+    }
+};
+
+Coastline::Coastline(char resolution) : frame_(std::make_unique<Frame>()) {
+    frame_->path = find_file(resolution);
+    frame_->select(resolution);
+}
+
+Coastline::~Coastline() = default;
+
+void Coastline::visit(const Window &window, const std::function<void(const Polygon &)> &visit) {
+    Polygon polygon;
+    for (int i = 0; i < frame_->map->nsegs; i++) {
+        const GSHHSHdr &hdr = frame_->map->segs[i].hdr;
+        if (hdr.n == 0 || !meets(hdr, window)) continue;
+        frame_->read(i, polygon);
+        visit(polygon);
+    }
+}
+
+Ring Polygon::area() const {
+    Ring ring = shore;
+    if (pole == 0) return ring;
+    ring.push_back({shore.back().lon, 90.0 * pole});
+    ring.push_back({shore.front().lon, 90.0 * pole});
+    return ring;
+}
+
+std::vector<double> copies(const Ring &ring, const Window &window) {
+    if (ring.empty()) return {};
+    const auto [west, east] =
+        std::minmax_element(ring.begin(), ring.end(), [](Point a, Point b) { return a.lon < b.lon; });
+    const auto [south, north] =
+        std::minmax_element(ring.begin(), ring.end(), [](Point a, Point b) { return a.lat < b.lat; });
+    if (north->lat < window.south || south->lat > window.north) return {};
+    std::vector<double> result;
+    const auto [first, last] = turns(west->lon, east->lon, window);
+    for (double turn = first; turn <= last; turn += 360)
+        result.push_back(turn);
+    return result;
+}
+
+Ring shifted(const Ring &ring, double longitude) {
+    Ring result = ring;
+    for (Point &point : result)
+        point.lon += longitude;
+    return result;
+}
+
+} // namespace lindra::tools
