@@ -346,7 +346,7 @@ TEST_F(Segments, damaged_data_are_told_and_leave_no_file) {
     std::filesystem::create_directory(scratch.path() / "out");
     const Result result =
         run_lindra("segments --resolution c -o " + (scratch.path() / "out/land.txt").string());
-    expect_refusal(result, 1, file.string() + " is damaged at byte 1826");
+    expect_refusal(result, 1, file + " is damaged at byte 1826");
     expect_refusal(result, 1, "after 1780 polygons: ");
     EXPECT_TRUE(std::filesystem::is_empty(scratch.path() / "out"));
 }
