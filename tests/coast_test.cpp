@@ -455,6 +455,16 @@ TEST_F(BadFile, latitude_beyond_the_pole_is_told) {
                   " is damaged: polygon 1, whose points begin at byte 44, has a latitude beyond the pole");
 }
 
+TEST_F(BadFile, shore_that_winds_on_and_on_is_told) {
+    RawPolygon polygon = island(1, 0, 20);
+    for (int i = 0; i < 1000; i++)
+        polygon.points.emplace_back(120 * i % 360, 20);
+    write(file_of({polygon}));
+    EXPECT_EQ(complaint(),
+              path() + " is damaged: polygon 1, whose points begin at byte 44, winds round the globe more "
+                       "than once");
+}
+
 TEST_F(BadFile, polygons_without_points_are_passed_over) {
     RawPolygon empty = island(1, 10, 20);
     empty.points.clear();
