@@ -101,9 +101,14 @@ TEST_F(GshhsHeader, given_record_is_cleared_first_and_nothing_is_allocated) {
     memset(&record, 0x55, sizeof record);
     const GuardedBuffer buffer(header_bytes(0x701));
     unsigned char *pos = buffer.data();
-    const AllocationWatch watch;
-    EXPECT_EQ(gshhs_unstuff_hdr(&hdr, &pos), 0);
-    EXPECT_EQ(watch.count(), 0);
+    int status, allocations;
+    {
+        const AllocationWatch watch;
+        status = gshhs_unstuff_hdr(&hdr, &pos);
+        allocations = watch.count();
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(allocations, 0);
     EXPECT_EQ(hdr, &record);
     EXPECT_EQ(record.greenwich, 0);
     EXPECT_EQ(record.source, 0);

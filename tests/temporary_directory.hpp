@@ -32,6 +32,8 @@ class TemporaryDirectory {
     std::string write(const std::string &name, std::string_view bytes) const {
         const std::filesystem::path file = path_ / name;
         std::filesystem::create_directories(file.parent_path());
+        // A file written over is flushed to the disk by some file systems; a new one is not.
+        std::filesystem::remove(file);
         std::ofstream(file, std::ios::binary) << bytes;
         return file.string();
     }

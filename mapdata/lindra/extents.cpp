@@ -19,8 +19,8 @@ std::shared_mutex extents_lock;
 
 using Table = std::map<uintptr_t, size_t>;
 
-// Never destroyed: a host's static objects may still decode while the process ends. In static storage: the
-// first look-up may come when memory has run out.
+// Never destroyed, because a host's static objects may still decode while the process ends; and made without
+// an allocation, because a look-up cannot fail.
 Table &extents() {
     alignas(Table) static unsigned char storage[sizeof(Table)];
     static auto *table = new (storage) Table;
