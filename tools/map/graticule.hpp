@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_TOOLS_GRATICULE_HPP
+#define LINDRA_TOOLS_GRATICULE_HPP
+
+#include "map/chart.hpp"
+#include "map/plane.hpp"
+
+#include <string>
+#include <vector>
+
+namespace lindra::tools {
+
+// A text at a point of the map.
+struct Label {
+    std::string text;
+    PlanePoint at;      // on the plane
+    PlanePoint outward; // of length 1, on the page: the label stands on this side of the point; 0, 0 for a
+                        // label in the map
+};
+
+// The meridians and parallels of a chart, on the plane.
+struct Graticule {
+    PlaneLines lines;
+    std::vector<Label> labels;
+};
+
+// columns, rows: into about how many parts the map is to be divided.
+Graticule make_graticule(const Chart &chart, double columns, double rows);
+
+// The smallest of 90, 45, 30, 15, 10, 5, 2, 1, 0.5, 0.2, 0.1, ... that is not below least; at most 90.
+double nice_step(double least);
+
+// "30°W", "0°", "180°", "2.5°E": with as many decimals as multiples of the step have.
+std::string longitude_label(double longitude, double step);
+std::string latitude_label(double latitude, double step);
+
+} // namespace lindra::tools
+
+#endif
