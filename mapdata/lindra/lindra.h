@@ -72,7 +72,9 @@ typedef struct GshhsSeg {
     GshhsSelect *select; /* the layer that selected it */
 } GshhsSeg;
 
-/* GshhsMap: a handle on the coastlines. Angles are degrees. */
+/* GshhsMap: a handle on the coastlines. Angles are degrees. Between calls of gshhsmap_nextseg the caller may
+ * set iseg, to pass over polygons, and west to north and lonref, to have them clipped and laid out otherwise
+ * than they were selected. */
 typedef struct GshhsMap {
     double west, east, south, north; /* the window, normalised */
     double lonref;                   /* west edge of the 360 degrees centred on the window */
