@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+//
+// `lindra draw`: a map of the coastlines as a picture.
+
+#include "subcommands.hpp"
 
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
@@ -9,18 +13,19 @@
 #include "map/projection.hpp"
 #include "map/resolution.hpp"
 #include "map/style.hpp"
-#include "subcommands.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 
-namespace {
+namespace lindra::tools {
 
-using namespace lindra::tools;
+namespace {
 
 struct Options {
     std::string output = "world.png";
@@ -30,7 +35,7 @@ struct Options {
     std::string projection = "plate-carree";
     std::string centre;
     std::string size;
-    std::string style;
+    std::string style = "atlas";
     std::string title;
 };
 
@@ -98,19 +103,92 @@ void draw_map(const Options &options) {
             drawing.width(), drawing.height(), resolution_name(resolution));
 }
 
+// Breaks lines at blanks, every line indented.
+std::string wrapped(const std::string &text, const std::string &indent) {
+    constexpr size_t widest = 80;
+    std::istringstream words(text);
+    std::string result, line;
+    for (std::string word; words >> word;) {
+        if (!line.empty() && line.size() + 1 + word.size() > widest) {
+            result += line + "\n";
+            line.clear();
+        }
+        line += (line.empty() ? indent : " ") + word;
+    }
+    return result + line;
+}
+
+constexpr const char *window_notes =
+    R"(The map has the shape of the window: a rectangle, a sector, a disc. Longitudes
+may be any from -360 to 720. A window of 360 degrees goes right round, wherever
+it begins: 0/360/-90/90 has the Pacific in the middle.
+)";
+
+constexpr const char *style_notes =
+    R"(Widths and sizes are pixels of a page whose longer side is 1200, and grow with
+it. With text=none,frame=none,graticule=none the page is the bare map.
+)";
+
+constexpr const char *examples =
+    R"(Examples:
+  lindra draw
+      the world, as world.png
+  lindra draw --window -15/40/34/72 --projection laea --title Europe -o europe.pdf
+      Europe on a page to print
+  lindra draw --window 5/10/59/64 --projection merc --resolution f -o fjords.png
+      fjords of Norway, with every point of the data
+  lindra draw --window 160/-160/-55/-25 --size 2000x -o new-zealand.svg
+      New Zealand, in one window across the antimeridian, 2000 pixels wide
+  lindra draw --projection ortho --center 100/30 --style night,coast=gold
+      Asia on a globe, at night, with golden coasts
+  lindra draw --projection stere --window -180/180/-90/-60 -o antarctica.png
+      Antarctica
+  lindra draw --layers coast --style plain,coast-width=1 -o outlines.svg
+      outlines alone)";
+
+std::string explanations() {
+    const std::string settings =
+        "Settings follow the name, or stand alone and change atlas: " + style_keys() + ".";
+    const std::string colours = "Colours are #rgb, #rrggbb, #rrggbbaa or a name: " + colour_names() + ".";
+    return std::string(window_notes) + "\nProjections:\n" + projection_help() + "\nStyles: " + style_names() +
+           ".\n" + wrapped(settings, "") + "\n" + wrapped(colours, "") + "\n" + style_notes + "\n" + examples;
+}
+
+CLI::Option *add_text_option(CLI::App &command, const char *names, std::string &value, const char *type,
+                             const char *help) {
+    return command.add_option(names, value, help)->type_name(type)->capture_default_str();
+}
+
 } // namespace
 
-void lindra::tools::add_draw(CLI::App &program) {
-    auto options = std::make_shared<Options>();
-    CLI::App *command = program.add_subcommand("draw", "Draw a map of the coastlines as PNG, SVG or PDF");
-    command->add_option("-o,--output", options->output, "out");
-    command->add_option("-w,--window", options->window, "");
-    command->add_option("-r,--resolution", options->resolution, "");
-    command->add_option("-l,--layers", options->layers, "");
-    command->add_option("-p,--projection", options->projection, "");
-    command->add_option("-c,--center,--centre", options->centre, "");
-    command->add_option("-s,--size", options->size, "");
-    command->add_option("-S,--style", options->style, "");
-    command->add_option("-t,--title", options->title, "");
-    command->callback([options] { draw_map(*options); });
+void add_draw(CLI::App &program) {
+    const auto options = std::make_shared<Options>();
+    CLI::App &command = *program.add_subcommand("draw", "Draw a map of the coastlines as PNG, SVG or PDF.");
+    add_text_option(command, "-o,--output", options->output, "FILE", "The picture: .png, .svg or .pdf");
+    add_text_option(command, "--window", options->window, "W/E/S/N",
+                    "Degrees; east below west crosses the antimeridian:\n"
+                    "170/-170/-50/-10. Without it, all that the\n"
+                    "projection shows well");
+    add_text_option(command, "--projection", options->projection, "NAME", "One of the list below");
+    add_text_option(command, "--center,--centre", options->centre, "LON/LAT",
+                    "The place in the middle of an azimuthal projection.\n"
+                    "Without it, the middle of the window");
+    add_text_option(command, "--resolution", options->resolution, "NAME",
+                    "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\n"
+                    "auto: what suits the size of a pixel");
+    add_text_option(command, "--layers", options->layers, "LAYER,...",
+                    "Any of land, lakes, islands (in lakes), ponds (on\n"
+                    "those), and coast: the outlines of the others, or\n"
+                    "of everything when it stands alone");
+    add_text_option(command, "--size", options->size, "WxH",
+                    "Pixels of the page, 1 to 20000. A side left out\n"
+                    "(1200x, x800) follows from the shape of the map.\n"
+                    "Without it, the longer side is 1200");
+    add_text_option(command, "--style", options->style, "NAME,KEY=VALUE,...",
+                    "Colours and widths, see below");
+    add_text_option(command, "--title", options->title, "TEXT", "Stands above the map");
+    command.footer(explanations());
+    command.callback([options] { draw_map(*options); });
 }
+
+} // namespace lindra::tools

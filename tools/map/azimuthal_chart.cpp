@@ -3,8 +3,8 @@
 #include "map/azimuthal_chart.hpp"
 
 #include "map/clip.hpp"
-#include "map/clipped_polygon.hpp"
 #include "map/densify.hpp"
+#include "map/pieces.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -66,7 +66,7 @@ PlaneLines AzimuthalChart::area(const Polygon &polygon) const {
         return projected(disc_.area({shore}, {0, 90}, polygon.pole == 1));
     }
     std::vector<Line> rings;
-    for (const Ring &ring : clipped_area(polygon, surroundings()))
+    for (const Ring &ring : area_pieces(polygon, surroundings()))
         rings.push_back(closed(ring));
     return projected(disc_.area(rings, opposite_of_window(), false));
 }
@@ -75,7 +75,7 @@ PlaneLines AzimuthalChart::shore(const Polygon &polygon) const {
     if (!has_sides())
         return projected(disc_.pieces(polygon.pole == 0 ? closed(polygon.shore) : polygon.shore));
     PlaneLines result;
-    for (const Line &line : clipped_shore(polygon, surroundings()))
+    for (const Line &line : shore_pieces(polygon, surroundings()))
         for (const Line &piece : disc_.pieces(line))
             result.push_back(projection().project(piece));
     return result;
@@ -96,11 +96,17 @@ PlaneLines AzimuthalChart::region() const {
 
 PlaneLines AzimuthalChart::border() const {
     std::vector<Line> lines;
-    if (radius_ >= kind().rim) lines.push_back(disc_.rim());
+    if (reaches_rim()) lines.push_back(disc_.rim());
     for (const Line &side : sides(window()))
         for (Line &piece : disc_.pieces(side))
             lines.push_back(std::move(piece));
     return projected(lines);
+}
+
+double AzimuthalChart::rim() const {
+    if (!reaches_rim()) return Chart::rim();
+    const PlaneLine line = projection().project({disc_.rim().front()});
+    return line.empty() ? Chart::rim() : std::hypot(line.front().x, line.front().y);
 }
 
 std::optional<PlanePoint> AzimuthalChart::place(Point place) const {

@@ -19,10 +19,12 @@ class AzimuthalChart : public Chart {
     PlaneLines line(const Line &line) const override;
     PlaneLines region() const override;
     PlaneLines border() const override;
+    double rim() const override;
     std::optional<PlanePoint> place(Point place) const override;
 
   private:
     bool has_sides() const;
+    bool reaches_rim() const { return radius_ >= kind().rim; }
     Point opposite_of_window() const;
     PlaneLines projected(const std::vector<Line> &lines) const;
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 
 namespace lindra::tools {
@@ -68,6 +69,12 @@ void check_centre(const ProjectionKind &kind, const std::optional<Point> &centre
             "polar-stereographic is centred on a pole: the latitude of --center must be 90 or -90");
 }
 
+// On less than a metre of ground the coordinates of the plane run out of digits.
+void check_span(const Window &window) {
+    if (std::min(window.east - window.west, window.north - window.south) < 1e-5)
+        throw UsageError("the window is less than 0.00001 degrees wide or high; choose a larger one");
+}
+
 Window cut(const ProjectionKind &kind, const Window &window, double south, double north) {
     const Window part = {window.west, window.east, std::max(window.south, south),
                          std::min(window.north, north)};
@@ -88,9 +95,13 @@ Window reachable(const ProjectionKind &kind, const Window &window, const std::op
 Chart::Chart(const ProjectionKind &kind, const Window &window, Point centre)
     : projection_(kind, centre), window_(window), surroundings_(widened(window)), step_(step_of(window)) {}
 
+double Chart::rim() const {
+    return std::numeric_limits<double>::infinity();
+}
+
 std::optional<Point> Chart::in_window(Point place) const {
-    const double turns = std::ceil((window_.west - place.lon) / 360);
-    const double lon = place.lon + 360 * turns;
+    const bool inside = window_.west <= place.lon && place.lon <= window_.east;
+    const double lon = inside ? place.lon : place.lon + 360 * std::ceil((window_.west - place.lon) / 360);
     if (lon > window_.east || place.lat < window_.south || place.lat > window_.north) return std::nullopt;
     return Point{lon, place.lat};
 }
@@ -104,6 +115,7 @@ Window default_window(const ProjectionKind &kind, const std::optional<Point> &ce
 std::unique_ptr<Chart> make_chart(const ProjectionKind &kind, const Window &window,
                                   const std::optional<Point> &centre) {
     check_centre(kind, centre);
+    check_span(window);
     const Window shown = reachable(kind, window, centre);
     const Point middle = centre_of(kind, shown, centre);
     std::unique_ptr<Chart> chart;

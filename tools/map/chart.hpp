@@ -38,6 +38,10 @@ class Chart {
     // The lines that bound the region, and more that lies outside it.
     virtual PlaneLines border() const = 0;
 
+    // How far from the projection's centre, on the plane, the disc ends that an azimuthal projection shows;
+    // infinite when the map does not reach so far.
+    virtual double rim() const;
+
     // Where a place lies; nothing outside the region.
     virtual std::optional<PlanePoint> place(Point place) const = 0;
 

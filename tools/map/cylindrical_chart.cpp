@@ -3,8 +3,8 @@
 #include "map/cylindrical_chart.hpp"
 
 #include "map/clip.hpp"
-#include "map/clipped_polygon.hpp"
 #include "map/densify.hpp"
+#include "map/pieces.hpp"
 
 namespace lindra::tools {
 
@@ -14,14 +14,14 @@ PlaneLine CylindricalChart::bent(const Line &line) const {
 
 PlaneLines CylindricalChart::area(const Polygon &polygon) const {
     PlaneLines result;
-    for (const Ring &ring : clipped_area(polygon, surroundings()))
+    for (const Ring &ring : area_pieces(polygon, surroundings()))
         result.push_back(bent(closed(ring)));
     return result;
 }
 
 PlaneLines CylindricalChart::shore(const Polygon &polygon) const {
     PlaneLines result;
-    for (const Line &piece : clipped_shore(polygon, surroundings()))
+    for (const Line &piece : shore_pieces(polygon, surroundings()))
         result.push_back(bent(piece));
     return result;
 }

@@ -17,15 +17,20 @@ namespace {
 
 constexpr double thinning = 0.2; // pixels: a point nearer to the last one is left out
 
-// The last point stays where it is: the pieces of a line end on the border.
+bool is_thin(PlanePoint a, PlanePoint b) {
+    return std::fabs(a.x - b.x) + std::fabs(a.y - b.y) < thinning;
+}
+
+// The last point stays where it is: the pieces of a line end on the border. Nothing is left of a line that is
+// all within the reach of its first point, such as the shore of a small island.
 PlaneLine thinned_line(const PlaneLine &line, const Page &page) {
     PlaneLine result;
     for (size_t i = 0; i < line.size(); i++) {
         const PlanePoint point = page.at(line[i]);
         const bool ends = i == 0 || i + 1 == line.size();
-        if (ends || std::fabs(point.x - result.back().x) + std::fabs(point.y - result.back().y) >= thinning)
-            result.push_back(point);
+        if (ends || !is_thin(point, result.back())) result.push_back(point);
     }
+    if (result.size() == 2 && is_thin(result.front(), result.back())) result.clear();
     return result;
 }
 

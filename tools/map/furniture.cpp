@@ -26,19 +26,16 @@ double ends_to_middle(const PlaneBox &box, PlanePoint direction) {
 // --- Labels
 // ---------------------------------------------------------------------------------------------------------------
 
-// Beyond the end of its line, or beside the line.
+// Beyond the end of its line, or on the line.
 Inscription inscribe(const Label &label, const Page &page, double size) {
-    const double gap = size * 0.5;
-    const bool on_map = label.outward.x == 0 && label.outward.y == 0;
     const PlanePoint at = page.at(label.at);
-    Inscription text = Inscription::centred(label.text, size, at);
-    const double reach = gap + ends_to_middle(text.box, label.outward);
-    const PlanePoint middle =
-        on_map ? PlanePoint{at.x + gap / 2 + text.box.width() / 2, at.y - gap / 2 - text.box.height() / 2}
-               : PlanePoint{at.x + reach * label.outward.x, at.y + reach * label.outward.y};
-    text = Inscription::centred(label.text, size, middle);
-    text.on_map = on_map;
-    return text;
+    const bool on_map = label.outward.x == 0 && label.outward.y == 0;
+    const Inscription text = Inscription::centred(label.text, size, at);
+    const double reach = on_map ? 0 : size / 2 + ends_to_middle(text.box, label.outward);
+    Inscription moved = Inscription::centred(
+        label.text, size, {at.x + reach * label.outward.x, at.y + reach * label.outward.y});
+    moved.on_map = on_map;
+    return moved;
 }
 
 std::vector<Inscription> inscribe(const std::vector<Label> &labels, const Page &page, double size) {
@@ -71,6 +68,11 @@ bool differs(double a, double b) {
     return std::fabs(a - b) > 0.05 * b;
 }
 
+std::string rounded_latitude(double latitude) {
+    const double tenths = std::round(latitude * 10);
+    return latitude_label(tenths / 10, std::fmod(tenths, 10) == 0 ? 1 : 0.1);
+}
+
 struct PlannedBar {
     double metres_of_plane; // its length
     std::string text;
@@ -88,7 +90,7 @@ std::optional<PlannedBar> plan_bar(const Chart &chart, double map_width) {
     const bool has_direction = differs(scale->north, scale->east);
     if (has_direction) text += " east to west";
     if (has_direction || (elsewhere && differs(elsewhere->east, scale->east)))
-        text += " at " + latitude_label(std::round(place.lat * 10) / 10, 0.1);
+        text += " at " + rounded_latitude(place.lat);
     return PlannedBar{length * scale->east, text};
 }
 
@@ -99,16 +101,15 @@ class Planner {
   public:
     Planner(const Chart &chart, const std::optional<PageSize> &size, const Style &style,
             const std::string &title)
-        : region_(box_of(chart.region())), size_(size ? *size : default_size(region_)), style_(style),
-          title_(title), page_(region_, size_, {0, 0, 0, 0}), unit_(page_.unit()),
-          text_size_(style.text_size * unit_),
-          graticule_(make_graticule(chart, parts(page_.map().width(), 7.5), parts(page_.map().height(), 6))),
+        : region_(box_of(chart.region())), size_(size), style_(style), title_(title),
+          page_(page_with({0, 0, 0, 0})), unit_(page_.unit()), text_size_(style.text_size * unit_),
+          graticule_(make_graticule(chart, 7 * std::max(text_size_, 8.0) / page_.pixels_per_metre())),
           bar_(plan_bar(chart, region_.width())) {}
 
     Layout lay_out() {
         if (!style_.text.is_seen() || text_size_ <= 0) return {page_, std::move(graticule_), {}};
         const Margins margins = find_margins();
-        const Page with_texts(region_, size_, margins);
+        const Page with_texts = page_with(margins);
         if (!with_texts.has_room_for(margins)) return {page_, std::move(graticule_), {}};
         page_ = with_texts;
         place_title();
@@ -119,9 +120,8 @@ class Planner {
     }
 
   private:
-    // Each part is to be so many letters wide or high.
-    double parts(double length, double letters) const {
-        return length / (letters * std::max(text_size_, 8.0));
+    Page page_with(const Margins &margins) const {
+        return size_ ? Page(region_, *size_, margins) : usual_page(region_, margins);
     }
 
     double padding() const { return std::round(10 * unit_); }
@@ -179,7 +179,7 @@ class Planner {
     }
 
     PlaneBox region_;
-    PageSize size_;
+    std::optional<PageSize> size_;
     const Style &style_;
     const std::string &title_;
     Page page_;

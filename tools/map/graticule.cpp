@@ -3,10 +3,12 @@
 #include "map/graticule.hpp"
 
 #include "map/densify.hpp"
+#include "map/scale.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numbers>
 #include <optional>
 
 namespace lindra::tools {
@@ -14,6 +16,7 @@ namespace lindra::tools {
 namespace {
 
 constexpr double tiny = 1e-9;
+constexpr double metres_per_degree = earth_radius * std::numbers::pi / 180;
 
 // The multiples of the step from first to last, both included.
 std::vector<double> multiples(double first, double last, double step) {
@@ -41,47 +44,67 @@ bool is_near(double a, double b) {
     return std::fabs(a - b) < tiny;
 }
 
+// Degrees between lines that are to be about so many metres of the plane apart.
+struct Steps {
+    double lon, lat;
+};
+
+bool is_closed(const Chart &chart) {
+    return chart.is_azimuthal() && chart.goes_round();
+}
+
+// Where meridians run together, they are counted along the edge of the map.
+Steps choose_steps(const Chart &chart, double metres) {
+    const Point place = typical_place(chart);
+    const Scale scale = scale_at(chart, place).value_or(Scale{1, 1});
+    if (is_closed(chart)) {
+        const double edge = std::numbers::pi * box_of(chart.region()).width();
+        return {nice_step(std::max(360 * 2 * metres / edge, 15.1)),
+                nice_step(1.3 * metres / (scale.north * metres_per_degree))};
+    }
+    const double east = scale.east * metres_per_degree * std::cos(place.lat * std::numbers::pi / 180);
+    return {nice_step(metres / east), nice_step(metres / (scale.north * metres_per_degree))};
+}
+
 class Maker {
   public:
-    Maker(const Chart &chart, double columns, double rows)
-        : chart_(chart), window_(chart.window()),
-          lon_step_(nice_step((window_.east - window_.west) / columns)),
-          lat_step_(nice_step((window_.north - window_.south) / rows)) {}
+    Maker(const Chart &chart, double metres)
+        : chart_(chart), window_(chart.window()), closed_(is_closed(chart)),
+          steps_(choose_steps(chart, metres)) {}
 
     Graticule make() {
-        for (const double lon : multiples(window_.west, window_.east, lon_step_))
+        for (const double lon : multiples(window_.west, window_.east, steps_.lon))
             add_meridian(lon);
-        for (const double lat : multiples(window_.south, window_.north, lat_step_))
+        for (const double lat : multiples(window_.south, window_.north, steps_.lat))
             add_parallel(lat);
         return std::move(graticule_);
     }
 
   private:
-    bool is_closed() const { return chart_.is_azimuthal() && chart_.goes_round(); }
-
     void add_meridian(double lon) {
-        if (is_closed() && is_near(lon, window_.west + 360)) return;
-        const std::string text = longitude_label(lon, lon_step_);
+        if (closed_ && is_near(lon, window_.west + 360)) return;
+        const Point south = {lon, window_.south};
+        const Point north = {lon, window_.north};
+        const std::string text = longitude_label(lon, steps_.lon);
         if (!chart_.is_azimuthal())
-            add_label(text, {lon, window_.south}, {0, 1});
-        else if (!add_end_label(text, {lon, window_.south}, {lon, window_.north}) &&
-                 !add_end_label(text, {lon, window_.north}, {lon, window_.south}))
+            add_label(text, south, {0, 1});
+        else if (!add_end_label(text, south, north) && !add_end_label(text, north, south))
             add_inner_label(text, {lon, label_latitude()});
         const bool on_border = is_near(lon, window_.west) || is_near(lon, window_.east);
-        if (is_closed() || !on_border) add_line(short_of_poles(lon));
+        if (closed_ || !on_border) add_line(short_of_poles(lon));
     }
 
     void add_parallel(double lat) {
-        const bool pole = std::fabs(lat) > 90 - tiny;
         const Line line = {{window_.west, lat}, {window_.east, lat}};
-        const std::string text = latitude_label(lat, lat_step_);
+        const std::string text = latitude_label(lat, steps_.lat);
+        const bool on_border = is_near(lat, window_.south) || is_near(lat, window_.north);
         if (!chart_.is_azimuthal())
-            add_label(text, line.front(), {-1, 0});
-        else if (!pole && !is_closed() && !add_end_label(text, line.front(), line.back()))
-            add_limb_label(text, line);
-        else if (!pole && is_closed() && !add_limb_label(text, line))
+            add_label(text, line.front(), border_normal(lat));
+        else if (closed_ && !on_border && !add_rim_label(text, line))
             add_inner_label(text, {label_longitude(), lat});
-        if (!is_near(lat, window_.south) && !is_near(lat, window_.north)) add_line(line);
+        else if (!closed_ && !add_end_label(text, line.front(), line.back()))
+            add_rim_label(text, line);
+        if (!on_border) add_line(line);
     }
 
     void add_line(const Line &line) {
@@ -92,7 +115,7 @@ class Maker {
     // Where meridians meet in a point, only every fourth right angle reaches it.
     Line short_of_poles(double lon) const {
         const bool whole = !chart_.is_azimuthal() || is_near(std::remainder(lon, 90), 0);
-        const double highest = whole ? 90 : 90 - std::min(lat_step_, 10.0);
+        const double highest = whole ? 90 : 90 - std::min(steps_.lat, 10.0);
         return {{lon, std::max(window_.south, -highest)}, {lon, std::min(window_.north, highest)}};
     }
 
@@ -112,10 +135,10 @@ class Maker {
     }
 
     // Where a parallel comes into sight, outside the disc.
-    bool add_limb_label(const std::string &text, const Line &parallel) {
+    bool add_rim_label(const std::string &text, const Line &parallel) {
         for (const PlaneLine &piece : chart_.line(parallel)) {
             const PlanePoint start = piece.front();
-            if (std::hypot(start.x, start.y) < 0.9999 * limb_radius()) continue;
+            if (std::hypot(start.x, start.y) < 0.9999 * chart_.rim()) continue;
             graticule_.labels.push_back({text, start, unit_vector(start.x, -start.y)});
             return true;
         }
@@ -124,34 +147,40 @@ class Maker {
 
     void add_inner_label(const std::string &text, Point at) {
         constexpr double readable = 0.8; // nearer to the rim the lines run together
-        if (distance_between(chart_.centre(), at) < readable * chart_.kind().rim) add_label(text, at, {0, 0});
+        const bool is_pole = std::fabs(at.lat) > 90 - tiny;
+        if (!is_pole && distance_between(chart_.centre(), at) < readable * chart_.kind().rim)
+            add_label(text, at, {0, 0});
     }
 
-    double limb_radius() const {
-        double radius = 0;
-        for (const PlaneLine &line : chart_.border())
-            for (const PlanePoint &point : line)
-                radius = std::max(radius, std::hypot(point.x, point.y));
-        return radius;
+    // At right angles to the western border, which leans in some projections.
+    PlanePoint border_normal(double lat) const {
+        const double way = (window_.north - window_.south) / 100;
+        const auto below = chart_.place({window_.west, std::max(lat - way, window_.south)});
+        const auto above = chart_.place({window_.west, std::min(lat + way, window_.north)});
+        return below && above ? unit_vector(below->y - above->y, below->x - above->x) : PlanePoint{-1, 0};
     }
 
-    // Along which lines the labels in the map stand: those through the centre, but not through a pole.
+    // Labels in the map stand on their lines half-way between two crossings, near the centre, but not near a
+    // pole.
     double label_latitude() const {
         const double lat = chart_.centre().lat;
-        return std::fabs(lat) > 60 ? 0 : lat_step_ * std::round(lat / lat_step_);
+        return std::fabs(lat) > 60 ? steps_.lat / 2 : steps_.lat * (std::floor(lat / steps_.lat) + 0.5);
     }
-    double label_longitude() const { return lon_step_ * std::round(chart_.centre().lon / lon_step_); }
+    double label_longitude() const {
+        return steps_.lon * (std::floor(chart_.centre().lon / steps_.lon + tiny) + 0.5);
+    }
 
     const Chart &chart_;
     const Window window_;
-    const double lon_step_, lat_step_;
+    const bool closed_;
+    const Steps steps_;
     Graticule graticule_;
 };
 
 } // namespace
 
-Graticule make_graticule(const Chart &chart, double columns, double rows) {
-    return Maker(chart, columns, rows).make();
+Graticule make_graticule(const Chart &chart, double metres) {
+    return Maker(chart, metres).make();
 }
 
 double nice_step(double least) {

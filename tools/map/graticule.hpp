@@ -14,8 +14,7 @@ namespace lindra::tools {
 struct Label {
     std::string text;
     PlanePoint at;      // on the plane
-    PlanePoint outward; // of length 1, on the page: the label stands on this side of the point; 0, 0 for a
-                        // label in the map
+    PlanePoint outward; // on the page, of length 1: the label stands beyond the point; 0, 0: on the point
 };
 
 // The meridians and parallels of a chart, on the plane.
@@ -24,8 +23,8 @@ struct Graticule {
     std::vector<Label> labels;
 };
 
-// columns, rows: into about how many parts the map is to be divided.
-Graticule make_graticule(const Chart &chart, double columns, double rows);
+// metres: of the plane, about how far apart the lines are to be.
+Graticule make_graticule(const Chart &chart, double metres);
 
 // The smallest of 90, 45, 30, 15, 10, 5, 2, 1, 0.5, 0.2, 0.1, ... that is not below least; at most 90.
 double nice_step(double least);

@@ -47,8 +47,11 @@ PageSize parse_size(const std::string &text) {
     return size;
 }
 
-PageSize default_size(const PlaneBox &region) {
-    return region.width() >= region.height() ? PageSize{usual_side, 0} : PageSize{0, usual_side};
+Page usual_page(const PlaneBox &region, const Margins &margins) {
+    const bool wide = region.width() >= region.height();
+    const Page page(region, wide ? PageSize{usual_side, 0} : PageSize{0, usual_side}, margins);
+    if (std::max(page.width(), page.height()) <= usual_side) return page;
+    return Page(region, wide ? PageSize{0, usual_side} : PageSize{usual_side, 0}, margins);
 }
 
 Page::Page(const PlaneBox &region, const PageSize &size, const Margins &margins)
@@ -88,7 +91,7 @@ bool Page::has_room_for(const Margins &margins) const {
 }
 
 double Page::unit() const {
-    return std::clamp(std::min(width_, 2 * height_) / static_cast<double>(usual_side), 0.7, 20.0);
+    return std::clamp(std::max(width_, height_) / static_cast<double>(usual_side), 0.7, 20.0);
 }
 
 } // namespace lindra::tools

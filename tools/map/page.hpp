@@ -17,9 +17,6 @@ struct PageSize {
 // 20000.
 PageSize parse_size(const std::string &text);
 
-// The size when none is asked for: the longer side is 1200.
-PageSize default_size(const PlaneBox &region);
-
 // Whole pixels between the map and the edges of the page.
 struct Margins {
     int left, top, right, bottom;
@@ -54,6 +51,9 @@ class Page {
     double scale_;
     PlaneBox map_;
 };
+
+// The page when no size is asked for: its longer side is 1200.
+Page usual_page(const PlaneBox &region, const Margins &margins);
 
 } // namespace lindra::tools
 

@@ -19,21 +19,28 @@ namespace {
 // because PROJ refuses points that rounding puts behind the limb. Lambert's and the equidistant show all but
 // the point opposite the centre, which is the whole rim.
 constexpr ProjectionKind kinds[] = {
-    {"plate-carree", "eqc latlon", Family::cylindrical, false, "+proj=eqc", false, 90, 0},
-    {"equirectangular", "equirect", Family::cylindrical, false, "+proj=eqc", false, 90, 0},
-    {"mercator", "merc", Family::cylindrical, false, "+proj=merc", true, 85, 0},
-    {"robinson", "robin", Family::cylindrical, false, "+proj=robin", true, 90, 0},
-    {"orthographic", "ortho globe", Family::azimuthal, false, "+proj=ortho", true, 90, 89.99999},
-    {"lambert-azimuthal", "laea lambert", Family::azimuthal, false, "+proj=laea", true, 90, 179.5},
-    {"azimuthal-equidistant", "aeqd", Family::azimuthal, false, "+proj=aeqd", true, 90, 179.5},
-    {"polar-stereographic", "stere stereographic polar", Family::azimuthal, true, "+proj=stere", true, 30,
-     150},
+    {"plate-carree", "eqc, latlon", "degrees as they are", "+proj=eqc", Family::cylindrical, false, false, 90,
+     0},
+    {"equirectangular", "equirect", "the same, stretched to be true in the middle", "+proj=eqc",
+     Family::cylindrical, false, false, 90, 0},
+    {"mercator", "merc", "true angles; ends at 85 degrees", "+proj=merc", Family::cylindrical, false, true,
+     85, 0},
+    {"robinson", "robin", "the whole world on a wall", "+proj=robin", Family::cylindrical, false, true, 90,
+     0},
+    {"orthographic", "ortho, globe", "a globe seen from far away", "+proj=ortho", Family::azimuthal, false,
+     true, 90, 89.99999},
+    {"lambert-azimuthal", "laea, lambert", "true areas; continents, countries", "+proj=laea",
+     Family::azimuthal, false, true, 90, 179.5},
+    {"azimuthal-equidistant", "aeqd", "true distances from the centre", "+proj=aeqd", Family::azimuthal,
+     false, true, 90, 179.5},
+    {"polar-stereographic", "stere, polar", "true angles round a pole", "+proj=stere", Family::azimuthal,
+     true, true, 30, 150},
 };
 
-bool lists(const char *words, const std::string &word) {
-    std::istringstream stream(words);
-    for (std::string known; stream >> known;)
-        if (known == word) return true;
+bool lists(const char *names, const std::string &name) {
+    std::istringstream stream(names);
+    for (std::string known; std::getline(stream >> std::ws, known, ',');)
+        if (known == name) return true;
     return false;
 }
 
@@ -53,7 +60,7 @@ std::string definition_of(const ProjectionKind &kind, Point centre) {
 const ProjectionKind &find_projection(const std::string &name) {
     for (const ProjectionKind &kind : kinds)
         if (name == kind.name || lists(kind.aliases, name)) return kind;
-    throw UsageError("unknown projection '" + name + "'; known are " + projection_names());
+    throw UsageError("there is no projection '" + name + "'; the projections are " + projection_names());
 }
 
 std::string projection_names() {
@@ -61,6 +68,16 @@ std::string projection_names() {
     for (const ProjectionKind &kind : kinds)
         names += (names.empty() ? "" : ", ") + std::string(kind.name);
     return names;
+}
+
+std::string projection_help() {
+    std::string help;
+    for (const ProjectionKind &kind : kinds) {
+        char line[200];
+        snprintf(line, sizeof line, "  %-23s%s (also %s)\n", kind.name, kind.remark, kind.aliases);
+        help += line;
+    }
+    return help;
 }
 
 struct Projection::Machine {

@@ -22,20 +22,22 @@ enum class Family {
 
 struct ProjectionKind {
     const char *name;
-    const char *aliases; // between blanks
-    Family family;
-    bool polar;             // the centre is always a pole
+    const char *aliases;    // between commas
+    const char *remark;     // for the help
     const char *definition; // for PROJ, without centre and radius
-    bool bends;             // a straight line of the longitude-latitude plane is not one on the map
-    double highest;         // latitude on either side of the equator; polar: beyond it from the pole
-    double rim;             // azimuthal: the largest distance from the centre
+    Family family;
+    bool polar;     // the centre is always a pole
+    bool bends;     // a straight line of the longitude-latitude plane is not one on the map
+    double highest; // latitude on either side of the equator; polar: beyond it from the pole
+    double rim;     // azimuthal: the largest distance from the centre
 };
 
 // The kind of that name or alias. Throws UsageError naming the known ones.
 const ProjectionKind &find_projection(const std::string &name);
 
-// The names between commas.
+// The names between commas; and a line for each of them with its aliases and what it is good for.
 std::string projection_names();
+std::string projection_help();
 
 class Projection {
   public:

@@ -15,7 +15,7 @@ struct Colour {
     bool is_seen() const { return alpha > 0; }
 };
 
-// Widths and sizes are pixels of a page 1200 pixels wide, and grow with the page.
+// Widths and sizes are pixels of a page whose longer side is 1200, and grow with the page.
 struct Style {
     Colour background; // of the page, round the map
     Colour sea, land, lake, island, pond;
