@@ -62,8 +62,10 @@ TextSize measure_text(const std::string &text, double size) {
     cairo_text_extents_t whole, digit;
     cairo_text_extents(context, text.c_str(), &whole);
     cairo_text_extents(context, "0", &digit);
+    const cairo_status_t status = cairo_status(context);
     cairo_destroy(context);
     cairo_surface_destroy(surface);
+    if (status == CAIRO_STATUS_INVALID_STRING) throw UsageError("the title is not text in UTF-8");
     return {whole.x_advance, -digit.y_bearing};
 }
 

@@ -25,6 +25,7 @@ struct TextSize {
     double ascent; // of capital letters and digits above the base line: labels are made of them
 };
 
+// Throws UsageError for a text that is not UTF-8.
 TextSize measure_text(const std::string &text, double size);
 
 class Canvas {

@@ -123,7 +123,8 @@ std::unique_ptr<Chart> make_chart(const ProjectionKind &kind, const Window &wind
         chart = std::make_unique<CylindricalChart>(kind, shown, middle);
     else
         chart = std::make_unique<AzimuthalChart>(kind, shown, middle);
-    if (chart->region().empty())
+    const PlaneBox box = box_of(chart->region());
+    if (!(box.width() > 0 && box.height() > 0))
         throw UsageError("nothing of the window is seen in the " + std::string(kind.name) +
                          " projection from that --center; choose another centre or window");
     return chart;

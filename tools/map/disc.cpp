@@ -123,7 +123,7 @@ std::vector<Line> Disc::pieces(const Line &line) const {
 class Disc::AreaCut {
   public:
     AreaCut(const Disc &disc, Point reference, bool reference_inside)
-        : disc_(disc), far_inside_(reference_inside) {
+        : disc_(disc), has_rim_(reference_inside) {
         const Sight seen = disc.sight(reference);
         reference_up_ = seen.up;
         reference_front_ = std::hypot(seen.east, seen.north);
@@ -146,7 +146,7 @@ class Disc::AreaCut {
     }
 
     std::vector<Line> finish() {
-        if (far_inside_) rings_.push_back(disc_.rim());
+        if (has_rim_) rings_.push_back(disc_.rim());
         return std::move(rings_);
     }
 
@@ -166,7 +166,7 @@ class Disc::AreaCut {
         const double met_front = weight * front(from) + to_weight * front(to);
         const double met_up = weight * from.up + to_weight * to.up;
         if (met_front <= 0) return from_side >= 0 ? 1 : -1;
-        if (met_front * reference_up_ > met_up * reference_front_) far_inside_ = !far_inside_;
+        if (met_front * reference_up_ > met_up * reference_front_) has_rim_ = !has_rim_;
         return 0;
     }
 
@@ -206,7 +206,7 @@ class Disc::AreaCut {
         int turns = 0;
         for (size_t i = 1; i < points.size(); i++)
             turns += pass(points[i - 1], points[i]);
-        if (turns % 2 != 0) rings_.push_back(disc_.rim());
+        if (turns % 2 != 0) has_rim_ = !has_rim_;
     }
 
     void append_arc(Line &ring, double from, double to) const {
@@ -219,7 +219,8 @@ class Disc::AreaCut {
     const Disc &disc_;
     std::array<double, 2> axis_ = {0, 1}; // east and north of the direction to the reference
     double reference_front_, reference_up_;
-    bool far_inside_; // whether the point opposite the centre lies in the area
+    bool has_rim_; // as one more ring: the point opposite the centre lies in the area, or a ring runs round
+                   // the disc
     std::vector<Line> rings_;
 };
 

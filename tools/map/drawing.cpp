@@ -108,7 +108,8 @@ void Drawing::paint_graticule(Canvas &canvas) const {
 
 // Twice as wide as asked for: the outer half is clipped away.
 void Drawing::paint_frame(Canvas &canvas) const {
-    canvas.trace_rings(layout_.page.at(chart_->border()));
+    for (const PlaneLine &line : layout_.page.at(chart_->border()))
+        canvas.trace_line(line);
     canvas.stroke(request_.style.frame, 2 * request_.style.frame_width * unit_);
 }
 

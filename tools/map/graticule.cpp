@@ -99,7 +99,7 @@ class Maker {
         const std::string text = latitude_label(lat, steps_.lat);
         const bool on_border = is_near(lat, window_.south) || is_near(lat, window_.north);
         if (!chart_.is_azimuthal())
-            add_label(text, line.front(), border_normal(lat));
+            add_label(text, line.front(), border_normal(line.front(), line.back()));
         else if (closed_ && !on_border && !add_rim_label(text, line))
             add_inner_label(text, {label_longitude(), lat});
         else if (!closed_ && !add_end_label(text, line.front(), line.back()))
@@ -126,11 +126,8 @@ class Maker {
 
     // At the end of a line on the window's border, beyond it.
     bool add_end_label(const std::string &text, Point end, Point other) {
-        const std::optional<PlanePoint> seen = chart_.place(end);
-        if (!seen || std::fabs(end.lat) > 90 - tiny) return false;
-        const std::optional<PlanePoint> before = chart_.place(between(end, other, 0.01));
-        if (!before) return false;
-        graticule_.labels.push_back({text, *seen, unit_vector(seen->x - before->x, before->y - seen->y)});
+        if (std::fabs(end.lat) > 90 - tiny || !chart_.place(end)) return false;
+        add_label(text, end, border_normal(end, other));
         return true;
     }
 
@@ -152,12 +149,25 @@ class Maker {
             add_label(text, at, {0, 0});
     }
 
-    // At right angles to the western border, which leans in some projections.
-    PlanePoint border_normal(double lat) const {
-        const double way = (window_.north - window_.south) / 100;
-        const auto below = chart_.place({window_.west, std::max(lat - way, window_.south)});
-        const auto above = chart_.place({window_.west, std::min(lat + way, window_.north)});
-        return below && above ? unit_vector(below->y - above->y, below->x - above->x) : PlanePoint{-1, 0};
+    // At right angles to the border, on which the line from there to the other point ends.
+    PlanePoint border_normal(Point end, Point other) const {
+        const PlanePoint line = way(between(end, other, 0.01), end);
+        const bool is_parallel = end.lat == other.lat;
+        const double lon = is_parallel ? 0 : (window_.east - window_.west) / 100;
+        const double lat = is_parallel ? (window_.north - window_.south) / 100 : 0;
+        const PlanePoint border =
+            way({std::max(end.lon - lon, window_.west), std::max(end.lat - lat, window_.south)},
+                {std::min(end.lon + lon, window_.east), std::min(end.lat + lat, window_.north)});
+        if (border.x == 0 && border.y == 0) return unit_vector(line.x, line.y);
+        const double side = border.x * line.y - border.y * line.x < 0 ? -1 : 1;
+        return unit_vector(-side * border.y, side * border.x);
+    }
+
+    // From one point to the other as seen on the page; 0, 0 when one of them is not seen.
+    PlanePoint way(Point from, Point to) const {
+        const std::optional<PlanePoint> a = chart_.place(from);
+        const std::optional<PlanePoint> b = chart_.place(to);
+        return a && b ? PlanePoint{b->x - a->x, a->y - b->y} : PlanePoint{0, 0};
     }
 
     // Labels in the map stand on their lines half-way between two crossings, near the centre, but not near a
