@@ -20,10 +20,12 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr double degrees = 1e-6;    // of a micro-degree
-constexpr double box_margin = 0.01; // a reduced polygon bears the box of the full one, at its own rounding
+constexpr double degrees = 1e-6; // of a micro-degree
+// A reduced polygon bears the box of the full one, and reaches beyond it by up to 0.024 degrees in the files
+// of version 2.3.7. The margin is the error that the crude one is allowed, 25 km.
+constexpr double box_margin = 0.25;
 constexpr double beyond_everything = 1e9;
-constexpr int highest_level = 4;
+constexpr int ice_front = 5;                 // the highest level, which is never selected
 constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
 
 std::string taken(char *text) {
@@ -67,29 +69,33 @@ std::string find_file(char resolution) {
                     "; get it with `./dev data` in the source tree, or with `lindra import DIR`");
 }
 
-// How far a damaged file can be read: whole polygons, and the byte where the next one begins.
+// How far a file can be read: whole polygons, and the byte where the next one begins.
 struct Readable {
     int polygons;
     long long bytes;
 };
 
-Readable readable_part(const GshhsSelect &layer) {
+// Calls visit with each header and the address of the points behind it.
+template <class Visit>
+Readable walk_headers(const GshhsSelect &layer, Visit visit) {
     unsigned char *position = layer.data;
     GSHHSHdr record;
     GSHHSHdr *hdr = &record;
     for (int polygons = 0;; polygons++) {
-        unsigned char *start = position;
-        const bool more = start < layer.data + layer.size;
-        if (!more || gshhs_unstuff_hdr(&hdr, &position) < 0 || gshhs_skip_pts(hdr, &position) < 0)
-            return {polygons, start - layer.data};
+        const Readable before = {polygons, position - layer.data};
+        if (before.bytes >= layer.size || gshhs_unstuff_hdr(&hdr, &position) < 0) return before;
+        const unsigned char *points = position;
+        if (gshhs_skip_pts(hdr, &position) < 0) return before;
+        visit(record, points);
     }
 }
 
-// Where a box goes astray polygons would silently be missing from the map.
+// A polygon with a sound box is selected from the globe; one whose box is damaged would be missing from the
+// map without a word.
 bool is_sound(const GSHHSHdr &hdr) {
     constexpr int turn = 360'000'000;
     constexpr int pole = 90'000'000;
-    return hdr.level >= 1 && hdr.level <= highest_level && -pole <= hdr.south && hdr.south <= hdr.north &&
+    return hdr.level >= 1 && hdr.level <= ice_front && -pole <= hdr.south && hdr.south <= hdr.north &&
            hdr.north <= pole && -turn <= hdr.west && hdr.west <= hdr.east && hdr.east <= turn + turn &&
            hdr.east - hdr.west <= turn;
 }
@@ -157,8 +163,9 @@ struct Coastline::Frame {
             gshhsmap_open(&map) == 0 && gshhsmap_select(map, "f:0", name, 0, 360, -90, 90, 0, 0) >= 0;
         if (!selected) fail(log.one_line());
         if (map->select[0].size == 0) throw DataError(path + " is empty");
-        for (int i = 0; i < map->nsegs; i++)
-            if (!is_sound(map->segs[i].hdr)) fail_at(i, "has an impossible level or box");
+        walk_headers(map->select[0], [&](const GSHHSHdr &hdr, const unsigned char *points) {
+            if (!is_sound(hdr)) fail_at(hdr, points, "has an impossible level or box");
+        });
         map->lonref = -180;
         map->west = map->south = -beyond_everything;
         map->east = map->north = beyond_everything;
@@ -166,15 +173,15 @@ struct Coastline::Frame {
 
     [[noreturn]] void fail(const std::string &said) const {
         if (!map || !map->select[0].data) throw DataError(path + " cannot be read: " + said);
-        const auto [polygons, bytes] = readable_part(map->select[0]);
+        const auto [polygons, bytes] = walk_headers(map->select[0], [](auto &&...) {});
         throw DataError(path + " is damaged at byte " + std::to_string(bytes) + ", after " +
                         std::to_string(polygons) + " polygons: " + said);
     }
 
-    [[noreturn]] void fail_at(int index, const char *what) const {
-        const GshhsSeg &seg = map->segs[index];
-        throw DataError(path + " is damaged: the polygon with id " + std::to_string(seg.hdr.id) +
-                        ", points at byte " + std::to_string(seg.pts - seg.select->data) + ", " + what);
+    [[noreturn]] void fail_at(const GSHHSHdr &hdr, const unsigned char *points, const char *what) const {
+        throw DataError(path + " is damaged: polygon " + std::to_string(hdr.id) +
+                        ", whose points begin at byte " + std::to_string(points - map->select[0].data) +
+                        ", " + what);
     }
 
     void read(int index, Polygon &polygon) {
@@ -184,10 +191,12 @@ struct Coastline::Frame {
         int inside;
         if (gshhsmap_nextseg(map, &count, &capacity, &lon, &lat, type, &polygon.level, &inside) < 0)
             throw std::bad_alloc();
-        polygon.id = map->segs[index].hdr.id;
+        const GshhsSeg &seg = map->segs[index];
+        polygon.id = seg.hdr.id;
         polygon.shore.resize(static_cast<size_t>(count));
         for (int i = 0; i < count; i++) {
-            if (std::fabs(lat[i]) > latitude_limit) fail_at(index, "has a latitude beyond the pole");
+            if (std::fabs(lat[i]) > latitude_limit)
+                fail_at(seg.hdr, seg.pts, "has a latitude beyond the pole");
             polygon.shore[static_cast<size_t>(i)] = {lon[i], lat[i]};
         }
         if (count > 0) close_shore(polygon);
