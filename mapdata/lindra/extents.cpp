@@ -17,9 +17,13 @@ namespace {
 
 std::shared_mutex extents_lock;
 
-// Never destroyed: a host's static objects may still decode while the process ends.
-std::map<uintptr_t, size_t> &extents() {
-    static auto *table = new std::map<uintptr_t, size_t>;
+using Table = std::map<uintptr_t, size_t>;
+
+// Never destroyed, because a host's static objects may still decode while the process ends; and made without
+// an allocation, because a look-up cannot fail.
+Table &extents() {
+    alignas(Table) static unsigned char storage[sizeof(Table)];
+    static auto *table = new (storage) Table;
     return *table;
 }
 

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+
+#include "allocations.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *block, size_t size);
+char *__real_strdup(const char *text);
+char *__real_strndup(const char *text, size_t size);
+}
+
+namespace {
+
+struct State {
+    bool watching;
+    bool from_then_on;
+    int nth;
+    int count;
+    int failures;
+    size_t requested;
+};
+
+thread_local State state;
+
+bool allowed(size_t size) {
+    if (!state.watching) return true;
+    state.count++;
+    state.requested += size;
+    const bool fails =
+        state.nth > 0 && (state.from_then_on ? state.count >= state.nth : state.count == state.nth);
+    state.failures += fails;
+    return !fails;
+}
+
+} // namespace
+
+extern "C" {
+void *__wrap_malloc(size_t size) {
+    return allowed(size) ? __real_malloc(size) : nullptr;
+}
+void *__wrap_calloc(size_t count, size_t size) {
+    return allowed(count * size) ? __real_calloc(count, size) : nullptr;
+}
+void *__wrap_realloc(void *block, size_t size) {
+    return allowed(size) ? __real_realloc(block, size) : nullptr;
+}
+char *__wrap_strdup(const char *text) {
+    return allowed(strlen(text) + 1) ? __real_strdup(text) : nullptr;
+}
+char *__wrap_strndup(const char *text, size_t size) {
+    return allowed(strnlen(text, size) + 1) ? __real_strndup(text, size) : nullptr;
+}
+}
+
+void *operator new(size_t size) {
+    void *block = allowed(size) ? __real_malloc(size ? size : 1) : nullptr;
+    if (!block) throw std::bad_alloc();
+    return block;
+}
+void *operator new(size_t size, const std::nothrow_t &) noexcept {
+    return allowed(size) ? __real_malloc(size ? size : 1) : nullptr;
+}
+void operator delete(void *block) noexcept {
+    free(block);
+}
+void operator delete(void *block, size_t) noexcept {
+    free(block);
+}
+void operator delete(void *block, const std::nothrow_t &) noexcept {
+    free(block);
+}
+
+namespace lindra::testing {
+
+AllocationWatch::AllocationWatch(int nth, Mode mode) {
+    state = {true, mode == from_then_on, nth, 0, 0, 0};
+}
+AllocationWatch::~AllocationWatch() {
+    state = {};
+}
+bool AllocationWatch::failed() const {
+    return state.failures > 0;
+}
+int AllocationWatch::count() const {
+    return state.count;
+}
+size_t AllocationWatch::requested() const {
+    return state.requested;
+}
+
+AllocationPause::AllocationPause() : was_watching_(state.watching) {
+    state.watching = false;
+}
+AllocationPause::~AllocationPause() {
+    state.watching = was_watching_;
+}
+
+} // namespace lindra::testing

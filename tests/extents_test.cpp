@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+
+#include "lindra/extents.hpp"
+#include "lindra/stream.hpp"
+
+#include "lindra/lindra.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using lindra::extent_end;
+using lindra::Stream;
+
+namespace {
+
+struct Extents : testing::Test {
+    unsigned char bytes[64] = {1, 2, 3, 4, 5, 6, 7, 8};
+
+    void bound(size_t offset, size_t size) {
+        ASSERT_EQ(lindra_bound(bytes + offset, size), 0);
+        bases.push_back(bytes + offset);
+    }
+    void TearDown() override {
+        for (unsigned char *base : bases)
+            lindra_unbound(base);
+        EXPECT_EQ(extent_end(bytes), nullptr);
+    }
+    std::vector<unsigned char *> bases;
+};
+
+} // namespace
+
+TEST_F(Extents, position_in_no_extent_is_trusted) {
+    EXPECT_EQ(extent_end(bytes), nullptr);
+    bound(8, 8);
+    EXPECT_EQ(extent_end(bytes + 7), nullptr);
+    EXPECT_EQ(extent_end(bytes + 17), nullptr);
+}
+
+TEST_F(Extents, extent_reaches_from_its_base_to_its_end_address) {
+    bound(8, 8);
+    EXPECT_EQ(extent_end(bytes + 8), bytes + 16);
+    EXPECT_EQ(extent_end(bytes + 15), bytes + 16);
+    EXPECT_EQ(extent_end(bytes + 16), bytes + 16);
+}
+
+TEST_F(Extents, extent_that_begins_where_another_ends_counts_there) {
+    bound(0, 8);
+    bound(8, 8);
+    EXPECT_EQ(extent_end(bytes + 8), bytes + 16);
+}
+
+TEST_F(Extents, inner_extent_counts_inside_and_the_outer_one_beyond_it) {
+    bound(0, 64);
+    bound(8, 8);
+    EXPECT_EQ(extent_end(bytes + 10), bytes + 16);
+    EXPECT_EQ(extent_end(bytes + 20), bytes + 64);
+}
+
+TEST_F(Extents, second_call_replaces_the_size) {
+    bound(0, 8);
+    bound(0, 32);
+    EXPECT_EQ(extent_end(bytes + 20), bytes + 32);
+}
+
+TEST_F(Extents, null_and_impossible_sizes_are_refused) {
+    EXPECT_EQ(lindra_bound(nullptr, 1), -1);
+    EXPECT_EQ(lindra_bound(bytes, SIZE_MAX), -1);
+}
+
+TEST_F(Extents, several_threads_may_bound_and_look_up) {
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < 4; i++)
+        threads.emplace_back([this, i] {
+            for (int round = 0; round < 1000; round++) {
+                lindra_bound(bytes + 16 * i, 8);
+                EXPECT_EQ(extent_end(bytes + 16 * i + 1), bytes + 16 * i + 8);
+                lindra_unbound(bytes + 16 * i);
+            }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+TEST_F(Extents, stream_moves_the_callers_position_and_stops_at_the_end) {
+    bound(0, 7);
+    unsigned char *pos = bytes;
+    Stream stream(&pos);
+    int32_t word = 0;
+    EXPECT_TRUE(stream.be(word));
+    EXPECT_EQ(word, 0x01020304);
+    EXPECT_EQ(pos, bytes + 4);
+    EXPECT_EQ(stream.left(), 3U);
+    EXPECT_FALSE(stream.be(word));
+    EXPECT_EQ(pos, bytes + 4);
+    EXPECT_EQ(word, 0x01020304);
+    EXPECT_TRUE(stream.skip(3));
+    EXPECT_FALSE(stream.skip(1));
+}

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+
+#include "lindra/lindra.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Shape {
+    std::vector<float> lon, lat;
+    int contains(float px, float py) {
+        return gshhsmap_inside_eo(static_cast<int>(lon.size()), lon.data(), lat.data(), px, py);
+    }
+};
+
+Shape square() {
+    return {{10, 20, 20, 10}, {10, 10, 20, 20}};
+}
+
+// The rule once more, as it is written down: every comparison that involves 180 or 360 in double, the rest in
+// float.
+int plain_inside(const Shape &shape, float px, float py) {
+    const size_t n = shape.lon.size();
+    int crossings = 0;
+    for (size_t i = 0; i < n; i++) {
+        const size_t j = i == n - 1 ? 0 : i + 1;
+        const float x1 = shape.lon[i], y1 = shape.lat[i], y2 = shape.lat[j];
+        float x2 = shape.lon[j];
+        if (static_cast<double>(x1) - 180 > static_cast<double>(x2))
+            x2 = static_cast<float>(static_cast<double>(x2) + 360);
+        if (static_cast<double>(x2) > static_cast<double>(x1) + 180)
+            x2 = static_cast<float>(static_cast<double>(x2) - 360);
+        if (py > y1 && py > y2) continue;
+        float start, end, crossing = 0;
+        const bool whole = y1 >= py && y2 >= py;
+        const bool rises = !whole && y2 >= py;
+        if (whole) {
+            start = x1;
+            end = x2;
+        } else if (rises) {
+            crossing = x1 + (py - y1) * (x2 - x1) / (y2 - y1);
+            start = crossing;
+            end = x2;
+        } else {
+            crossing = x2 + (py - y2) * (x1 - x2) / (y1 - y2);
+            start = x1;
+            end = crossing;
+        }
+        const float low = start < end ? start : end;
+        const float high = start < end ? end : start;
+        double x = static_cast<double>(px);
+        if (x > static_cast<double>(high) + 180) x = static_cast<double>(static_cast<float>(x - 360));
+        const float western = !whole && !rises && crossing >= x1 ? shape.lon[1] : low;
+        if (static_cast<double>(western) - 180 > x) x = static_cast<double>(static_cast<float>(x + 360));
+        const auto single = static_cast<float>(x);
+        if (single >= low && high > single) crossings++;
+    }
+    return crossings % 2;
+}
+
+} // namespace
+
+TEST(GshhsInside, square_contains_its_middle_and_not_the_point_south_of_it) {
+    EXPECT_EQ(square().contains(15, 15), 1);
+    EXPECT_EQ(square().contains(15, 5), 0);
+    EXPECT_EQ(square().contains(15, 25), 0);
+    EXPECT_EQ(square().contains(5, 15), 0);
+}
+
+TEST(GshhsInside, western_side_belongs_to_the_polygon_and_the_eastern_does_not) {
+    EXPECT_EQ(square().contains(10, 15), 1);
+    EXPECT_EQ(square().contains(20, 15), 0);
+}
+
+TEST(GshhsInside, polygon_across_180_contains_the_point_by_either_longitude) {
+    Shape jumping = {{170, -170, -170, 170}, {-10, -10, 10, 10}};
+    Shape running = {{170, 190, 190, 170}, {-10, -10, 10, 10}};
+    for (float lon : {-175.0F, 185.0F, 175.0F}) {
+        EXPECT_EQ(jumping.contains(lon, 0), 1) << lon;
+        EXPECT_EQ(running.contains(lon, 0), 1) << lon;
+    }
+    EXPECT_EQ(running.contains(0, 0), 0);
+    EXPECT_EQ(running.contains(160, 0), 0);
+}
+
+TEST(GshhsInside, no_vertices_or_one_contain_nothing) {
+    EXPECT_EQ(gshhsmap_inside_eo(0, nullptr, nullptr, 0, 0), 0);
+    EXPECT_EQ(gshhsmap_inside_eo(-1, nullptr, nullptr, 0, 0), 0);
+    Shape one = {{5}, {5}};
+    EXPECT_EQ(one.contains(5, 5), 0);
+    EXPECT_EQ(one.contains(5, 0), 0);
+}
+
+TEST(GshhsInside, point_at_the_pole_meets_no_edge_below_it) {
+    Shape cap = {{0, 90, 180, 270}, {80, 80, 80, 80}};
+    EXPECT_EQ(cap.contains(45, 90), 0);
+    Shape touching = {{0, 20, 20, 0}, {80, 80, 90, 90}};
+    EXPECT_EQ(touching.contains(10, 90), 1);
+}
+
+TEST(GshhsInside, horizontal_edge_at_the_points_latitude_counts_as_north) {
+    EXPECT_EQ(square().contains(15, 20), 1);
+    EXPECT_EQ(square().contains(15, 10), 0);
+}
+
+TEST(GshhsInside, edge_that_falls_eastward_is_judged_by_the_second_vertex) {
+    // The falling edge from (0, 10) to (20, -10) has its northern part at 0 to 10. The second vertex lies
+    // more than half a turn east of the point, so that the point is moved away by 360 and the edge is not
+    // counted.
+    Shape far_second = {{185, 186, 0, 20}, {-40, -40, 10, -10}};
+    Shape near_second = {{20, 19, 0, 20}, {-40, -40, 10, -10}};
+    EXPECT_EQ(far_second.contains(5, 0), plain_inside(far_second, 5, 0));
+    EXPECT_NE(far_second.contains(5, 0), near_second.contains(5, 0));
+}
+
+TEST(GshhsInside, random_polygons_agree_with_the_plain_rule) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> longitude(-400, 800), latitude(-90, 90);
+    std::uniform_int_distribution<int> grid(-4, 4), size(1, 12);
+    int inside = 0;
+    for (int round = 0; round < 20000; round++) {
+        Shape shape;
+        const bool on_grid = round % 2;
+        for (int i = size(random); i > 0; i--) {
+            shape.lon.push_back(on_grid ? static_cast<float>(grid(random) * 45) : longitude(random));
+            shape.lat.push_back(on_grid ? static_cast<float>(grid(random) * 15) : latitude(random));
+        }
+        const float px = on_grid ? static_cast<float>(grid(random) * 45) : longitude(random);
+        const float py = on_grid ? static_cast<float>(grid(random) * 15) : latitude(random);
+        const int expected = plain_inside(shape, px, py);
+        ASSERT_EQ(shape.contains(px, py), expected) << round;
+        inside += expected;
+    }
+    EXPECT_GT(inside, 2000);
+}

@@ -1,0 +1,448 @@
+// SPDX-License-Identifier: MIT
+
+#include "allocations.hpp"
+#include "gshhs_builder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+using namespace lindra::testing;
+
+namespace {
+
+struct GshhsSelection : testing::Test {
+    GshhsData data;
+    Coast coast;
+
+    // The identifiers of the selected polygons.
+    std::vector<int> ids() {
+        std::vector<int> all;
+        for (int i = 0; i < coast.gs->nsegs; i++)
+            all.push_back(coast.gs->segs[i].hdr.id);
+        return all;
+    }
+    // The first one of them, boxed as given and seen through the window.
+    bool meets(std::vector<double> box, double west, double east, double south = -90, double north = 90) {
+        RawPolygon polygon = square(0, 0);
+        polygon.box = {micro(box[0]), micro(box[1]), micro(box[2]), micro(box[3])};
+        data.put({polygon});
+        Coast fresh;
+        return fresh.select("f:0", "c", west, east, south, north) == 1;
+    }
+};
+
+using Ids = std::vector<int>;
+
+RawPolygon numbered(int id, int level = 1) {
+    RawPolygon polygon = square(10, 10, 1, level);
+    polygon.id = id;
+    return polygon;
+}
+
+} // namespace
+
+TEST(GshhsOpen, null_handle_is_made_and_an_old_one_keeps_its_storage) {
+    GshhsData data;
+    data.put({numbered(1)});
+    GshhsMap *gs = nullptr;
+    ASSERT_EQ(gshhsmap_open(&gs), 0);
+    EXPECT_EQ(gs->nselect, 0);
+    EXPECT_EQ(gs->segs, nullptr);
+    EXPECT_EQ(gshhsmap_select(gs, "f:0", "c", 0, 360, -90, 90, 0, 0), 1);
+    gs->iseg = 1;
+    const GshhsSeg *storage = gs->segs;
+    const GshhsMap *handle = gs;
+    ASSERT_EQ(gshhsmap_open(&gs), 0);
+    EXPECT_EQ(gs, handle);
+    EXPECT_EQ(gs->segs, storage);
+    EXPECT_EQ(gs->segs_alloc, 2000);
+    EXPECT_NE(gs->cache_data[0], nullptr);
+    EXPECT_EQ(gs->select[0].data, nullptr);
+    EXPECT_EQ(gs->select[1].data, nullptr);
+    EXPECT_EQ(gs->nselect, 0);
+    EXPECT_EQ(gs->nsegs, 0);
+    EXPECT_EQ(gs->iseg, 0);
+    lindra_free_gshhsmap(gs);
+    lindra_free_gshhsmap(nullptr);
+}
+
+TEST(GshhsOpen, exhausted_memory_is_one_message) {
+    LogCapture log;
+    GshhsMap *gs = nullptr;
+    {
+        const AllocationWatch watch(1);
+        EXPECT_EQ(gshhsmap_open(&gs), -1);
+    }
+    EXPECT_EQ(gs, nullptr);
+    EXPECT_EQ(log.take(), Lines{"1 gshhsmap_open: malloc(gshhsmap) error.\n"});
+}
+
+TEST_F(GshhsSelection, window_west_of_180_is_brought_back) {
+    data.put({});
+    EXPECT_EQ(coast.select("f:0", "c", -200, -170, -10, 20), 0);
+    EXPECT_EQ(coast.gs->west, 160);
+    EXPECT_EQ(coast.gs->east, 190);
+    EXPECT_EQ(coast.gs->lonref, -5);
+    EXPECT_EQ(coast.gs->south, -10);
+    EXPECT_EQ(coast.gs->north, 20);
+}
+
+TEST_F(GshhsSelection, span_of_360_or_more_is_the_globe) {
+    data.put({});
+    for (auto [west, east] : {std::pair{0.0, 360.0}, {-180.0, 180.0}, {-500.0, 500.0}}) {
+        coast.select("f:0", "c", west, east, -90, 90);
+        EXPECT_EQ(coast.gs->west, 0);
+        EXPECT_EQ(coast.gs->east, 360);
+        EXPECT_EQ(coast.gs->lonref, 0);
+    }
+}
+
+TEST_F(GshhsSelection, east_follows_the_west) {
+    data.put({});
+    const double windows[][4] = {{170, -170, 170, 190}, {190, 200, -170, -160},  {180, 190, 180, 190},
+                                 {-180, 0, -180, 0},    {10, 10, 10, 10},        {100, -900, 100, 180},
+                                 {725, 730, 5, 10},     {1e9 - 5, 1e9, -85, -80}};
+    for (const auto &w : windows) {
+        coast.select("f:0", "c", w[0], w[1], -90, 90);
+        EXPECT_EQ(coast.gs->west, w[2]);
+        EXPECT_EQ(coast.gs->east, w[3]);
+    }
+}
+
+TEST_F(GshhsSelection, opposite_of_the_reference_point_lies_in_the_frame) {
+    data.put({});
+    coast.select("f:0", "c", 160, 190, -10, 10, 170, 33);
+    EXPECT_EQ(coast.gs->lonref, -5);
+    EXPECT_EQ(coast.gs->antilon, 350);
+    EXPECT_EQ(coast.gs->antilat, -33);
+    coast.select("f:0", "c", -40, -20, -10, 10, -30, 0);
+    EXPECT_EQ(coast.gs->lonref, -210);
+    EXPECT_EQ(coast.gs->antilon, 150);
+    coast.select("f:0", "c", -40, -20, -10, 10, 700, 0);
+    EXPECT_EQ(coast.gs->antilon, -200);
+}
+
+TEST_F(GshhsSelection, resolution_is_its_first_letter) {
+    for (char letter : {'c', 'l', 'i', 'h', 'f'})
+        data.put({numbered(letter)}, letter);
+    const std::pair<const char *, const char *> words[] = {
+        {"c", "crude"},   {"crude", "crude"},    {"low", "low"},       {"i", "intermediate"}, {"hi", "high"},
+        {"full", "full"}, {"x", "intermediate"}, {"", "intermediate"}, {"C", "intermediate"}};
+    for (auto [word, name] : words) {
+        ASSERT_EQ(coast.select_globe("f:0", word), 1);
+        EXPECT_STREQ(coast.gs->resolution, name);
+        EXPECT_EQ(ids(), Ids{name[0]});
+    }
+    EXPECT_EQ(coast.select_globe("f:0", nullptr), 1);
+    EXPECT_STREQ(coast.gs->resolution, "intermediate");
+}
+
+TEST_F(GshhsSelection, only_the_first_two_layers_are_taken) {
+    data.put({numbered(1, 1), numbered(2, 2)});
+    EXPECT_EQ(coast.select_globe("c:1 f:0 c:2"), 3);
+    EXPECT_EQ(coast.gs->nselect, 2);
+    EXPECT_STREQ(coast.gs->select[0].type, "c");
+    EXPECT_EQ(coast.gs->select[0].kind, 2);
+    EXPECT_EQ(coast.gs->select[0].levels, 1);
+    EXPECT_STREQ(coast.gs->select[1].type, "f");
+    EXPECT_EQ(coast.gs->select[1].kind, 1);
+    EXPECT_EQ(coast.gs->select[1].levels, 0);
+    EXPECT_EQ(ids(), (Ids{1, 1, 2}));
+    EXPECT_EQ(coast.gs->segs[0].kind, 2);
+    EXPECT_EQ(coast.gs->segs[0].select, &coast.gs->select[0]);
+    EXPECT_EQ(coast.gs->segs[1].kind, 1);
+    EXPECT_EQ(coast.gs->segs[1].select, &coast.gs->select[1]);
+}
+
+TEST_F(GshhsSelection, other_items_are_ignored) {
+    data.put({numbered(1)});
+    EXPECT_EQ(coast.select_globe("p:1, xf:0 coast:1"),
+              1); // "coast:1" begins with c; its mask begins at "ast"
+    EXPECT_EQ(coast.gs->select[0].levels, 0);
+}
+
+TEST_F(GshhsSelection, list_without_usable_item_selects_nothing_and_maps_no_file) {
+    EXPECT_EQ(coast.select_globe("p:1 r:2"), 0);
+    EXPECT_EQ(coast.select_globe(""), 0);
+    EXPECT_EQ(coast.gs->cache_data[0], nullptr);
+    EXPECT_EQ(data.log.take(), Lines{});
+}
+
+TEST_F(GshhsSelection, mask_is_the_number_from_the_third_character) {
+    data.put({numbered(1, 1), numbered(2, 2), numbered(3, 3), numbered(4, 4)});
+    const std::pair<const char *, Ids> masks[] = {{"c:1", {1}}, {"c:3", {1, 2}},     {"c:0", {1, 2, 3, 4}},
+                                                  {"c/8", {4}}, {"c", {1, 2, 3, 4}}, {"c:", {1, 2, 3, 4}},
+                                                  {"c12", {2}}, {"c:5x", {1, 3}},    {"c:-1", {1, 2, 3, 4}}};
+    for (const auto &[item, expected] : masks) {
+        coast.select_globe(item);
+        EXPECT_EQ(ids(), expected) << item;
+    }
+}
+
+TEST_F(GshhsSelection, ice_front_is_dropped_and_grounding_line_is_land) {
+    data.put({numbered(1, 5), numbered(2, 6), numbered(3, 7)});
+    EXPECT_EQ(coast.select_globe("f:0"), 2);
+    EXPECT_EQ(ids(), (Ids{2, 3}));
+    EXPECT_EQ(coast.select_globe("f:1"), 1);
+    EXPECT_EQ(ids(), (Ids{2}));
+    EXPECT_EQ(coast.select_globe("f:16"), 0);
+}
+
+TEST_F(GshhsSelection, level_without_a_bit_is_damage_only_under_a_mask) {
+    data.put({numbered(1, 1), numbered(2, 0), numbered(3, 33), numbered(4, 32)});
+    EXPECT_EQ(coast.select_globe("f:0"), 4);
+    EXPECT_EQ(coast.select_globe("f:1"), -1);
+    EXPECT_EQ(ids(), Ids{1});
+    EXPECT_EQ(data.log.take(), Lines{"0 gshhsmap_select: polygon 2 has level 0, must be 1 to 32.\n"});
+    data.put({numbered(1, 1), numbered(3, 33)});
+    Coast other;
+    EXPECT_EQ(other.select_globe("f:1"), -1);
+    EXPECT_EQ(data.log.take(), Lines{"0 gshhsmap_select: polygon 3 has level 33, must be 1 to 32.\n"});
+}
+
+TEST_F(GshhsSelection, level_32_is_the_last_bit_of_the_mask) {
+    data.put({numbered(1, 1), numbered(4, 32)});
+    EXPECT_EQ(coast.select_globe("f:-2147483648"), 1);
+    EXPECT_EQ(ids(), Ids{4});
+    EXPECT_EQ(coast.select_globe("f:1"), 1);
+    EXPECT_EQ(ids(), Ids{1});
+}
+
+TEST_F(GshhsSelection, level_of_a_polygon_outside_the_window_is_not_looked_at) {
+    data.put({numbered(1, 0)});
+    EXPECT_EQ(coast.select("f:1", "c", 100, 110, -10, 10), 0);
+    EXPECT_EQ(data.log.take(), Lines{});
+}
+
+TEST_F(GshhsSelection, latitudes_that_only_touch_are_kept) {
+    EXPECT_TRUE(meets({0, 1, 20, 30}, 0, 360, 0, 20));
+    EXPECT_TRUE(meets({0, 1, 20, 30}, 0, 360, 30, 40));
+    EXPECT_FALSE(meets({0, 1, 20.000001, 30}, 0, 360, 0, 20));
+    EXPECT_FALSE(meets({0, 1, 20, 29.999999}, 0, 360, 30, 40));
+}
+
+TEST_F(GshhsSelection, longitudes_are_compared_in_the_windows_frame) {
+    EXPECT_TRUE(meets({350, 352, 0, 1}, -15, -5));
+    EXPECT_TRUE(meets({-10, -8, 0, 1}, -15, -5));
+    EXPECT_FALSE(meets({-4, -3, 0, 1}, -15, -5));
+    EXPECT_TRUE(meets({-175, -170, 0, 1}, 160, 190));
+    EXPECT_TRUE(meets({190, 195, 0, 1}, 160, 190));
+    EXPECT_FALSE(meets({191, 195, 0, 1}, 160, 190));
+}
+
+TEST_F(GshhsSelection, box_that_passes_360_is_compared_one_turn_less) {
+    // Great Britain, -6 to 2, meets the window 100 to 358 but is looked for at -6 to 2.
+    EXPECT_FALSE(meets({-6, 2, 50, 58}, 100, 358));
+    EXPECT_FALSE(meets({354, 362, 50, 58}, 100, 358));
+    EXPECT_TRUE(meets({-6, 2, 50, 58}, 0, 360));
+    // The end of the frame is no limit: at 355 to 359 the same window has it.
+    EXPECT_TRUE(meets({355, 359, 50, 58}, 100, 358));
+}
+
+TEST_F(GshhsSelection, window_whose_east_lies_beyond_360_loses_what_begins_after_its_own_end) {
+    // -195 to -15 becomes 165 to 345; Africa, -17 to 51, is looked for at -17 to 51 and lost.
+    EXPECT_FALSE(meets({-17, 51, -35, 37}, -195, -15));
+    EXPECT_TRUE(meets({-17, 51, -35, 37}, -180, -15));
+}
+
+TEST_F(GshhsSelection, polygon_2001_doubles_the_index) {
+    std::vector<RawPolygon> polygons(2001, square(10, 10));
+    data.put(std::vector<RawPolygon>(polygons.begin(), polygons.end() - 1), 'c');
+    data.put(polygons, 'l');
+    EXPECT_EQ(coast.select_globe("f:0", "c"), 2000);
+    EXPECT_EQ(coast.gs->segs_alloc, 2000);
+    EXPECT_EQ(coast.select_globe("f:0", "l"), 2001);
+    EXPECT_EQ(coast.gs->segs_alloc, 4000);
+    EXPECT_EQ(coast.select_globe("f:0", "c"), 2000);
+    EXPECT_EQ(coast.gs->segs_alloc, 4000);
+}
+
+TEST_F(GshhsSelection, second_selection_at_a_resolution_maps_nothing_new) {
+    const std::string path = data.put({numbered(1)});
+    coast.select_globe();
+    const unsigned char *mapped = coast.gs->select[0].data;
+    std::filesystem::remove(path);
+    EXPECT_EQ(coast.select("c:0 f:0", "c", 0, 20, 0, 20), 2);
+    EXPECT_EQ(coast.gs->select[0].data, mapped);
+    EXPECT_EQ(coast.gs->select[1].data, mapped);
+}
+
+TEST_F(GshhsSelection, first_selection_of_two_layers_maps_the_file_twice) {
+    const std::string path = data.put({numbered(1)});
+    EXPECT_EQ(coast.select_globe("c:1 f:0"), 2);
+    EXPECT_NE(coast.gs->select[0].data, coast.gs->select[1].data);
+    EXPECT_EQ(coast.gs->cache_data[0], coast.gs->select[1].data);
+    EXPECT_EQ(coast.gs->cache_size[0], coast.gs->select[1].size);
+    const unsigned char *kept = coast.gs->cache_data[0];
+    std::filesystem::remove(path);
+    EXPECT_EQ(coast.select_globe("c:1 f:0"), 2);
+    EXPECT_EQ(coast.gs->select[0].data, kept);
+    EXPECT_EQ(coast.gs->select[1].data, kept);
+}
+
+TEST_F(GshhsSelection, index_points_at_the_points_in_the_file) {
+    data.put({numbered(1), numbered(2)});
+    coast.select_globe();
+    const GshhsMap *gs = coast.gs;
+    EXPECT_EQ(gs->segs[0].pts, gs->select[0].data + 44);
+    EXPECT_EQ(gs->segs[1].pts, gs->select[0].data + 2 * 44 + 5 * 8);
+    EXPECT_EQ(gs->segs[1].hdr.n, 5);
+    EXPECT_EQ(gs->segs[1].hdr.area_full, 5678);
+}
+
+TEST_F(GshhsSelection, files_of_the_old_short_headers_are_read) {
+    RawPolygon old = numbered(1);
+    old.version = 3;
+    data.put({old, numbered(2), old});
+    EXPECT_EQ(coast.select_globe(), 3);
+    EXPECT_EQ(coast.gs->segs[0].hdr.source, 2);
+}
+
+TEST_F(GshhsSelection, missing_file_is_named_as_it_was_looked_for) {
+    const Environment no_system("XDG_DATA_DIRS", "/nonexistent");
+    EXPECT_EQ(coast.select_globe("f:0", "h"), -1);
+    EXPECT_EQ(data.log.take(), Lines{"0 gshhs_select: datafile(maps/lindra/gshhs_h.b) error.\n"});
+}
+
+TEST_F(GshhsSelection, file_that_cannot_be_mapped_is_named_by_its_path) {
+    const std::string path = data.put({numbered(1)});
+    // The file is found, and then the process has no descriptor left to open it with.
+    std::vector<int> taken;
+    for (int descriptor; (descriptor = dup(0)) >= 0;)
+        taken.push_back(descriptor);
+    EXPECT_EQ(coast.select_globe(), -1);
+    for (int descriptor : taken)
+        close(descriptor);
+    EXPECT_EQ(data.log.take(), Lines{"0 gshhsmap_select: mapfile(" + path + ") error.\n"});
+    EXPECT_EQ(coast.select_globe(), 1);
+}
+
+TEST_F(GshhsSelection, file_over_2_GiB_is_refused) {
+    const std::string path = data.put({numbered(1)});
+    std::filesystem::resize_file(path, uint64_t{1} << 31);
+    EXPECT_EQ(coast.select_globe(), -1);
+    EXPECT_EQ(data.log.take(),
+              Lines{"0 gshhsmap_select: " + path + " has 2147483648 bytes, must be less than 2147483648.\n"});
+    EXPECT_EQ(coast.gs->cache_data[0], nullptr);
+}
+
+TEST_F(GshhsSelection, windows_that_are_not_finite_are_refused) {
+    data.put({numbered(1)});
+    const double wrong[] = {std::nan(""), std::numeric_limits<double>::infinity(), -1e300};
+    for (double angle : wrong)
+        for (int which = 0; which < 6; which++) {
+            double a[] = {0, 20, 0, 20, 0, 0};
+            a[which] = angle;
+            EXPECT_EQ(coast.select("f:0", "c", a[0], a[1], a[2], a[3], a[4], a[5]), -1);
+            char expected[100];
+            snprintf(expected, sizeof expected, "0 gshhsmap_select: angle %g is not between -1e9 and 1e9.\n",
+                     angle);
+            EXPECT_EQ(data.log.take(), Lines{expected});
+        }
+}
+
+TEST_F(GshhsSelection, every_truncation_ends_in_its_messages_with_the_polygons_before_it) {
+    RawPolygon old = numbered(2);
+    old.version = 0;
+    const std::vector<RawPolygon> polygons = {numbered(1), old, numbered(3)};
+    const std::string whole = file_of(polygons);
+    std::vector<size_t> ends = {0};
+    for (const RawPolygon &polygon : polygons)
+        ends.push_back(ends.back() + polygon.bytes().size());
+
+    for (size_t size = 0; size <= whole.size(); size++) {
+        data.put('c', whole.substr(0, size));
+        Coast fresh;
+        const int status = fresh.select_globe();
+        const auto complete = std::upper_bound(ends.begin(), ends.end(), size) - ends.begin() - 1;
+        const Lines lines = data.log.take();
+        EXPECT_EQ(fresh.gs->nsegs, complete) << size;
+        if (std::find(ends.begin(), ends.end(), size) != ends.end()) {
+            EXPECT_EQ(status, complete);
+            EXPECT_EQ(lines, Lines{});
+            continue;
+        }
+        EXPECT_EQ(status, -1);
+        ASSERT_EQ(lines.size(), 2U);
+        const size_t header = complete == 1 ? 36 : 44;
+        const bool in_header = size - ends[static_cast<size_t>(complete)] < header;
+        EXPECT_EQ(lines[0].substr(2, 14), in_header ? "gshhs_unstuff_" : "gshhs_skip_pts");
+        EXPECT_EQ(lines[1], in_header ? "0 gshhsmap_select: gshhs_unstuff_hdr() error.\n"
+                                      : "0 gshhsmap_select: gshhs_skip_pts() error.\n");
+    }
+}
+
+TEST_F(GshhsSelection, impossible_point_counts_end_in_messages_without_large_allocations) {
+    for (int32_t n : {-1, INT32_MIN, INT32_MAX, 6, 0x20000000}) {
+        RawPolygon damaged = numbered(2);
+        damaged.n = n;
+        data.put({numbered(1), damaged});
+        Coast fresh;
+        size_t requested;
+        {
+            const AllocationWatch watch;
+            EXPECT_EQ(fresh.select_globe(), -1);
+            requested = watch.requested();
+        }
+        EXPECT_LT(requested, 2000 * sizeof(GshhsSeg) + 65536);
+        EXPECT_EQ(fresh.gs->nsegs, 1);
+        EXPECT_EQ(data.log.take(),
+                  (Lines{"0 gshhs_skip_pts: polygon 2 has " + std::to_string(n) + " points, 40 bytes left.\n",
+                         "0 gshhsmap_select: gshhs_skip_pts() error.\n"}));
+    }
+}
+
+TEST_F(GshhsSelection, empty_file_selects_nothing) {
+    data.put({});
+    EXPECT_EQ(coast.select_globe(), 0);
+    EXPECT_EQ(data.log.take(), Lines{});
+}
+
+TEST_F(GshhsSelection, each_failing_allocation_is_reported_and_leaves_the_handle_usable) {
+    data.put(std::vector<RawPolygon>(2001, square(10, 10)));
+    const std::string index_size = std::to_string(2000 * sizeof(GshhsSeg));
+    const std::string grown_size = std::to_string(4000 * sizeof(GshhsSeg));
+    const Lines known = {"0 gshhsmap_select: splitlist() error.\n",
+                         "0 gshhs_select: datafile(maps/lindra/gshhs_c.b) error.\n",
+                         "1 gshhsmap_select: lindra_bound(" + data.directory.path().string() +
+                             "/maps/lindra/gshhs_c.b) error.\n",
+                         "1 gshhs_select: malloc(gs->segs," + index_size + ").\n",
+                         "1 gshhs_select: realloc(gmt->segs," + grown_size + ").\n"};
+    std::vector<bool> seen(known.size());
+    for (int nth = 1;; nth++) {
+        const Environment no_system("XDG_DATA_DIRS", "/nonexistent");
+        Coast fresh;
+        bool failed;
+        int status;
+        {
+            const AllocationWatch watch(nth, AllocationWatch::from_then_on);
+            status = fresh.select_globe();
+            failed = watch.failed();
+        }
+        const Lines lines = data.log.take();
+        if (!failed) {
+            EXPECT_EQ(status, 2001);
+            break;
+        }
+        EXPECT_EQ(status, -1);
+        ASSERT_EQ(lines.size(), 1U);
+        const auto which = std::find(known.begin(), known.end(), lines[0]);
+        ASSERT_NE(which, known.end()) << lines[0];
+        seen[static_cast<size_t>(which - known.begin())] = true;
+        EXPECT_EQ(fresh.gs->nsegs, which == known.end() - 1 ? 2000 : 0);
+        EXPECT_EQ(fresh.select_globe(), 2001);
+        EXPECT_EQ(fresh.gs->segs_alloc, 4000);
+    }
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), true), static_cast<int>(known.size()));
+}
+
+TEST_F(GshhsSelection, reset_begins_again_without_selecting) {
+    data.put({numbered(1), numbered(2)});
+    coast.select_globe();
+    coast.next();
+    EXPECT_EQ(coast.gs->iseg, 1);
+    EXPECT_EQ(gshhsmap_reset(coast.gs), 2);
+    EXPECT_EQ(coast.gs->iseg, 0);
+}

@@ -1,0 +1,462 @@
+// SPDX-License-Identifier: MIT
+
+#include "allocations.hpp"
+#include "log_capture.hpp"
+#include "temporary_directory.hpp"
+
+#include "support.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace lindra::testing;
+
+namespace {
+
+int freed_values = 0;
+void count_freed(void *) {
+    freed_values++;
+}
+
+std::vector<std::string> split(const char *text) {
+    int argc;
+    char **argv;
+    if (splitlist(text, &argc, &argv) < 0) return {"failed"};
+    std::vector<std::string> items(argv, argv + argc);
+    EXPECT_EQ(argv[argc], nullptr);
+    freeargs(argc, argv);
+    return items;
+}
+
+std::string trimmed(std::string text) {
+    return strtrim(text.data());
+}
+
+// The search sees LINDRA_DATA, the user's directory and the system's, each of its own.
+struct DataDirectories : testing::Test {
+    TemporaryDirectory root;
+    std::string first = root.path() / "first", second = root.path() / "second", user = root.path() / "user",
+                system = root.path() / "system";
+    std::string list = first + ":" + second;
+    Environment lindra_data{"LINDRA_DATA", list.c_str()};
+    Environment data_home{"XDG_DATA_HOME", user.c_str()};
+    Environment data_dirs{"XDG_DATA_DIRS", system.c_str()};
+
+    std::string found(const char *name, const char *env = nullptr) {
+        char *path = datafile(env, name);
+        std::string text = path ? path : "none";
+        free(path);
+        return text;
+    }
+};
+
+struct MapFile : testing::Test {
+    TemporaryDirectory directory;
+    char *data = nullptr;
+};
+
+} // namespace
+
+// --- Lists
+
+TEST(Lists, new_list_without_hint_is_empty) {
+    Tbl *list = newtbl(0);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(counttbl(list), 0);
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, appending_to_an_empty_list_stores_at_0) {
+    Tbl *list = newtbl(0);
+    int value;
+    EXPECT_EQ(settbl(list, -1, &value), 0);
+    EXPECT_EQ(gettbl(list, 0), &value);
+    EXPECT_EQ(counttbl(list), 1);
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, entries_keep_their_order_over_growth) {
+    Tbl *list = newtbl(3);
+    for (intptr_t i = 0; i < 1000; i++)
+        ASSERT_EQ(settbl(list, -1, reinterpret_cast<void *>(i)), i);
+    for (intptr_t i = 0; i < 1000; i++)
+        ASSERT_EQ(gettbl(list, static_cast<int>(i)), reinterpret_cast<void *>(i));
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, storing_replaces_and_refuses_gaps) {
+    Tbl *list = newtbl(0);
+    int a, b;
+    EXPECT_EQ(settbl(list, 0, &a), 0);
+    EXPECT_EQ(settbl(list, 0, &b), 0);
+    EXPECT_EQ(gettbl(list, 0), &b);
+    EXPECT_EQ(settbl(list, 2, &a), -1);
+    EXPECT_EQ(settbl(list, -2, &a), -1);
+    EXPECT_EQ(counttbl(list), 1);
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, places_outside_the_list_hold_null) {
+    Tbl *list = newtbl(4);
+    EXPECT_EQ(gettbl(list, 0), nullptr);
+    EXPECT_EQ(gettbl(list, -1), nullptr);
+    EXPECT_EQ(gettbl(nullptr, 0), nullptr);
+    EXPECT_EQ(counttbl(nullptr), 0);
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, clearing_keeps_the_list_and_frees_entries_only_when_told) {
+    freed_values = 0;
+    Tbl *list = newtbl(0);
+    for (int i = 0; i < 3; i++)
+        settbl(list, -1, nullptr);
+    clrtbl(list, nullptr);
+    EXPECT_EQ(counttbl(list), 0);
+    EXPECT_EQ(freed_values, 0);
+    for (int i = 0; i < 3; i++)
+        settbl(list, -1, nullptr);
+    clrtbl(list, count_freed);
+    EXPECT_EQ(freed_values, 3);
+    settbl(list, -1, nullptr);
+    freetbl(list, count_freed);
+    EXPECT_EQ(freed_values, 4);
+}
+
+TEST(Lists, exhausted_memory_leaves_the_list_as_it_was) {
+    for (int nth = 1; nth <= 2; nth++) {
+        const AllocationWatch watch(nth);
+        EXPECT_EQ(newtbl(5), nullptr);
+    }
+    Tbl *list = newtbl(1);
+    int value;
+    settbl(list, -1, &value);
+    {
+        const AllocationWatch watch(1);
+        EXPECT_EQ(settbl(list, -1, &value), -1);
+    }
+    EXPECT_EQ(counttbl(list), 1);
+    EXPECT_EQ(settbl(list, -1, &value), 1);
+    EXPECT_EQ(newtbl(-1), nullptr);
+    freetbl(list, nullptr);
+}
+
+// --- Arrays
+
+TEST(Arrays, missing_key_yields_null) {
+    Arr *arr = newarr(nullptr);
+    EXPECT_EQ(getarr(arr, "absent"), nullptr);
+    EXPECT_EQ(getarr(nullptr, "absent"), nullptr);
+    freearr(arr, nullptr);
+}
+
+TEST(Arrays, existing_key_is_replaced) {
+    Arr *arr = newarr(nullptr);
+    int a, b;
+    EXPECT_EQ(setarr(arr, "key", &a), 0);
+    EXPECT_EQ(setarr(arr, "key", &b), 0);
+    EXPECT_EQ(getarr(arr, "key"), &b);
+    freed_values = 0;
+    freearr(arr, count_freed);
+    EXPECT_EQ(freed_values, 1);
+}
+
+TEST(Arrays, keys_are_copied) {
+    Arr *arr = newarr(nullptr);
+    char key[] = "first";
+    int value;
+    setarr(arr, key, &value);
+    strcpy(key, "other");
+    EXPECT_EQ(getarr(arr, "first"), &value);
+    EXPECT_EQ(getarr(arr, "other"), nullptr);
+    freearr(arr, nullptr);
+}
+
+TEST(Arrays, own_comparison_decides_which_keys_are_equal) {
+    Arr *arr = newarr(strcasecmp);
+    int value;
+    setarr(arr, "Key", &value);
+    EXPECT_EQ(getarr(arr, "kEY"), &value);
+    freearr(arr, nullptr);
+}
+
+TEST(Arrays, exhausted_memory_leaves_the_array_as_it_was) {
+    {
+        const AllocationWatch watch(1);
+        EXPECT_EQ(newarr(nullptr), nullptr);
+    }
+    Arr *arr = newarr(nullptr);
+    const std::string long_key(100, 'k');
+    int value;
+    for (int nth = 1; nth <= 2; nth++) {
+        const AllocationWatch watch(nth);
+        EXPECT_EQ(setarr(arr, long_key.c_str(), &value), -1);
+    }
+    EXPECT_EQ(getarr(arr, long_key.c_str()), nullptr);
+    EXPECT_EQ(setarr(arr, nullptr, &value), -1);
+    EXPECT_EQ(setarr(nullptr, "key", &value), -1);
+    freearr(arr, nullptr);
+    freearr(nullptr, nullptr);
+}
+
+// --- Text
+
+TEST(Text, items_stand_between_blanks_tabs_line_ends_and_commas) {
+    EXPECT_EQ(split("c:1 f:0"), (Lines{"c:1", "f:0"}));
+    EXPECT_EQ(split(" \tc:1,,f:0\r\n\nx "), (Lines{"c:1", "f:0", "x"}));
+    EXPECT_EQ(split("one"), Lines{"one"});
+}
+
+TEST(Text, empty_list_has_no_items) {
+    EXPECT_EQ(split(""), Lines{});
+    EXPECT_EQ(split(" , "), Lines{});
+}
+
+TEST(Text, splitting_nothing_or_without_memory_fails) {
+    int argc = 5;
+    char **argv;
+    EXPECT_EQ(splitlist(nullptr, &argc, &argv), -1);
+    for (int nth = 1; nth <= 3; nth++) {
+        const AllocationWatch watch(nth);
+        EXPECT_EQ(splitlist("a b", &argc, &argv), -1);
+        EXPECT_EQ(argc, 0);
+        EXPECT_EQ(argv, nullptr);
+    }
+    freeargs(0, nullptr);
+}
+
+TEST(Text, trimming_removes_white_space_on_both_sides) {
+    EXPECT_EQ(trimmed("  a b\t\n"), "a b");
+    EXPECT_EQ(trimmed("a"), "a");
+    EXPECT_EQ(trimmed(" \v\f\r"), "");
+    EXPECT_EQ(trimmed(""), "");
+    EXPECT_EQ(strtrim(nullptr), nullptr);
+}
+
+// --- Byte order
+
+TEST(ByteOrder, runs_of_every_width_are_converted) {
+    const unsigned char bytes[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    uint16_t two[2];
+    uint32_t four[2];
+    uint64_t eight[2];
+    N2H2(two, bytes, 2);
+    N2H4(four, bytes, 2);
+    N2H8(eight, bytes, 2);
+    EXPECT_EQ(two[0], 0x0102);
+    EXPECT_EQ(two[1], 0x0304);
+    EXPECT_EQ(four[0], 0x01020304U);
+    EXPECT_EQ(four[1], 0x05060708U);
+    EXPECT_EQ(eight[0], 0x0102030405060708U);
+    EXPECT_EQ(eight[1], 0x090a0b0c0d0e0f10U);
+}
+
+TEST(ByteOrder, same_place_is_converted_in_place) {
+    unsigned char bytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+    N2H4(bytes + 1, bytes + 1, 2);
+    const unsigned char expected[] = {0, 4, 3, 2, 1, 8, 7, 6, 5};
+    EXPECT_EQ(memcmp(bytes, expected, sizeof bytes), 0);
+}
+
+TEST(ByteOrder, no_items_touch_nothing) {
+    unsigned char bytes[] = {1, 2, 3, 4};
+    const unsigned char source[] = {9, 9, 9, 9};
+    N2H4(bytes, source, 0);
+    N2H4(bytes, source, -1);
+    EXPECT_EQ(bytes[0], 1);
+    EXPECT_EQ(bytes[3], 4);
+}
+
+// --- Log
+
+TEST(Log, handler_receives_flag_and_text) {
+    LogCapture log;
+    elog_log(1, "reader: %s has %d.\n", "file", 7);
+    EXPECT_EQ(log.take(), Lines{"1 reader: file has 7.\n"});
+}
+
+TEST(Log, without_handler_the_text_goes_to_standard_error) {
+    ::testing::internal::CaptureStderr();
+    elog_log(0, "reader: %d.\n", 7);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "reader: 7.\n");
+}
+
+TEST(Log, long_texts_are_cut) {
+    LogCapture log;
+    elog_log(0, "%s\n", std::string(10000, 'x').c_str());
+    EXPECT_EQ(log.take(), Lines{"0 " + std::string(8191, 'x')});
+}
+
+TEST(LogDeathTest, dying_says_why_and_ends_the_process) {
+    EXPECT_EXIT(elog_die(0, "engine: table %d is broken.\n", 3), ::testing::ExitedWithCode(1),
+                "engine: table 3 is broken\\.");
+}
+
+// --- Data files
+
+TEST_F(DataDirectories, name_that_exists_nowhere_yields_null) {
+    EXPECT_EQ(found("maps/lindra/absent.b"), "none");
+    EXPECT_EQ(found(""), "none");
+    EXPECT_EQ(datafile(nullptr, nullptr), nullptr);
+}
+
+TEST_F(DataDirectories, first_directory_that_has_the_file_wins) {
+    const std::string in_system = root.write("system/maps/lindra/a.b", "");
+    EXPECT_EQ(found("maps/lindra/a.b"), in_system);
+    const std::string in_user = root.write("user/maps/lindra/a.b", "");
+    EXPECT_EQ(found("maps/lindra/a.b"), in_user);
+    const std::string in_second = root.write("second/maps/lindra/a.b", "");
+    EXPECT_EQ(found("maps/lindra/a.b"), in_second);
+    const std::string in_first = root.write("first/maps/lindra/a.b", "");
+    EXPECT_EQ(found("maps/lindra/a.b"), in_first);
+}
+
+TEST_F(DataDirectories, directory_of_that_name_is_passed_over) {
+    std::filesystem::create_directories(first + "/maps/lindra/a.b");
+    const std::string in_second = root.write("second/maps/lindra/a.b", "");
+    EXPECT_EQ(found("maps/lindra/a.b"), in_second);
+}
+
+TEST_F(DataDirectories, own_variable_takes_the_place_of_lindra_data) {
+    root.write("first/a.b", "");
+    const std::string own = root.write("own/a.b", "");
+    const Environment variable("OWN_DATA", (root.path() / "own").c_str());
+    EXPECT_EQ(found("a.b", "OWN_DATA"), own);
+}
+
+TEST_F(DataDirectories, home_stands_in_for_the_users_directory) {
+    const std::string in_home = root.write("home/.local/share/a.b", "");
+    const Environment no_data_home("XDG_DATA_HOME", nullptr);
+    const Environment home("HOME", (root.path() / "home").c_str());
+    EXPECT_EQ(found("a.b"), in_home);
+}
+
+TEST_F(DataDirectories, directories_are_listed_in_the_order_of_the_search) {
+    char *directories = lindra_data_directories(nullptr);
+    const std::string text = directories;
+    free(directories);
+    EXPECT_EQ(text.find(first + "\n" + second + "\n" + user), 0U);
+    EXPECT_EQ(text.substr(text.rfind('\n') + 1), system);
+}
+
+TEST_F(DataDirectories, relative_entries_of_the_standard_variables_are_passed_over) {
+    const Environment relative("XDG_DATA_DIRS", "not/absolute::");
+    char *directories = lindra_data_directories(nullptr);
+    EXPECT_EQ(strstr(directories, "not/absolute"), nullptr);
+    free(directories);
+}
+
+TEST_F(DataDirectories, file_of_the_build_tree_is_found) {
+    EXPECT_NE(found("maps/lindra/gshhs_c.b").find("/share/maps/lindra/gshhs_c.b"), std::string::npos);
+}
+
+TEST_F(DataDirectories, exhausted_memory_yields_null) {
+    root.write("first/a.b", "");
+    const AllocationWatch watch(1, AllocationWatch::from_then_on);
+    EXPECT_EQ(datafile(nullptr, "a.b"), nullptr);
+    EXPECT_EQ(lindra_data_directories(nullptr), nullptr);
+}
+
+// --- Mapping
+
+TEST_F(MapFile, whole_file_is_readable) {
+    const std::string path = directory.write("file", "content");
+    ASSERT_EQ(mapfile(path.c_str(), nullptr, &data), 7);
+    EXPECT_EQ(std::string(data, 7), "content");
+}
+
+TEST_F(MapFile, missing_file_is_negative_and_leaves_null) {
+    data = reinterpret_cast<char *>(this);
+    EXPECT_LT(mapfile((directory.path() / "absent").c_str(), nullptr, &data), 0);
+    EXPECT_EQ(data, nullptr);
+    EXPECT_LT(mapfile(nullptr, nullptr, &data), 0);
+}
+
+TEST_F(MapFile, cache_gives_the_same_address_again) {
+    const std::string path = directory.write("file", "content");
+    Arr *cache = nullptr;
+    ASSERT_EQ(mapfile(path.c_str(), &cache, &data), 7);
+    std::filesystem::remove(path);
+    char *again = nullptr;
+    EXPECT_EQ(mapfile(path.c_str(), &cache, &again), 7);
+    EXPECT_EQ(again, data);
+    freearr(cache, free);
+}
+
+TEST_F(MapFile, without_cache_each_call_maps_anew) {
+    const std::string path = directory.write("file", "content");
+    char *again = nullptr;
+    mapfile(path.c_str(), nullptr, &data);
+    mapfile(path.c_str(), nullptr, &again);
+    EXPECT_NE(again, data);
+}
+
+TEST_F(MapFile, file_that_could_not_be_mapped_is_tried_again_through_its_cache) {
+    Arr *cache = nullptr;
+    const std::string path = directory.path() / "file";
+    EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0);
+    directory.write("file", "content");
+    EXPECT_EQ(mapfile(path.c_str(), &cache, &data), 7);
+    freearr(cache, free);
+}
+
+TEST_F(MapFile, empty_file_has_an_address_and_no_bytes) {
+    EXPECT_EQ(mapfile(directory.write("file", "").c_str(), nullptr, &data), 0);
+    EXPECT_NE(data, nullptr);
+}
+
+TEST_F(MapFile, small_file_is_out_of_reach_of_a_later_truncation) {
+    const std::string path = directory.write("file", "content");
+    mapfile(path.c_str(), nullptr, &data);
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_EQ(std::string(data, 7), "content");
+}
+
+TEST_F(MapFile, unreadable_page_follows_the_last_byte_of_a_small_file) {
+    mapfile(directory.write("file", std::string(5000, 'x')).c_str(), nullptr, &data);
+    char *end = data + 5000;
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(end) % static_cast<uintptr_t>(sysconf(_SC_PAGESIZE)), 0U);
+    int pipe_ends[2];
+    ASSERT_EQ(pipe(pipe_ends), 0);
+    EXPECT_EQ(write(pipe_ends[1], end - 1, 1), 1);
+    EXPECT_EQ(write(pipe_ends[1], end, 1), -1); // EFAULT, without a fault of our own
+    close(pipe_ends[0]);
+    close(pipe_ends[1]);
+}
+
+TEST_F(MapFile, large_file_is_mapped_whole) {
+    const int64_t size = (16 << 20) + 5;
+    const std::string path = directory.write("file", "begin");
+    std::filesystem::resize_file(path, static_cast<uintmax_t>(size));
+    ASSERT_EQ(mapfile(path.c_str(), nullptr, &data), size);
+    EXPECT_EQ(std::string(data, 5), "begin");
+    EXPECT_EQ(data[size - 1], '\0');
+}
+
+TEST_F(MapFile, only_regular_files_are_opened) {
+    const std::string fifo = directory.path() / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_symlink("loop", directory.path() / "loop");
+    EXPECT_LT(mapfile(fifo.c_str(), nullptr, &data), 0);
+    EXPECT_LT(mapfile(directory.path().c_str(), nullptr, &data), 0);
+    EXPECT_LT(mapfile((directory.path() / "loop").c_str(), nullptr, &data), 0);
+    EXPECT_LT(mapfile("/dev/zero", nullptr, &data), 0);
+    EXPECT_LT(mapfile("/proc/self/status", nullptr, &data), 0);
+}
+
+TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
+    const std::string path = directory.write("file", "content");
+    for (int nth = 1; nth <= 3; nth++) {
+        Arr *cache = nullptr;
+        const AllocationWatch watch(nth);
+        EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0) << nth;
+        EXPECT_EQ(data, nullptr);
+        freearr(cache, free);
+    }
+}
