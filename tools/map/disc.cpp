@@ -112,8 +112,7 @@ std::vector<Line> Disc::pieces(const Line &line) const {
     return result;
 }
 
-// --- Areas
-// ------------------------------------------------------------------------------------------------------------------
+// --- Areas -----------------------------------------------------------------------------------------------
 
 // One direction, that of the reference, is the zero of azimuths here. An edge between the two sides of the
 // axis through the reference and the centre meets it either in front, on the side of the reference, or

@@ -23,15 +23,14 @@ double ends_to_middle(const PlaneBox &box, PlanePoint direction) {
     return std::fabs(direction.x) * box.width() / 2 + std::fabs(direction.y) * box.height() / 2;
 }
 
-// --- Labels
-// ---------------------------------------------------------------------------------------------------------------
+// --- Labels ----------------------------------------------------------------------------------------------
 
 // Beyond the end of its line, or on the line.
 Inscription inscribe(const Label &label, const Page &page, double size) {
     const PlanePoint at = page.at(label.at);
     const bool on_map = label.outward.x == 0 && label.outward.y == 0;
     const Inscription text = Inscription::centred(label.text, size, at);
-    const double reach = on_map ? 0 : size / 2 + ends_to_middle(text.box, label.outward);
+    const double reach = on_map ? 0 : 0.6 * size + ends_to_middle(text.box, label.outward);
     Inscription moved = Inscription::centred(
         label.text, size, {at.x + reach * label.outward.x, at.y + reach * label.outward.y});
     moved.on_map = on_map;
@@ -45,8 +44,7 @@ std::vector<Inscription> inscribe(const std::vector<Label> &labels, const Page &
     return result;
 }
 
-// --- Scale bar
-// ------------------------------------------------------------------------------------------------------------
+// --- Scale bar -------------------------------------------------------------------------------------------
 
 double nice_length(double most) {
     const double power = std::pow(10, std::floor(std::log10(most)));
@@ -94,8 +92,7 @@ std::optional<PlannedBar> plan_bar(const Chart &chart, double map_width) {
     return PlannedBar{length * scale->east, text};
 }
 
-// --- Layout
-// ---------------------------------------------------------------------------------------------------------------
+// --- Layout ----------------------------------------------------------------------------------------------
 
 class Planner {
   public:
@@ -143,7 +140,7 @@ class Planner {
 
     bool place(Inscription &&text) {
         if (!page_.box().holds(text.box)) return false;
-        const PlaneBox room = grown(text.box, 2 * unit_);
+        const PlaneBox room = grown(text.box, 1.5 * unit_);
         for (const Inscription &other : furniture_.inscriptions)
             if (room.overlaps(other.box)) return false;
         furniture_.inscriptions.push_back(std::move(text));

@@ -16,6 +16,7 @@ namespace lindra::tools {
 namespace {
 
 constexpr double tiny = 1e-9;
+constexpr double polar_latitude = 60; // of a centre from which a pole is well in sight
 constexpr double metres_per_degree = earth_radius * std::numbers::pi / 180;
 
 // The multiples of the step from first to last, both included.
@@ -88,7 +89,8 @@ class Maker {
         const std::string text = longitude_label(lon, steps_.lon);
         if (!chart_.is_azimuthal())
             add_label(text, south, {0, 1});
-        else if (!add_end_label(text, south, north) && !add_end_label(text, north, south))
+        else if (!add_end_label(text, south, north) && !add_end_label(text, north, south) &&
+                 !add_polar_label(text, south, north))
             add_inner_label(text, {lon, label_latitude()});
         const bool on_border = is_near(lon, window_.west) || is_near(lon, window_.east);
         if (closed_ || !on_border) add_line(short_of_poles(lon));
@@ -131,9 +133,16 @@ class Maker {
         return true;
     }
 
-    // Where a parallel comes into sight, outside the disc.
-    bool add_rim_label(const std::string &text, const Line &parallel) {
-        for (const PlaneLine &piece : chart_.line(parallel)) {
+    // Seen from above a pole or nearly so, meridians run straight to the rim.
+    bool add_polar_label(const std::string &text, Point south, Point north) {
+        const double lat = chart_.centre().lat;
+        return std::fabs(lat) > polar_latitude &&
+               add_rim_label(text, lat > 0 ? Line{south, north} : Line{north, south});
+    }
+
+    // Where a line comes into sight, outside the disc.
+    bool add_rim_label(const std::string &text, const Line &line) {
+        for (const PlaneLine &piece : chart_.line(line)) {
             const PlanePoint start = piece.front();
             if (std::hypot(start.x, start.y) < 0.9999 * chart_.rim()) continue;
             graticule_.labels.push_back({text, start, unit_vector(start.x, -start.y)});
@@ -173,8 +182,7 @@ class Maker {
     // Labels in the map stand on their lines half-way between two crossings, near the centre, but not near a
     // pole.
     double label_latitude() const {
-        const double lat = chart_.centre().lat;
-        return std::fabs(lat) > 60 ? steps_.lat / 2 : steps_.lat * (std::floor(lat / steps_.lat) + 0.5);
+        return steps_.lat * (std::floor(chart_.centre().lat / steps_.lat) + 0.5);
     }
     double label_longitude() const {
         return steps_.lon * (std::floor(chart_.centre().lon / steps_.lon + tiny) + 0.5);
