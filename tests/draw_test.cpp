@@ -33,12 +33,17 @@ Coastline &crude() {
 
 // --- The file, read plainly ------------------------------------------------------------------------------
 
-// Degrees on the ground, roughly: the shores are near, or it does not matter.
-double ground_distance(Point place, const Ring &ring) {
+// Degrees on the ground, roughly, but no more than most: the shores are near, or it does not matter.
+double ground_distance(Point place, const Ring &ring, double most) {
     const double width = std::cos(place.lat * radians);
     const auto flat = [&](Point p) { return Point{std::remainder(p.lon - place.lon, 360) * width, p.lat}; };
-    double least = 360;
+    const auto beyond = [&](size_t i) {
+        const auto [south, north] = std::minmax(ring[i].lat, ring[i + 1].lat);
+        return south > place.lat + most || north < place.lat - most;
+    };
+    double least = most;
     for (size_t i = 0; i + 1 < ring.size(); i++) {
+        if (beyond(i)) continue;
         const Point a = flat(ring[i]);
         const Point b = flat(ring[i + 1]);
         if (std::fabs(a.lon - b.lon) < 180 * width) least = std::fmin(least, distance({0, place.lat}, a, b));
@@ -65,7 +70,7 @@ class Oracle {
     double clearance(Point place, double most) const {
         double least = most;
         for (const PlainPolygon &polygon : polygons_)
-            least = std::fmin(least, ground_distance(place, polygon.points));
+            least = ground_distance(place, polygon.points, least);
         return least;
     }
 
