@@ -12,6 +12,7 @@ void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *block, size_t size);
 char *__real_strdup(const char *text);
 char *__real_strndup(const char *text, size_t size);
+void __real_free(void *block);
 }
 
 namespace {
@@ -22,6 +23,7 @@ struct State {
     int nth;
     int count;
     int failures;
+    int live;
     size_t requested;
 };
 
@@ -37,33 +39,44 @@ bool allowed(size_t size) {
     return !fails;
 }
 
+template <class Block>
+Block *counted(Block *block) {
+    if (state.watching && block) state.live++;
+    return block;
+}
+
 } // namespace
 
 extern "C" {
 void *__wrap_malloc(size_t size) {
-    return allowed(size) ? __real_malloc(size) : nullptr;
+    return allowed(size) ? counted(__real_malloc(size)) : nullptr;
 }
 void *__wrap_calloc(size_t count, size_t size) {
-    return allowed(count * size) ? __real_calloc(count, size) : nullptr;
+    return allowed(count * size) ? counted(__real_calloc(count, size)) : nullptr;
 }
 void *__wrap_realloc(void *block, size_t size) {
-    return allowed(size) ? __real_realloc(block, size) : nullptr;
+    if (!allowed(size)) return nullptr;
+    return block ? __real_realloc(block, size) : counted(__real_realloc(block, size));
 }
 char *__wrap_strdup(const char *text) {
-    return allowed(strlen(text) + 1) ? __real_strdup(text) : nullptr;
+    return allowed(strlen(text) + 1) ? counted(__real_strdup(text)) : nullptr;
 }
 char *__wrap_strndup(const char *text, size_t size) {
-    return allowed(strnlen(text, size) + 1) ? __real_strndup(text, size) : nullptr;
+    return allowed(strnlen(text, size) + 1) ? counted(__real_strndup(text, size)) : nullptr;
+}
+void __wrap_free(void *block) {
+    if (state.watching && block) state.live--;
+    __real_free(block);
 }
 }
 
 void *operator new(size_t size) {
-    void *block = allowed(size) ? __real_malloc(size ? size : 1) : nullptr;
+    void *block = allowed(size) ? counted(__real_malloc(size ? size : 1)) : nullptr;
     if (!block) throw std::bad_alloc();
     return block;
 }
 void *operator new(size_t size, const std::nothrow_t &) noexcept {
-    return allowed(size) ? __real_malloc(size ? size : 1) : nullptr;
+    return allowed(size) ? counted(__real_malloc(size ? size : 1)) : nullptr;
 }
 void operator delete(void *block) noexcept {
     free(block);
@@ -78,7 +91,7 @@ void operator delete(void *block, const std::nothrow_t &) noexcept {
 namespace lindra::testing {
 
 AllocationWatch::AllocationWatch(int nth, Mode mode) {
-    state = {true, mode == from_then_on, nth, 0, 0, 0};
+    state = {true, mode == from_then_on, nth, 0, 0, 0, 0};
 }
 AllocationWatch::~AllocationWatch() {
     state = {};
@@ -88,6 +101,9 @@ bool AllocationWatch::failed() const {
 }
 int AllocationWatch::count() const {
     return state.count;
+}
+int AllocationWatch::live() const {
+    return state.live;
 }
 size_t AllocationWatch::requested() const {
     return state.requested;

@@ -23,6 +23,7 @@ class AllocationWatch {
 
     bool failed() const;      // whether any allocation was made to fail
     int count() const;        // allocations asked for
+    int live() const;         // blocks allocated less blocks released
     size_t requested() const; // bytes asked for, all together
 };
 

@@ -4,6 +4,7 @@
 #ifndef LINDRA_TESTS_GSHHS_BUILDER_HPP
 #define LINDRA_TESTS_GSHHS_BUILDER_HPP
 
+#include "big_endian.hpp"
 #include "log_capture.hpp"
 #include "temporary_directory.hpp"
 
@@ -18,17 +19,6 @@
 #include <vector>
 
 namespace lindra::testing {
-
-inline std::string be16(int value) {
-    const auto bits = static_cast<uint32_t>(value);
-    return {static_cast<char>(bits >> 8), static_cast<char>(bits)};
-}
-
-inline std::string be32(int64_t value) {
-    const auto bits = static_cast<uint32_t>(value);
-    return {static_cast<char>(bits >> 24), static_cast<char>(bits >> 16), static_cast<char>(bits >> 8),
-            static_cast<char>(bits)};
-}
 
 using Degrees = std::vector<std::pair<double, double>>;
 

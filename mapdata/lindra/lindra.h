@@ -2,7 +2,8 @@
 /*
  * lindra: readers for map data.
  *
- *   GSHHS coastlines   gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
+ *   GSHHS coastlines          gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
+ *   netCDF classic headers    netcdf_unstuff_header, netcdf_print_header
  *
  * Conventions. Functions return 0 (or a count, or 1 for a delivered segment) on success and -1 on failure;
  * each failure is reported once by the function that meets it through elog_log, flag 1 after a failed
@@ -10,9 +11,10 @@
  * so. Decoders take the address of the caller's position in a file held in memory and advance it past what
  * they consumed.
  *
- * How far a decoder may read. The extent of a file that the library mapped itself, or that the caller
- * declared with lindra_bound, is known, and nothing is ever read outside it: a damaged file ends in a message
- * and -1. A position in no known extent is trusted: the bytes that the format calls for must be there.
+ * How far a decoder may read. The extent of a file that a selection mapped, or that the caller declared with
+ * lindra_bound (what mapfile returned, too), is known, and nothing is ever read outside it: a damaged file
+ * ends in a message and -1. A position in no known extent is trusted: the bytes that the format calls for
+ * must be there.
  *
  * Threads. Separate handles may be used from separate threads at the same time; one handle belongs to one
  * thread at a time.
@@ -24,6 +26,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 
 /* The version, in this one place. */
 #define LINDRA_VERSION_MAJOR 0
@@ -47,7 +50,7 @@ extern "C" {
 typedef struct GSHHSHdr {
     int32_t id;
     int32_t n;     /* number of points */
-    int32_t level; /* 1 to 5; the file's 6 is read as 1 */
+    int32_t level; /* 0 to 255; the file's 6 is read as 1 */
     int32_t west, east, south, north;
     int32_t area;
     int16_t greenwich, source;              /* version 3 or less, else 0 */
@@ -115,16 +118,18 @@ LINDRA_API int gshhsmap_reset(GshhsMap *gs);
  * decimal mask (bit 0 is level 1; 0 every level), the character before it is free. Other items are ignored, a
  * third layer too. resolution: judged by its first letter, c, l, h or f; anything else is intermediate. The
  * file maps/lindra/gshhs_{c,l,i,h,f}.b is found with datafile, mapped once per handle and never released.
- * west, east, south, north: the window, degrees. Longitudes may be any finite values up to +-1e9; they are
- * brought to -180 <= west <= 180, west <= east <= west + 360. A span of 360 or more is the globe, 0 to 360.
- * clon, clat: the reference point, degrees; nextseg tells which polygons contain the point opposite to it.
+ * west, east, south, north: the window, degrees. Longitudes of a span below 360 must lie within +-1e9; they
+ * are brought to -180 <= west <= 180, west <= east <= west + 360. A span of 360 or more is the globe, 0 to
+ * 360. clon, clat: the reference point, degrees, clon within +-1e9; nextseg tells which polygons contain the
+ * point opposite to it.
  *
  * Polygons are chosen by their boxes; level 5 is always left out. Near the edges of the frame of 360 degrees
  * some that meet the window are left out too: a box that lies east of 360 is compared where it lies 360
  * degrees less.
  *
  * Returns the number of polygons selected; 0 without a usable layer; -1 when a file is missing, unreadable or
- * damaged, the window is not finite, or memory is exhausted. The handle then holds the polygons found before.
+ * damaged, a longitude is out of range, or memory is exhausted. The handle then holds the polygons found
+ * before.
  */
 LINDRA_API int gshhsmap_select(GshhsMap *gs, const char *list, const char *resolution, double west,
                                double east, double south, double north, double clon, double clat);
@@ -151,6 +156,115 @@ LINDRA_API int gshhsmap_nextseg(GshhsMap *gs, int *npts, int *nalloc, float **lo
  * polygon, the eastern one does not. n of 0 or less gives 0. */
 LINDRA_API int gshhsmap_inside_eo(int n, float *lon, float *lat, float px, float py);
 
+/* --- netCDF classic headers ----------------------------------------------------------------------------- */
+/*
+ * "The NetCDF Classic Format Specification" (Unidata, 2011), version 1 (32-bit offsets): the record count and
+ * the lists of dimensions, global attributes and variables at the start of a file held in memory. Everything
+ * is big-endian; names and values of 1- and 2-byte types are padded to a multiple of 4 bytes. The data of a
+ * variable stand begin bytes from the first byte of the header and are not read here.
+ *
+ * Type codes: 1 byte, 2 char, 3 short (16 bit), 4 int (32 bit), 5 float, 6 double.
+ */
+
+/* NetcdfDim: a dimension. Its name belongs to it. */
+typedef struct NetcdfDim {
+    char *name;
+    int32_t value; /* its length; 0 for the record dimension */
+} NetcdfDim;
+
+/* NetcdfValues: the values of an attribute, n elements of the type in host order in a block from malloc; for
+ * char a text closed by a zero byte. */
+typedef struct NetcdfValues {
+    int32_t type;
+    int32_t n;
+    void *values;
+} NetcdfValues;
+
+/* NetcdfAttr: an attribute. Its name belongs to it. */
+typedef struct NetcdfAttr {
+    char *name;
+    NetcdfValues values;
+} NetcdfAttr;
+
+/* NetcdfVar: a variable. Name, dims and attrs belong to it; dims point at elements of the header's dims. */
+typedef struct NetcdfVar {
+    char *name;
+    int32_t dims_n;
+    NetcdfDim **dims;
+    int32_t attrs_n;
+    NetcdfAttr *attrs;
+    int32_t type;  /* as the file gives it */
+    int32_t vsize; /* bytes; of one record in a record variable; as the file gives it */
+    int32_t begin; /* of its data, bytes from the header's first byte; as the file gives it */
+    int32_t fixed; /* 0 when one of its dimensions has the length 0, else 1 */
+} NetcdfVar;
+
+/* NetcdfHeader: a decoded header, empty or filled. All arrays belong to it; base points into the caller's
+ * buffer. */
+typedef struct NetcdfHeader {
+    unsigned char *base; /* the first byte of the header */
+    int32_t numrecs;     /* as the file gives it; -1 while a writer has left it open */
+    NetcdfDim *dims;
+    int32_t dims_n;
+    NetcdfAttr *attrs; /* the global ones */
+    int32_t attrs_n;
+    NetcdfVar *vars;
+    int32_t vars_n;
+    Arr *vars_array; /* from a variable's name to its element of vars; null when the list is absent */
+} NetcdfHeader;
+
+/* netcdf_unstuff_header decodes the header at *stream and advances *stream past it. A null *hdr is replaced
+ * by a new header, which the caller releases with netcdf_clear_header and then free; another one is cleared
+ * and reused. Of two variables of one name vars_array finds the later.
+ *
+ * Returns 0; or -1 when the header is damaged, does not fit in the known extent of *stream, or memory is
+ * exhausted. After a wrong magic number *stream has advanced by 4 bytes and *hdr is as it was; after any
+ * other failure *stream stands where the reading ended and the header holds what was read before: counts are
+ * those of the file and names, blocks and dimensions that were not reached are null. It is released like a
+ * good one. */
+LINDRA_API int netcdf_unstuff_header(unsigned char **stream, NetcdfHeader **hdr);
+
+/* netcdf_unstuff_attrs decodes the attribute list at *stream and advances *stream past it. Stores the number
+ * through attrs_n and a new array, from malloc like its names and blocks, through attrs; an absent list
+ * stores nothing. Returns 0, or -1 as netcdf_unstuff_header does; the array is then stored as far as it was
+ * read, if it could be allocated. */
+LINDRA_API int netcdf_unstuff_attrs(unsigned char **stream, int *attrs_n, NetcdfAttr **attrs);
+
+/* netcdf_unstuff_values decodes values->n elements of values->type at *stream, releases the block that values
+ * held with free, gives it a new one and advances *stream past the elements and their padding. Returns 0; or
+ * -1, with a null block and *stream unchanged, for null values, a type out of 1 to 6, elements that do not
+ * fit in the known extent of *stream, or exhausted memory. */
+LINDRA_API int netcdf_unstuff_values(unsigned char **stream, NetcdfValues *values);
+
+/* netcdf_unstuff_string returns the name at *stream as a new text, which the caller frees, and advances
+ * *stream past its padding. Returns null, with *stream just behind the length word, when the name does not
+ * fit in the known extent of *stream or memory is exhausted; *stream is unchanged when the length word does
+ * not fit. */
+LINDRA_API char *netcdf_unstuff_string(unsigned char **stream);
+
+/* netcdf_clear_header releases all that the header owns, not the header itself, and leaves it empty; base and
+ * numrecs stay. A half-filled header and null are accepted. Returns 0. */
+LINDRA_API int netcdf_clear_header(NetcdfHeader *hdr);
+
+/* netcdf_print_header prints every dimension, attribute and variable with all its values, one line a field.
+ * What a failed decoding left out is printed as "(null)", or without elements; an attribute whose type it
+ * refused takes as many lines as the file claims elements, up to 2^31. Returns 0; errors of the stream are
+ * left to the caller. */
+LINDRA_API int netcdf_print_header(NetcdfHeader *hdr, FILE *stream);
+
+/* netcdf_print_vals prints the values, every line after prefix: the characters of char values in one line,
+ * the elements of other types one a line. Returns 0. */
+LINDRA_API int netcdf_print_vals(NetcdfValues *values, const char *prefix, FILE *stream);
+
+/* netcdf_type2str returns the name of a type code, or of a list tag (10 dimension, 11 variable, 12
+ * attribute); "UNKNOWNTYPE(code)" for another one. The text stays until the next call in the same thread. */
+LINDRA_API char *netcdf_type2str(int code);
+
+/* netcdf_value2str returns element index of the block as text: a byte as 0xFF, a char as itself, short and
+ * int in decimal, float and double with six decimals, cut to 31 characters; for another code what
+ * netcdf_type2str does, without reading the block. The text stays until the next call in the same thread. */
+LINDRA_API char *netcdf_value2str(int code, int index, void *block);
+
 /* --- Extensions ----------------------------------------------------------------------------------------- */
 
 /* lindra_version returns the version of the library at run time, "MAJOR.MINOR.PATCH". Static storage. */
@@ -158,7 +272,8 @@ LINDRA_API const char *lindra_version(void);
 
 /* lindra_bound declares that the size bytes at base are a file held in memory, so that no decoder reads
  * outside them. A second call for the same base replaces the size. Returns 0, or -1 for a null base or
- * exhausted memory. Call lindra_unbound before the memory is released. Any thread may call both. */
+ * exhausted memory. Call lindra_unbound before the memory is released. An extent includes its end address: of
+ * two buffers that meet there declare both. Any thread may call both. */
 LINDRA_API int lindra_bound(const void *base, size_t size);
 LINDRA_API void lindra_unbound(const void *base);
 

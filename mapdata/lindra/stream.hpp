@@ -41,7 +41,15 @@ class Stream {
         return end_ ? static_cast<size_t>(end_ - *pos_) : std::numeric_limits<size_t>::max();
     }
 
+    // Whether count items of size bytes are more than is left in a known extent.
+    bool lacks(int64_t count, size_t size) const {
+        return end_ && (count < 0 || static_cast<uint64_t>(count) > left() / size);
+    }
+
     bool skip(size_t size) { return take(size) != nullptr; }
+
+    // The next size bytes, or null when they are not all there.
+    const unsigned char *bytes(size_t size) { return take(size); }
 
     template <class T>
     bool be(T &out) {

@@ -45,7 +45,7 @@ struct Border {
     // Where the edge between a point of depth 0 or more and one of depth 0 or less meets the border.
     Point crossing(Point inner, Point outer) const {
         const double inner_depth = depth(inner);
-        Point result;
+        Point result = {};
         result.*across = at;
         result.*along = std::lerp(inner.*along, outer.*along, inner_depth / (inner_depth - depth(outer)));
         return result;

@@ -26,6 +26,7 @@ constexpr double degrees = 1e-6; // of a micro-degree
 constexpr double box_margin = 0.25;
 constexpr double beyond_everything = 1e9;
 constexpr int ice_front = 5;                 // the highest level, which is never selected
+constexpr double widest_shore = 540;         // a turn round a pole, and bays that reach back over its ends
 constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
 
 std::string taken(char *text) {
@@ -100,13 +101,14 @@ bool is_sound(const GSHHSHdr &hdr) {
            hdr.east - hdr.west <= turn;
 }
 
-// The first and the last multiple of 360 by which a range of longitudes is to be shifted to meet another.
+// The fewest and the most whole turns by which a range of longitudes is to be shifted to meet another.
 struct Turns {
-    double first, last;
+    int first, last;
 };
 
 Turns turns(double west, double east, const Window &window) {
-    return {360 * std::ceil((window.west - east) / 360), 360 * std::floor((window.east - west) / 360)};
+    return {static_cast<int>(std::ceil((window.west - east) / 360)),
+            static_cast<int>(std::floor((window.east - west) / 360))};
 }
 
 bool meets(const GSHHSHdr &hdr, const Window &window) {
@@ -129,6 +131,18 @@ int pole_of(const Ring &shore) {
     return sum < 0 ? -1 : 1;
 }
 
+// Returns null for a shore that can be. One that winds on and on would have no end of copies in a window.
+const char *what_is_wrong(const Ring &shore) {
+    double west = beyond_everything;
+    double east = -beyond_everything;
+    for (const Point &point : shore) {
+        if (std::fabs(point.lat) > latitude_limit) return "has a latitude beyond the pole";
+        west = std::min(west, point.lon);
+        east = std::max(east, point.lon);
+    }
+    return east - west > widest_shore ? "winds round the globe more than once" : nullptr;
+}
+
 // Takes away the closing point, or lays it a turn away from the first.
 void close_shore(Polygon &polygon) {
     Ring &shore = polygon.shore;
@@ -143,14 +157,14 @@ void close_shore(Polygon &polygon) {
 
 } // namespace
 
-struct Coastline::Frame {
+struct Coastline::Source {
     std::string path;
     GshhsMap *map = nullptr;
     int capacity = 0;
     float *lon = nullptr;
     float *lat = nullptr;
 
-    ~Frame() {
+    ~Source() {
         free(lon);
         free(lat);
         lindra_free_gshhsmap(map);
@@ -191,31 +205,33 @@ struct Coastline::Frame {
         int inside;
         if (gshhsmap_nextseg(map, &count, &capacity, &lon, &lat, type, &polygon.level, &inside) < 0)
             throw std::bad_alloc();
-        const GshhsSeg &seg = map->segs[index];
-        polygon.id = seg.hdr.id;
-        polygon.shore.resize(static_cast<size_t>(count));
-        for (int i = 0; i < count; i++) {
-            if (std::fabs(lat[i]) > latitude_limit)
-                fail_at(seg.hdr, seg.pts, "has a latitude beyond the pole");
-            polygon.shore[static_cast<size_t>(i)] = {lon[i], lat[i]};
-        }
+        polygon.id = map->segs[index].hdr.id;
+        copy_points(count, polygon.shore);
+        if (const char *wrong = what_is_wrong(polygon.shore))
+            fail_at(map->segs[index].hdr, map->segs[index].pts, wrong);
         if (count > 0) close_shore(polygon);
+    }
+
+    void copy_points(int count, Ring &shore) const {
+        shore.resize(static_cast<size_t>(count));
+        for (size_t i = 0; i < shore.size(); i++)
+            shore[i] = {lon[i], lat[i]};
     }
 };
 
-Coastline::Coastline(char resolution) : frame_(std::make_unique<Frame>()) {
-    frame_->path = find_file(resolution);
-    frame_->select(resolution);
+Coastline::Coastline(char resolution) : source_(std::make_unique<Source>()) {
+    source_->path = find_file(resolution);
+    source_->select(resolution);
 }
 
 Coastline::~Coastline() = default;
 
 void Coastline::visit(const Window &window, const std::function<void(const Polygon &)> &visit) {
     Polygon polygon;
-    for (int i = 0; i < frame_->map->nsegs; i++) {
-        const GSHHSHdr &hdr = frame_->map->segs[i].hdr;
+    for (int i = 0; i < source_->map->nsegs; i++) {
+        const GSHHSHdr &hdr = source_->map->segs[i].hdr;
         if (hdr.n == 0 || !meets(hdr, window)) continue;
-        frame_->read(i, polygon);
+        source_->read(i, polygon);
         visit(polygon);
     }
 }
@@ -237,8 +253,8 @@ std::vector<double> copies(const Ring &ring, const Window &window) {
     if (north->lat < window.south || south->lat > window.north) return {};
     std::vector<double> result;
     const auto [first, last] = turns(west->lon, east->lon, window);
-    for (double turn = first; turn <= last; turn += 360)
-        result.push_back(turn);
+    for (int turn = first; turn <= last; turn++)
+        result.push_back(360.0 * turn);
     return result;
 }
 

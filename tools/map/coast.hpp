@@ -40,8 +40,8 @@ class Coastline {
     void visit(const Window &window, const std::function<void(const Polygon &)> &visit);
 
   private:
-    struct Frame;
-    std::unique_ptr<Frame> frame_;
+    struct Source;
+    std::unique_ptr<Source> source_;
 };
 
 // The multiples of 360 by which a ring is to be shifted to meet the window, in rising order; empty when it

@@ -145,7 +145,9 @@ std::vector<Part> parts_in_turns(Window window) {
         window.east = 180;
     }
     std::vector<Part> parts;
-    for (double turn = 360 * std::floor((window.west + 180) / 360); turn - 180 < window.east; turn += 360) {
+    const auto first = static_cast<int>(std::floor((window.west + 180) / 360));
+    for (int i = first; 360.0 * i - 180 < window.east; i++) {
+        const double turn = 360.0 * i;
         const double west = std::max(window.west, turn - 180);
         const double east = std::min(window.east, turn + 180);
         parts.push_back({{west, east, window.south, window.north}, turn});
