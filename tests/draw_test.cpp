@@ -357,6 +357,10 @@ struct View {
     int fewest; // places to be compared
 };
 
+void PrintTo(const View &view, std::ostream *out) {
+    *out << view.wanted.projection;
+}
+
 class EveryView : public testing::TestWithParam<View> {};
 
 TEST_P(EveryView, places_away_from_coasts_are_what_the_file_says) {
