@@ -164,6 +164,15 @@ TEST(Chart, scale_is_that_of_the_projection) {
     EXPECT_NEAR(scale_at(*true_in_the_middle, {10, 60})->east, 1, 1e-4);
 }
 
+TEST(Chart, prevailing_scale_follows_the_larger_parts_of_the_map) {
+    EXPECT_NEAR(prevailing_scale(*chart("plate-carree", {-180, 180, -90, 90})), 1, 1e-3);
+    EXPECT_NEAR(prevailing_scale(*chart("mercator", {0, 20, 50, 70})), 1 / std::cos(68 * radians), 0.1);
+    const double world = prevailing_scale(*chart("mercator", {-180, 180, -85, 85}));
+    EXPECT_GT(world, 3);
+    EXPECT_LT(world, 6);
+    EXPECT_NEAR(prevailing_scale(*chart("laea", {-15, 40, 34, 72})), 1, 0.05);
+}
+
 // --- Discs -----------------------------------------------------------------------------------------------
 
 // The place a distance and an azimuth away, degrees.
@@ -250,6 +259,24 @@ TEST(Disc, edge_through_the_opposite_point_floods_nothing) {
     const Line box = {{170, -10}, {180, -10}, {190, -10}, {190, 10}, {180, 10}, {180, -10}, {170, -10}};
     for (const Point reference : {Point{90, 0}, Point{0, 90}, Point{-20, -50}})
         EXPECT_FALSE(is_covered(disc.area({box}, reference, false), {0, 0}, {20, 20}));
+}
+
+// The shore of an Antarctica that begins outside the disc, inside it, and on its rim.
+TEST(Disc, ring_round_a_pole_may_begin_anywhere) {
+    for (double start = 0; start < 360; start += 7.5) {
+        Line shore;
+        for (double lon = 0; lon <= 360; lon += 2.5)
+            shore.push_back({start + lon, -70 + 5 * std::sin(lon * radians)});
+        const Point centre = {40, -30};
+        const std::vector<Line> area = Disc(centre, 90, 1).area({shore}, {0, 90}, false);
+        EXPECT_TRUE(is_covered(area, centre, {40, -85})) << start;
+        EXPECT_TRUE(is_covered(area, centre, {0, -80})) << start;
+        EXPECT_FALSE(is_covered(area, centre, {40, -60})) << start;
+        EXPECT_FALSE(is_covered(area, centre, {90, -20})) << start;
+        for (const Line &ring : area)
+            for (size_t i = 1; i < ring.size(); i++)
+                EXPECT_LT(distance_between(ring[i - 1], ring[i]), 3) << start;
+    }
 }
 
 TEST(Disc, pieces_of_a_line_end_on_the_rim) {

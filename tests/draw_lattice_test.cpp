@@ -66,9 +66,10 @@ void for_every_window(int west, int stride, Compare compare) {
                              static_cast<double>(north)});
 }
 
-class LatticeWest : public testing::TestWithParam<int> {
+class Lattice : public testing::TestWithParam<int> {
   protected:
-    void expect_parts_of(const Picture &world, const char *layers, int stride) {
+    void expect_parts_of_world(const char *layers, int stride) const {
+        const Picture world = draw_world(layers);
         for_every_window(GetParam(), stride, [&](const Window &window) {
             const Picture part = draw(window, layers);
             ASSERT_EQ(part.height(), window.north - window.south);
@@ -78,18 +79,26 @@ class LatticeWest : public testing::TestWithParam<int> {
     }
 };
 
+class LatticeWest : public Lattice {};
+
 TEST_P(LatticeWest, every_window_shows_its_part_of_the_world) {
-    expect_parts_of(draw_world(areas), areas, areas_stride);
+    expect_parts_of_world(areas, areas_stride);
 }
 
 // Coasts take several times as long.
 TEST_P(LatticeWest, one_window_in_eleven_shows_the_coasts_of_its_part) {
-    expect_parts_of(draw_world(areas_and_coasts), areas_and_coasts, coasts_stride);
+    expect_parts_of_world(areas_and_coasts, coasts_stride);
 }
 
-// All longitudes at which a window can begin, and both further turns that the option allows.
 INSTANTIATE_TEST_SUITE_P(Draw, LatticeWest, testing::Range(-180, 180, step));
-INSTANTIATE_TEST_SUITE_P(DrawTurns, LatticeWest, testing::Values(-360, -195, 180, 360));
+
+class LatticeTurn : public Lattice {};
+
+TEST_P(LatticeTurn, windows_of_other_turns_show_their_part_of_the_world) {
+    expect_parts_of_world(areas_and_coasts, coasts_stride);
+}
+
+INSTANTIATE_TEST_SUITE_P(Draw, LatticeTurn, testing::Values(-360, -195, 180, 360));
 
 TEST(DrawLattice, world_has_enough_plain_pixels_to_compare) {
     const Picture world = draw_world(areas_and_coasts);

@@ -45,8 +45,7 @@ TEST(Page, size_may_leave_a_side_out) {
 TEST(Page, impossible_sizes_are_refused) {
     for (const char *text :
          {"", "x", "0", "0x5", "20001", "5x20001", "-5", "5x5x5", "5.5", "5 x 5", "axb", "99999999999999"})
-        EXPECT_NE(refusal([&] { parse_size(text); }).find(quoted(text)), std::string::npos)
-            << text;
+        EXPECT_NE(refusal([&] { parse_size(text); }).find(quoted(text)), std::string::npos) << text;
 }
 
 TEST(Page, side_that_follows_keeps_the_shape_of_the_map) {

@@ -129,8 +129,8 @@ class Map {
         return tools::make_chart(kind, window, wanted.centre);
     }
     static tools::MapRequest request(const Wanted &wanted) {
-        return {wanted.size, tools::parse_layers(wanted.layers),
-                tools::parse_style(surfaces + wanted.style), ""};
+        return {wanted.size, tools::parse_layers(wanted.layers), tools::parse_style(surfaces + wanted.style),
+                ""};
     }
 
     tools::Drawing drawing_;

@@ -41,7 +41,7 @@ double farthest(const Window &window, Point centre) {
 } // namespace
 
 AzimuthalChart::AzimuthalChart(const ProjectionKind &kind, const Window &window, Point centre)
-    : Chart(kind, window, centre), radius_(std::min(kind.rim, farthest(surroundings(), centre))),
+    : Chart(kind, window, centre), radius_(std::min(kind.rim, farthest(surroundings(), centre) + 1)),
       disc_(centre, radius_, step()) {}
 
 bool AzimuthalChart::has_sides() const {

@@ -138,6 +138,7 @@ class Disc::AreaCut {
         const bool seen = inside != points.end();
         std::rotate(points.begin(), inside, points.end());
         points.push_back(points.front());
+        run_on(points);
         if (seen)
             walk(points);
         else
@@ -152,7 +153,17 @@ class Disc::AreaCut {
   private:
     double front(const Sight &sight) const { return sight.east * axis_[0] + sight.north * axis_[1]; }
     double side(const Sight &sight) const { return sight.east * axis_[1] - sight.north * axis_[0]; }
-    double azimuth(const Sight &sight) const { return std::atan2(side(sight), front(sight)); }
+
+    // Adding 0 turns -0 into 0, so that the sign is the one by which pass decides.
+    double azimuth(const Sight &sight) const { return std::atan2(side(sight) + 0.0, front(sight)); }
+
+    // Where a ring round a pole begins, its longitudes jump by a whole turn.
+    static void run_on(std::vector<Sight> &points) {
+        for (size_t i = 1; i < points.size(); i++) {
+            double &lon = points[i].place.lon;
+            lon -= 360 * std::round((lon - points[i - 1].place.lon) / 360);
+        }
+    }
 
     // Counts an edge; returns how many whole turns the azimuth jumps along it, 1 or -1 where it meets the
     // axis behind.

@@ -46,8 +46,7 @@ Drawing::Drawing(std::unique_ptr<Chart> chart, MapRequest request)
       layout_(lay_out(*chart_, request_.size, request_.style, request_.title)), unit_(layout_.page.unit()) {}
 
 double Drawing::km_per_pixel() const {
-    const std::optional<Scale> scale = scale_at(*chart_, typical_place(*chart_));
-    return 1 / (layout_.page.pixels_per_metre() * (scale ? scale->north : 1) * 1000);
+    return 1 / (layout_.page.pixels_per_metre() * prevailing_scale(*chart_) * 1000);
 }
 
 bool Drawing::shows_shore(int level) const {

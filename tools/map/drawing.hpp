@@ -30,7 +30,7 @@ class Drawing {
   public:
     Drawing(std::unique_ptr<Chart> chart, MapRequest request);
 
-    // The size of a pixel of the finished map, where the map is typical.
+    // The size of a pixel of the finished map, where the map is large but for its last tenth.
     double km_per_pixel() const;
 
     // Polygons outside this window need not be added.

@@ -39,6 +39,7 @@ Inscription inscribe(const Label &label, const Page &page, double size) {
 
 std::vector<Inscription> inscribe(const std::vector<Label> &labels, const Page &page, double size) {
     std::vector<Inscription> result;
+    result.reserve(labels.size());
     for (const Label &label : labels)
         result.push_back(inscribe(label, page, size));
     return result;
@@ -104,21 +105,29 @@ class Planner {
           bar_(plan_bar(chart, region_.width())) {}
 
     Layout lay_out() {
-        if (!style_.text.is_seen() || text_size_ <= 0) return {page_, std::move(graticule_), {}};
-        const Margins margins = find_margins();
-        const Page with_texts = page_with(margins);
-        if (!with_texts.has_room_for(margins)) return {page_, std::move(graticule_), {}};
-        page_ = with_texts;
-        place_title();
-        place_bar();
-        for (Inscription &label : inscribe(graticule_.labels, page_, text_size_))
-            place(std::move(label));
+        if (make_room()) {
+            place_title();
+            place_bar();
+            for (Inscription &label : inscribe(graticule_.labels, page_, text_size_))
+                place(std::move(label));
+        }
         return {page_, std::move(graticule_), std::move(furniture_)};
     }
 
   private:
     Page page_with(const Margins &margins) const {
         return size_ ? Page(region_, *size_, margins) : usual_page(region_, margins);
+    }
+
+    // Gives the page its margins, unless that would leave too little of the map.
+    bool make_room() {
+        constexpr double least_share = 0.6;
+        if (!style_.text.is_seen() || text_size_ <= 0) return false;
+        margins_ = find_margins();
+        const Page with_texts = page_with(margins_);
+        if (with_texts.pixels_per_metre() < least_share * page_.pixels_per_metre()) return false;
+        page_ = with_texts;
+        return true;
     }
 
     double padding() const { return std::round(10 * unit_); }
@@ -147,16 +156,18 @@ class Planner {
         return true;
     }
 
+    // Above the map, in its middle, as far as the page allows; smaller when it is wider than the page.
     void place_title() {
         if (title_.empty()) return;
+        const double room = page_.width() - 2 * padding();
         const double width = measure_text(title_, title_size()).width;
-        const double size = title_size() * std::min(1.0, (page_.width() - 2 * padding()) / width);
-        const double middle =
-            std::clamp((page_.map().left + page_.map().right) / 2, padding() + width / 2,
-                       std::max(padding() + width / 2, page_.width() - padding() - width / 2));
+        const double share = std::min(1.0, room / width);
+        const double edge = padding() + share * width / 2;
+        const double middle = (page_.map().left + page_.map().right) / 2;
+        const double top = page_.map().top - margins_.top + padding();
         place(Inscription::centred(
-            title_, size,
-            {size < title_size() ? page_.width() / 2.0 : middle, padding() + title_size() / 2}));
+            title_, share * title_size(),
+            {std::clamp(middle, edge, std::max(edge, page_.width() - edge)), top + title_size() / 2}));
     }
 
     // In the lower right corner: the bar, then its text.
@@ -165,7 +176,7 @@ class Planner {
         const double length = bar_->metres_of_plane * page_.pixels_per_metre();
         const double width = measure_text(bar_->text, text_size_).width;
         const double right = page_.map().right;
-        const double base = page_.height() - padding() - text_size_ / 2;
+        const double base = page_.map().bottom + margins_.bottom - padding() - text_size_ / 2;
         if (!place(Inscription::centred(bar_->text, text_size_, {right - width / 2, base}))) return;
         const double end = std::round(right - width - text_size_ * 0.6);
         const double start = std::round(end - length);
@@ -184,6 +195,7 @@ class Planner {
     double text_size_;
     Graticule graticule_;
     std::optional<PlannedBar> bar_;
+    Margins margins_{};
     Furniture furniture_;
 };
 

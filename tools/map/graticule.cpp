@@ -22,8 +22,10 @@ constexpr double metres_per_degree = earth_radius * std::numbers::pi / 180;
 // The multiples of the step from first to last, both included.
 std::vector<double> multiples(double first, double last, double step) {
     std::vector<double> result;
-    for (double i = std::ceil(first / step - tiny); i <= std::floor(last / step + tiny); i++)
-        result.push_back(i * step);
+    const auto start = static_cast<long>(std::ceil(first / step - tiny));
+    const auto end = static_cast<long>(std::floor(last / step + tiny));
+    for (long i = start; i <= end; i++)
+        result.push_back(std::clamp(static_cast<double>(i) * step, first, last));
     return result;
 }
 
@@ -54,13 +56,13 @@ bool is_closed(const Chart &chart) {
     return chart.is_azimuthal() && chart.goes_round();
 }
 
-// Where meridians run together, they are counted along the edge of the map.
+// Where meridians run together, they are counted along the edge of the map, and are twelve at most.
 Steps choose_steps(const Chart &chart, double metres) {
     const Point place = typical_place(chart);
     const Scale scale = scale_at(chart, place).value_or(Scale{1, 1});
     if (is_closed(chart)) {
         const double edge = std::numbers::pi * box_of(chart.region()).width();
-        return {nice_step(std::max(360 * 2 * metres / edge, 15.1)),
+        return {nice_step(std::max(360 * 2 * metres / edge, 30.0)),
                 nice_step(1.3 * metres / (scale.north * metres_per_degree))};
     }
     const double east = scale.east * metres_per_degree * std::cos(place.lat * std::numbers::pi / 180);
@@ -179,8 +181,7 @@ class Maker {
         return a && b ? PlanePoint{b->x - a->x, a->y - b->y} : PlanePoint{0, 0};
     }
 
-    // Labels in the map stand on their lines half-way between two crossings, near the centre, but not near a
-    // pole.
+    // Labels in the map stand on their lines half-way between two crossings, near the centre.
     double label_latitude() const {
         return steps_.lat * (std::floor(chart_.centre().lat / steps_.lat) + 0.5);
     }
@@ -205,11 +206,14 @@ double nice_step(double least) {
     double best = 90;
     for (const double step : {45, 30, 15, 10, 5, 2, 1})
         if (step >= least - tiny) best = step;
-    for (double unit = 0.1; unit > 1e-9; unit /= 10)
+    double unit = 1;
+    for (int decimals = 1; decimals < 9; decimals++) {
+        unit /= 10;
         for (const double step : {5 * unit, 2 * unit, unit}) {
             if (step < least * (1 - tiny)) return best;
             best = step;
         }
+    }
     return best;
 }
 

@@ -86,10 +86,6 @@ PlaneLines Page::at(const PlaneLines &lines) const {
     return result;
 }
 
-bool Page::has_room_for(const Margins &margins) const {
-    return margins.left + margins.right < 0.3 * width_ && margins.top + margins.bottom < 0.4 * height_;
-}
-
 double Page::unit() const {
     return std::clamp(std::max(width_, height_) / static_cast<double>(usual_side), 0.7, 20.0);
 }

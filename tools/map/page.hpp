@@ -39,9 +39,6 @@ class Page {
     PlanePoint at(PlanePoint point) const;
     PlaneLines at(const PlaneLines &lines) const;
 
-    // Whether so much of the page is left for the map that the margins are worth their room.
-    bool has_room_for(const Margins &margins) const;
-
     // By how much widths and sizes grow on this page.
     double unit() const;
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 namespace lindra::tools {
 
@@ -37,6 +38,22 @@ std::optional<Scale> scale_at(const Chart &chart, Point place) {
     if (!east || !north) return std::nullopt;
     return Scale{*east / (metres_per_degree * std::cos(lat * std::numbers::pi / 180)),
                  *north / metres_per_degree};
+}
+
+double prevailing_scale(const Chart &chart) {
+    constexpr int parts = 20;
+    const Window &window = chart.window();
+    std::vector<double> scales;
+    for (int column = 1; column < parts; column++)
+        for (int row = 1; row < parts; row++) {
+            const Point place = {std::lerp(window.west, window.east, column / static_cast<double>(parts)),
+                                 std::lerp(window.south, window.north, row / static_cast<double>(parts))};
+            if (const std::optional<Scale> scale = scale_at(chart, place))
+                scales.push_back(std::min(scale->east, scale->north));
+        }
+    if (scales.empty()) return 1;
+    std::sort(scales.begin(), scales.end());
+    return scales[scales.size() * 9 / 10];
 }
 
 } // namespace lindra::tools

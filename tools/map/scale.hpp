@@ -20,6 +20,9 @@ Point typical_place(const Chart &chart);
 // Nothing when the place or its surroundings are not seen.
 std::optional<Scale> scale_at(const Chart &chart, Point place);
 
+// The scale that nine tenths of the window do not exceed, in the direction in which it is smaller.
+double prevailing_scale(const Chart &chart);
+
 } // namespace lindra::tools
 
 #endif
