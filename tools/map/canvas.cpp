@@ -142,10 +142,6 @@ void Canvas::stroke(const Colour &colour, double width) {
         cairo_new_path(context_);
 }
 
-void Canvas::clip() {
-    cairo_clip(context_);
-}
-
 void Canvas::write(const std::string &text, double size, PlanePoint start, const Colour &colour) {
     select_font(context_, size);
     set_colour(colour);
@@ -163,12 +159,26 @@ void Canvas::write_with_halo(const std::string &text, double size, PlanePoint st
     write(text, size, start, colour);
 }
 
-void Canvas::save() {
+// Clipping by a bent outline is done anew for each of thousands of shapes. With pixels it is much faster to
+// draw on a page of its own and to cut that once; in a file of shapes clipping costs nothing.
+void Canvas::begin_region(const PlaneLines &rings) {
+    if (surface_->type == FileType::png) {
+        cairo_push_group(context_);
+        return;
+    }
     cairo_save(context_);
+    trace_rings(rings);
+    cairo_clip(context_);
 }
 
-void Canvas::restore() {
-    cairo_restore(context_);
+void Canvas::end_region(const PlaneLines &rings) {
+    if (surface_->type != FileType::png) {
+        cairo_restore(context_);
+        return;
+    }
+    cairo_pop_group_to_source(context_);
+    trace_rings(rings);
+    cairo_fill(context_);
 }
 
 std::string Canvas::finish() {

@@ -40,19 +40,18 @@ class Canvas {
     void trace_rings(const PlaneLines &rings);
     void trace_box(const PlaneBox &box);
 
-    // The path so far, by the even-odd rule; it is forgotten.
+    // Of the path so far, by the even-odd rule; it is forgotten.
     void fill(const Colour &colour);
     void stroke(const Colour &colour, double width);
-    void clip();
 
     // start: of the base line. A halo keeps the text readable on lines.
     void write(const std::string &text, double size, PlanePoint start, const Colour &colour);
     void write_with_halo(const std::string &text, double size, PlanePoint start, const Colour &colour,
                          const Colour &halo);
 
-    // Clipping since save ends with restore.
-    void save();
-    void restore();
+    // What is drawn between the two calls is seen in the area of the rings only.
+    void begin_region(const PlaneLines &rings);
+    void end_region(const PlaneLines &rings);
 
     // The finished file. Nothing can be drawn afterwards. Throws DataError when Cairo failed.
     std::string finish();

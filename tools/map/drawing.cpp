@@ -113,9 +113,8 @@ void Drawing::paint_frame(Canvas &canvas) const {
 }
 
 void Drawing::paint_map(Canvas &canvas) const {
-    canvas.save();
-    canvas.trace_rings(layout_.page.at(chart_->region()));
-    canvas.clip();
+    const PlaneLines region = layout_.page.at(chart_->region());
+    canvas.begin_region(region);
     canvas.trace_box(layout_.page.box());
     canvas.fill(request_.style.sea);
     for (int level = 0; level < levels; level++)
@@ -124,7 +123,7 @@ void Drawing::paint_map(Canvas &canvas) const {
         paint_shores(canvas, level);
     paint_graticule(canvas);
     paint_frame(canvas);
-    canvas.restore();
+    canvas.end_region(region);
 }
 
 std::string Drawing::paint(FileType type) const {
