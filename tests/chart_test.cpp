@@ -9,14 +9,16 @@
 
 #include "plain_geometry.hpp"
 
+#include "refusal.hpp"
 #include <algorithm>
+
 #include <gtest/gtest.h>
 #include <numbers>
 #include <random>
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using namespace lindra::tools;
 
 constexpr double radians = std::numbers::pi / 180;
@@ -24,16 +26,6 @@ constexpr double radians = std::numbers::pi / 180;
 std::unique_ptr<Chart> chart(const std::string &projection, const Window &window,
                              std::optional<Point> centre = {}) {
     return make_chart(find_projection(projection), window, centre);
-}
-
-template <class Call>
-std::string refusal(Call call) {
-    try {
-        call();
-    } catch (const UsageError &error) {
-        return error.what();
-    }
-    return "";
 }
 
 bool says(const std::string &text, const std::string &part) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::clip_area;
 using lindra::tools::clip_line;
 using lindra::tools::clip_outline;

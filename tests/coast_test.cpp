@@ -9,7 +9,7 @@
 #include "gshhs_builder.hpp"
 #include "plain_geometry.hpp"
 #include "plain_gshhs.hpp"
-#include "scratch.hpp"
+#include "temporary_directory.hpp"
 
 #include "lindra/lindra.h"
 
@@ -21,10 +21,7 @@
 
 namespace {
 
-using namespace lindra::tests;
-using lindra::testing::file_of;
-using lindra::testing::RawPolygon;
-using lindra::testing::square;
+using namespace lindra::test;
 using lindra::tools::area_pieces;
 using lindra::tools::clip_area;
 using lindra::tools::Coastline;
@@ -373,7 +370,7 @@ class BadFile : public testing::Test {
     int visited_ = 0;
 
   private:
-    ScratchDirectory scratch_;
+    TemporaryDirectory scratch_;
     Environment data_{"LINDRA_DATA", scratch_.path().c_str()};
 };
 

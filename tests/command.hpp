@@ -3,13 +3,13 @@
 #define LINDRA_TESTS_COMMAND_HPP
 
 #include "plain_gshhs.hpp"
-#include "scratch.hpp"
+#include "temporary_directory.hpp"
 
 #include <cstdlib>
 #include <string>
 #include <sys/wait.h>
 
-namespace lindra::tests {
+namespace lindra::test {
 
 struct Result {
     int code; // -1 when a signal ended it
@@ -19,7 +19,7 @@ struct Result {
 // The lindra command, run by the shell with the given arguments, as a user types them. A redirection or a
 // pipe after them is the shell's.
 inline Result run_lindra(const std::string &arguments) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string output = (scratch.path() / "output").string();
     const std::string errors = (scratch.path() / "errors").string();
     const std::string line =
@@ -28,6 +28,6 @@ inline Result run_lindra(const std::string &arguments) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(output), read_file(errors)};
 }
 
-} // namespace lindra::tests
+} // namespace lindra::test
 
 #endif

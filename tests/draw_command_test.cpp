@@ -7,14 +7,14 @@
 
 #include "picture.hpp"
 #include "plain_gshhs.hpp"
-#include "scratch.hpp"
+#include "temporary_directory.hpp"
 
 #include <filesystem>
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::DataError;
 using lindra::tools::UsageError;
 
@@ -53,7 +53,7 @@ class DrawCommand : public testing::Test {
         }
     }
 
-    ScratchDirectory scratch_;
+    TemporaryDirectory scratch_;
     std::string said_;
 };
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::Coastline;
 using lindra::tools::Window;
 

@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::Coastline;
 using lindra::tools::FileType;
 using lindra::tools::PlanePoint;

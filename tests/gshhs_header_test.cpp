@@ -9,7 +9,7 @@
 #include <climits>
 #include <cstring>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <random>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 

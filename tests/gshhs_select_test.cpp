@@ -9,7 +9,7 @@
 #include <limits>
 #include <random>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 

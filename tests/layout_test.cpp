@@ -5,23 +5,16 @@
 #include "map/graticule.hpp"
 #include "map/page.hpp"
 
+#include "refusal.hpp"
 #include <algorithm>
 #include <cmath>
+
 #include <gtest/gtest.h>
 
 namespace {
 
+using lindra::test::refusal;
 using namespace lindra::tools;
-
-template <class Call>
-std::string refusal(Call call) {
-    try {
-        call();
-    } catch (const UsageError &error) {
-        return error.what();
-    }
-    return "";
-}
 
 std::string quoted(const std::string &text) {
     return std::string(1, '\'').append(text).append(1, '\'');

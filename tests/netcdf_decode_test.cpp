@@ -10,7 +10,7 @@
 #include <climits>
 #include <cstring>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 

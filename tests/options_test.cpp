@@ -5,13 +5,14 @@
 
 #include "common/errors.hpp"
 
-#include "scratch.hpp"
+#include "refusal.hpp"
+#include "temporary_directory.hpp"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::choose_resolution;
 using lindra::tools::Layers;
 using lindra::tools::parse_layers;
@@ -19,16 +20,6 @@ using lindra::tools::parse_window;
 using lindra::tools::resolution_name;
 using lindra::tools::UsageError;
 using lindra::tools::Window;
-
-template <class Call>
-std::string refusal(Call call) {
-    try {
-        call();
-    } catch (const UsageError &error) {
-        return error.what();
-    }
-    return "";
-}
 
 std::string window_refusal(const std::string &text) {
     return refusal([&] { parse_window(text); });
@@ -135,7 +126,7 @@ class Installed {
     }
 
   private:
-    ScratchDirectory scratch_;
+    TemporaryDirectory scratch_;
     Environment own_{"LINDRA_DATA", scratch_.path().c_str()};
     Environment home_{"XDG_DATA_HOME", "/nowhere/home"};
     Environment system_{"XDG_DATA_DIRS", "/nowhere/system"};

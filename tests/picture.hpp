@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace lindra::tests {
+namespace lindra::test {
 
 // 0xRRGGBB.
 using Pixel = uint32_t;
@@ -137,6 +137,6 @@ class Map {
     std::unique_ptr<Picture> picture_;
 };
 
-} // namespace lindra::tests
+} // namespace lindra::test
 
 #endif

@@ -11,7 +11,7 @@
 #include <limits>
 #include <vector>
 
-namespace lindra::tests {
+namespace lindra::test {
 
 using tools::Line;
 using tools::Point;
@@ -116,6 +116,6 @@ inline Ring reentrant_clip(Ring ring, const Window &window) {
     return ring;
 }
 
-} // namespace lindra::tests
+} // namespace lindra::test
 
 #endif

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace lindra::tests {
+namespace lindra::test {
 
 struct PlainPolygon {
     int id, level; // level as in the file, 5 and 6 are Antarctica
@@ -67,6 +67,6 @@ inline std::vector<PlainPolygon> read_polygons(const std::string &path) {
     return polygons;
 }
 
-} // namespace lindra::tests
+} // namespace lindra::test
 
 #endif

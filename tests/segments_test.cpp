@@ -5,7 +5,7 @@
 #include "command.hpp"
 #include "plain_geometry.hpp"
 #include "plain_gshhs.hpp"
-#include "scratch.hpp"
+#include "temporary_directory.hpp"
 
 #include <algorithm>
 #include <filesystem>
@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace lindra::tests;
+using namespace lindra::test;
 using lindra::tools::Polygon;
 using lindra::tools::to_feature;
 using lindra::tools::to_text;
@@ -300,7 +300,7 @@ TEST_F(Segments, of_an_empty_sea_are_nothing) {
 }
 
 TEST_F(Segments, file_holds_what_standard_output_would) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string file = (scratch.path() / "land.txt").string();
     const Result result = run_lindra("segments --layers land -o " + file);
     EXPECT_EQ(result.code, 0);
@@ -331,7 +331,7 @@ TEST_F(Segments, bad_arguments_are_bad_usage) {
 }
 
 TEST_F(Segments, missing_resolution_is_bad_data_and_leaves_no_file) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const Result result = run_lindra("segments --resolution f -o " + (scratch.path() / "out").string());
     expect_refusal(result, 1, "there is no maps/lindra/gshhs_f.b in " LINDRA_TEST_DATA);
     expect_refusal(result, 1, "`lindra import DIR`");
@@ -339,7 +339,7 @@ TEST_F(Segments, missing_resolution_is_bad_data_and_leaves_no_file) {
 }
 
 TEST_F(Segments, damaged_data_are_told_and_leave_no_file) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string bytes = read_file(std::string(LINDRA_TEST_DATA) + "/maps/lindra/gshhs_c.b");
     const auto file = scratch.write("data/maps/lindra/gshhs_c.b", bytes.substr(0, bytes.size() - 3));
     const Environment data("LINDRA_DATA", (scratch.path() / "data").c_str());
@@ -352,7 +352,7 @@ TEST_F(Segments, damaged_data_are_told_and_leave_no_file) {
 }
 
 TEST_F(Segments, damage_met_half_way_leaves_no_file) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     std::string bytes = read_file(std::string(LINDRA_TEST_DATA) + "/maps/lindra/gshhs_c.b");
     bytes[bytes.size() - 4] = '\x7f'; // the last latitude
     scratch.write("data/maps/lindra/gshhs_c.b", bytes);
@@ -365,7 +365,7 @@ TEST_F(Segments, damage_met_half_way_leaves_no_file) {
 }
 
 TEST_F(Segments, reader_that_goes_away_ends_the_command_quietly) {
-    const ScratchDirectory scratch;
+    const TemporaryDirectory scratch;
     const std::string code = (scratch.path() / "code").string();
     const Result result =
         run_lindra("segments | true; (" LINDRA_COMMAND_PATH " segments; echo $? >" + code + ") | true");

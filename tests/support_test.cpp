@@ -16,7 +16,7 @@
 #include <thread>
 #include <unistd.h>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
