@@ -88,7 +88,7 @@ void operator delete(void *block, const std::nothrow_t &) noexcept {
     free(block);
 }
 
-namespace lindra::testing {
+namespace lindra::test {
 
 AllocationWatch::AllocationWatch(int nth, Mode mode) {
     state = {true, mode == from_then_on, nth, 0, 0, 0, 0};
@@ -116,4 +116,4 @@ AllocationPause::~AllocationPause() {
     state.watching = was_watching_;
 }
 
-} // namespace lindra::testing
+} // namespace lindra::test

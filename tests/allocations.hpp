@@ -8,7 +8,7 @@
 
 #include <cstddef>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 // While one lives, allocations of this thread are counted, and the nth (from 1; 0: none) fails: once, or it
 // and all later.
@@ -40,6 +40,6 @@ class AllocationPause {
     bool was_watching_;
 };
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 inline std::string be16(int value) {
     const auto bits = static_cast<uint32_t>(value);
@@ -28,6 +28,6 @@ inline std::string be_double(double value) {
     return be32(static_cast<uint32_t>(bits >> 32)) + be32(static_cast<uint32_t>(bits));
 }
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

@@ -11,7 +11,8 @@ int main(void) {
     GshhsMap *map = NULL;
     int status;
 
-    snprintf(expected, sizeof expected, "%d.%d.%d", LINDRA_VERSION_MAJOR, LINDRA_VERSION_MINOR, LINDRA_VERSION_PATCH);
+    snprintf(expected, sizeof expected, "%d.%d.%d", LINDRA_VERSION_MAJOR, LINDRA_VERSION_MINOR,
+             LINDRA_VERSION_PATCH);
     if (strcmp(lindra_version(), expected) != 0) return 1;
     status = gshhsmap_open(&map);
     lindra_free_gshhsmap(map);

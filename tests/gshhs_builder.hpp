@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 using Degrees = std::vector<std::pair<double, double>>;
 
@@ -136,6 +136,6 @@ struct GshhsData {
     }
 };
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

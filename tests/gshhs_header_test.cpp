@@ -9,7 +9,7 @@
 #include <climits>
 #include <cstring>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -149,7 +149,8 @@ TEST_F(GshhsHeader, header_cut_at_any_byte_of_a_known_extent_is_one_message) {
             EXPECT_EQ(decode_bounded(header_bytes(flag_word).substr(0, size), -1), 0);
             EXPECT_EQ(log.take(), Lines{"0 gshhs_unstuff_hdr: polygon header is cut, " +
                                         std::to_string(size) + " bytes left.\n"});
-            EXPECT_EQ(record.id, 0);
+            const GSHHSHdr zeroed = {};
+            EXPECT_EQ(memcmp(&record, &zeroed, sizeof record), 0);
         }
     }
 }

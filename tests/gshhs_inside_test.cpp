@@ -117,6 +117,61 @@ TEST(GshhsInside, edge_that_falls_eastward_is_judged_by_the_second_vertex) {
     EXPECT_NE(far_second.contains(5, 0), near_second.contains(5, 0));
 }
 
+TEST(GshhsInside, precision_of_each_step_is_as_documented) {
+    // Each of these comes out otherwise when one comparison with 180 is made in single precision, or when one
+    // interpolation is computed in another order.
+    struct Case {
+        Shape shape;
+        float px, py;
+        int inside;
+    };
+    Case cases[] = {
+        {{{11.6999998F, -168.300003F, -153.300003F}, {50.5F, 21.3999996F, -89.3000031F}},
+         -167.527634F,
+         15.6999998F,
+         0},
+        {{{55.5999985F, 235.600006F, -152.5F}, {76.4000015F, -17.5F, 30.3999996F}}, 415.600037F, 6, 0},
+        {{{-7.19999981F, -187.199997F, 134.899994F}, {-53.5F, -50.7999992F, -16.2999992F}},
+         172.800003F,
+         -56.2000008F,
+         1},
+        {{{-142.199997F, 37.8000031F, 17.1000004F}, {79.6999969F, 58, -45.9000015F}},
+         -322.200012F,
+         -58.5999985F,
+         0},
+        {{{-124.400002F, -152.5F, 44}, {58.2000008F, -65.3000031F, -67.1999969F}},
+         29.8995247F,
+         -56.7000008F,
+         0},
+        {{{53.2000008F, -45.2999992F, 70.1999969F}, {-9.80000019F, -86.5999985F, 83.8000031F}},
+         31.1401024F,
+         -27,
+         0}};
+    for (Case &one : cases)
+        EXPECT_EQ(one.shape.contains(one.px, one.py), one.inside) << one.px;
+}
+
+TEST(GshhsInside, points_on_and_beside_edges_agree_with_the_plain_rule) {
+    std::mt19937 random(8);
+    std::uniform_real_distribution<float> longitude(-200, 200), latitude(-90, 90);
+    std::uniform_int_distribution<int> which(0, 3);
+    for (int round = 0; round < 200000; round++) {
+        Shape shape;
+        for (int i = 0; i < 4; i++) {
+            shape.lon.push_back(std::round(longitude(random) * 10) / 10);
+            shape.lat.push_back(std::round(latitude(random) * 10) / 10);
+        }
+        const auto i = static_cast<size_t>(which(random)), j = (i + 1) % 4;
+        const float py = std::round(latitude(random) * 10) / 10;
+        const float along = (py - shape.lat[i]) / (shape.lat[j] - shape.lat[i]);
+        float px = shape.lon[i] + along * (shape.lon[j] - shape.lon[i]);
+        if (round % 3 == 1) px = shape.lon[i] + 180;
+        if (round % 3 == 2) px = shape.lon[i] - 180;
+        if (round % 2) px = std::nextafter(px, longitude(random));
+        ASSERT_EQ(shape.contains(px, py), plain_inside(shape, px, py)) << round;
+    }
+}
+
 TEST(GshhsInside, random_polygons_agree_with_the_plain_rule) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> longitude(-400, 800), latitude(-90, 90);

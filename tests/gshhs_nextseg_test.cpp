@@ -9,7 +9,7 @@
 #include <cstring>
 #include <random>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -363,11 +363,31 @@ TEST_F(GshhsNextseg, failed_first_allocation_names_the_polygons_points_times_4) 
 
 TEST_F(GshhsNextseg, allocation_replaces_a_lone_array) {
     data.put({ring_of(150)});
+    for (bool lone_lon : {true, false}) {
+        Coast fresh;
+        fresh.select_globe();
+        (lone_lon ? fresh.lon : fresh.lat) = static_cast<float *>(malloc(8));
+        fresh.nalloc = 2;
+        EXPECT_EQ(fresh.next().npts, 150);
+        EXPECT_EQ(fresh.nalloc, 200);
+    }
+}
+
+TEST_F(GshhsNextseg, failed_allocation_leaves_the_other_pointer_on_freed_storage) {
+    data.put({ring_of(150)});
     coast.select_globe();
-    coast.lon = static_cast<float *>(malloc(8));
-    coast.nalloc = 2;
+    coast.lat = static_cast<float *>(malloc(8));
+    const float *freed = coast.lat;
+    Delivered out;
+    {
+        const AllocationWatch watch(1);
+        out = coast.next();
+    }
+    EXPECT_EQ(out.status, -1);
+    EXPECT_EQ(coast.lon, nullptr);
+    EXPECT_EQ(coast.lat, freed);
+    coast.lat = nullptr;
     EXPECT_EQ(coast.next().npts, 150);
-    EXPECT_EQ(coast.nalloc, 200);
 }
 
 TEST_F(GshhsNextseg, failed_growth_leaves_null_the_polygon_next_and_the_capacity) {
@@ -421,6 +441,35 @@ TEST_F(GshhsNextseg, random_polygons_agree_with_the_plain_routine_bit_for_bit) {
         points += compare_with_plain(fresh);
     }
     EXPECT_GT(points, 10000U);
+}
+
+TEST_F(GshhsNextseg, polygons_and_windows_on_a_grid_agree_with_the_plain_routine_bit_for_bit) {
+    // Neighbours half a turn apart and points on the very borders of window and frame come up all the time.
+    std::mt19937 random(13);
+    std::uniform_int_distribution<int> column(-12, 24), row(-3, 3), size(1, 30), speck(-1, 1);
+    for (int round = 0; round < 600; round++) {
+        std::vector<RawPolygon> polygons;
+        for (int k = 0; k < 10; k++) {
+            Degrees ring;
+            for (int i = size(random); i > 0; i--)
+                ring.emplace_back(column(random) * 30 + speck(random) * 1e-6,
+                                  row(random) * 30 + speck(random) * 1e-6);
+            polygons.push_back(boundless(ring));
+        }
+        data.put(polygons);
+        Coast fresh;
+        const int west = column(random) * 30, south = row(random) * 30;
+        fresh.select("f:0", "c", west, west + 30 * (1 + round % 12), south, south + 60);
+        compare_with_plain(fresh);
+    }
+}
+
+TEST_F(GshhsNextseg, points_are_multiplied_by_a_millionth_before_they_are_judged) {
+    data.put({boundless({{1, 1}, {1, 5e-6}, {2, 1}})});
+    coast.select("f:0", "c", 0, 20, 5 * 1e-6, 20);
+    EXPECT_EQ(coast.next().npts, 3);
+    coast.select("f:0", "c", 0, 20, std::nextafter(5 * 1e-6, 1), 20);
+    EXPECT_EQ(coast.next().npts, 5);
 }
 
 TEST_F(GshhsNextseg, polygons_wound_often_round_the_globe_agree_with_the_plain_routine) {

@@ -7,8 +7,9 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -247,6 +248,83 @@ TEST_F(GshhsSelection, window_whose_east_lies_beyond_360_loses_what_begins_after
     EXPECT_TRUE(meets({-17, 51, -35, 37}, -180, -15));
 }
 
+TEST_F(GshhsSelection, boxes_that_only_touch_the_frame_or_the_window_are_kept) {
+    EXPECT_TRUE(meets({0, 360, 0, 1}, 10, 20));
+    EXPECT_TRUE(meets({-165, -160, 0, 1}, 10, 20) == meets({195, 200, 0, 1}, 10, 20));
+    EXPECT_TRUE(meets({20, 30, 0, 1}, 10, 20));
+    EXPECT_TRUE(meets({0, 10, 0, 1}, 10, 20));
+    EXPECT_FALSE(meets({20.000001, 30, 0, 1}, 10, 20));
+    EXPECT_FALSE(meets({0, 9.999999, 0, 1}, 10, 20));
+}
+
+TEST_F(GshhsSelection, micro_degrees_are_multiplied_by_a_millionth) {
+    // 5 * 1e-6 is less than 5 / 1e6, and 3 * 1e-6 is more than 3 / 1e6 by a bit: the box is judged by the
+    // product.
+    RawPolygon polygon = square(0, 0);
+    polygon.box = {0, 1000000, -1000000, 5};
+    data.put({polygon});
+    EXPECT_EQ(coast.select("f:0", "c", 0, 20, 5 * 1e-6, 20), 1);
+    EXPECT_EQ(coast.select("f:0", "c", 0, 20, std::nextafter(5 * 1e-6, 1), 20), 0);
+    polygon.box = {0, 5, 0, 1000000};
+    data.put({polygon});
+    Coast other;
+    EXPECT_EQ(other.select("f:0", "c", 5 * 1e-6, 20, 0, 20), 1);
+    EXPECT_EQ(other.select("f:0", "c", std::nextafter(5 * 1e-6, 1), 20, 0, 20), 0);
+}
+
+namespace {
+
+// The choice of one polygon once more, step by step.
+bool plain_choice(const GshhsMap *gs, const RawPolygon &polygon, int mask) {
+    if (polygon.level == 5) return false;
+    if (polygon.box[2] * 1e-6 > gs->north || gs->south > polygon.box[3] * 1e-6) return false;
+    double w = polygon.box[0] * 1e-6, e = polygon.box[1] * 1e-6;
+    while (gs->lonref > w) {
+        w += 360;
+        e += 360;
+    }
+    while (w > gs->lonref + 360 || e > 360) {
+        w -= 360;
+        e -= 360;
+    }
+    if (w > gs->east || gs->west > e) return false;
+    const int level = polygon.level == 6 ? 1 : polygon.level;
+    return mask == 0 || (mask & 1 << (level - 1)) != 0;
+}
+
+} // namespace
+
+TEST_F(GshhsSelection, random_boxes_and_windows_agree_with_a_plain_choice) {
+    std::mt19937 random(21);
+    std::uniform_int_distribution<int> grid(-24, 48), thin(0, 24), row(-6, 6), level(1, 7), mask(0, 63);
+    int chosen = 0;
+    for (int round = 0; round < 400; round++) {
+        std::vector<RawPolygon> polygons;
+        for (int i = 0; i < 40; i++) {
+            RawPolygon polygon = square(0, 0);
+            const int west = grid(random) * 15, south = row(random) * 15;
+            polygon.box = {micro(west), micro(west + thin(random) * 15), micro(south),
+                           micro(std::min(90, south + thin(random) * 15))};
+            polygon.level = level(random);
+            polygon.id = i;
+            polygons.push_back(polygon);
+        }
+        data.put(polygons);
+        Coast fresh;
+        const int wanted = mask(random), west = grid(random) * 15, south = row(random) * 15;
+        fresh.select(("f:" + std::to_string(wanted)).c_str(), "c", west, west + thin(random) * 15, south,
+                     south + thin(random) * 15);
+        Ids expected, got;
+        for (const RawPolygon &polygon : polygons)
+            if (plain_choice(fresh.gs, polygon, wanted)) expected.push_back(polygon.id);
+        for (int i = 0; i < fresh.gs->nsegs; i++)
+            got.push_back(fresh.gs->segs[i].hdr.id);
+        ASSERT_EQ(got, expected) << round;
+        chosen += static_cast<int>(got.size());
+    }
+    EXPECT_GT(chosen, 500);
+}
+
 TEST_F(GshhsSelection, polygon_2001_doubles_the_index) {
     std::vector<RawPolygon> polygons(2001, square(10, 10));
     data.put(std::vector<RawPolygon>(polygons.begin(), polygons.end() - 1), 'c');
@@ -257,6 +335,8 @@ TEST_F(GshhsSelection, polygon_2001_doubles_the_index) {
     EXPECT_EQ(coast.gs->segs_alloc, 4000);
     EXPECT_EQ(coast.select_globe("f:0", "c"), 2000);
     EXPECT_EQ(coast.gs->segs_alloc, 4000);
+    EXPECT_EQ(coast.select_globe("f:0 c:0", "l"), 4002);
+    EXPECT_EQ(coast.gs->segs_alloc, 8000);
 }
 
 TEST_F(GshhsSelection, second_selection_at_a_resolution_maps_nothing_new) {
@@ -328,19 +408,34 @@ TEST_F(GshhsSelection, file_over_2_GiB_is_refused) {
     EXPECT_EQ(coast.gs->cache_data[0], nullptr);
 }
 
-TEST_F(GshhsSelection, windows_that_are_not_finite_are_refused) {
+TEST_F(GshhsSelection, longitudes_out_of_range_are_refused) {
     data.put({numbered(1)});
-    const double wrong[] = {std::nan(""), std::numeric_limits<double>::infinity(), -1e300};
-    for (double angle : wrong)
-        for (int which = 0; which < 6; which++) {
-            double a[] = {0, 20, 0, 20, 0, 0};
-            a[which] = angle;
-            EXPECT_EQ(coast.select("f:0", "c", a[0], a[1], a[2], a[3], a[4], a[5]), -1);
+    for (double wrong : {std::numeric_limits<double>::infinity(), -1e300, 1.1e9})
+        for (int which : {0, 1, 2}) {
+            // East and west together, so that their span stays below 360.
+            const double west = which == 0 ? wrong : 0, east = which == 1 ? -std::fabs(wrong) : west + 20;
+            const double clon = which == 2 ? wrong : 0;
+            EXPECT_EQ(coast.select("f:0", "c", west, east, 0, 20, clon, 0), -1);
             char expected[100];
-            snprintf(expected, sizeof expected, "0 gshhsmap_select: angle %g is not between -1e9 and 1e9.\n",
-                     angle);
+            snprintf(expected, sizeof expected,
+                     "0 gshhsmap_select: longitude %g is not between -1e9 and 1e9.\n",
+                     which == 1 ? east : wrong);
             EXPECT_EQ(data.log.take(), Lines{expected});
         }
+    EXPECT_EQ(coast.select("f:0", "c", 1e9 - 20, 1e9, 0, 20, -1e9, 0), 0);
+}
+
+TEST_F(GshhsSelection, other_angles_may_be_anything) {
+    data.put({numbered(1)});
+    const double infinite = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(coast.select("f:0", "c", -1e300, 1e300, -infinite, infinite, 0, 1e10), 1);
+    EXPECT_EQ(coast.gs->west, 0);
+    EXPECT_EQ(coast.gs->east, 360);
+    EXPECT_EQ(coast.gs->north, infinite);
+    EXPECT_EQ(coast.gs->antilat, -1e10);
+    EXPECT_EQ(coast.select("x", "c", std::nan(""), 0, 0, 20), 0);
+    EXPECT_EQ(coast.select("f:0", "c", std::nan(""), std::nan(""), std::nan(""), std::nan("")), 1);
+    EXPECT_EQ(data.log.take(), Lines{});
 }
 
 TEST_F(GshhsSelection, every_truncation_ends_in_its_messages_with_the_polygons_before_it) {
@@ -432,6 +527,7 @@ TEST_F(GshhsSelection, each_failing_allocation_is_reported_and_leaves_the_handle
         ASSERT_NE(which, known.end()) << lines[0];
         seen[static_cast<size_t>(which - known.begin())] = true;
         EXPECT_EQ(fresh.gs->nsegs, which == known.end() - 1 ? 2000 : 0);
+        EXPECT_EQ(fresh.gs->segs_alloc, which >= known.end() - 2 ? 2000 : 0);
         EXPECT_EQ(fresh.select_globe(), 2001);
         EXPECT_EQ(fresh.gs->segs_alloc, 4000);
     }

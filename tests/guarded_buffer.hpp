@@ -8,7 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 // Bytes whose last one stands right before a page that cannot be read: reading past them ends the test.
 class GuardedBuffer {
@@ -39,6 +39,6 @@ class GuardedBuffer {
     unsigned char *data_;
 };
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

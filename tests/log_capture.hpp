@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 // While one lives, what the library logs is kept here: the flag, a blank and the text.
 class LogCapture {
@@ -34,6 +34,6 @@ class LogCapture {
 
 using Lines = std::vector<std::string>;
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

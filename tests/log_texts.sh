@@ -4,8 +4,8 @@
 # Compares the messages in the library's sources, flag and text, with the list checked in beside this script, or writes that
 # list anew. Each message stands once per place where it is made.
 list=$(dirname "$0")/log_texts.txt
-texts=$(cat "$1"/lindra/*.cpp "$1"/support/*.cpp | tr '\n' ' ' | sed 's/"  *"//g' |
-    grep -oE '(fail|elog_die)\([01], "([^"\\]|\\.)*"' | sed -E 's/^[a-z_]+\(//' | LC_ALL=C sort)
+texts=$(find "$1" -name '*.cpp' -exec cat {} + | tr '\n' ' ' | sed 's/"  *"//g' |
+    grep -oE '(fail|elog_die)\( *[01], *"([^"\\]|\\.)*"' | sed -E 's/^[a-z_]+\( *([01]), */\1, /' | LC_ALL=C sort)
 [ -n "$texts" ] || { echo "no message found below $1"; exit 1; }
 if [ "$2" = --refresh ]; then
     printf '%s\n' "$texts" >"$list"

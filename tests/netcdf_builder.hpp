@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 namespace nc {
 
@@ -118,6 +118,6 @@ inline std::string listing(NetcdfHeader *hdr) {
     return all;
 }
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

@@ -15,7 +15,7 @@
 #include <cstring>
 #include <random>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -187,6 +187,16 @@ TEST_F(NetcdfDamage, lists_longer_than_the_file_are_refused_before_their_memory_
                            be32(count) + rest,
                        {"0 netcdf_unstuff_header: hdr->vars[v] has " + n + " dimensions, 28 bytes left.\n"});
     }
+}
+
+TEST_F(NetcdfDamage, list_whose_smallest_elements_lack_one_byte_is_refused) {
+    expect_failure(start + be32(10) + be32(2) + std::string(15, '\0'),
+                   {"0 netcdf_unstuff_header: list has 2 dimensions, 15 bytes left.\n"});
+    expect_failure(start + nc::absent() + be32(12) + be32(2) + std::string(23, '\0'),
+                   {"0 netcdf_unstuff_attrs: list has 2 attributes, 23 bytes left.\n",
+                    "0 netcdf_unstuff_header: netcdf_unstuff_attrs() error.\n"});
+    expect_failure(start + nc::absent() + nc::absent() + be32(11) + be32(2) + std::string(55, '\0'),
+                   {"0 netcdf_unstuff_header: list has 2 variables, 55 bytes left.\n"});
 }
 
 TEST_F(NetcdfDamage, smallest_elements_fill_the_last_byte_of_the_file) {

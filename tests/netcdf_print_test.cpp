@@ -9,7 +9,7 @@
 #include <cstring>
 #include <thread>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -271,6 +271,14 @@ TEST(NetcdfValueText, of_a_tag_or_an_unknown_code_reads_no_element) {
     EXPECT_STREQ(netcdf_value2str(11, 5, nullptr), "variable");
     EXPECT_STREQ(netcdf_value2str(12, 0, nullptr), "attribute");
     EXPECT_STREQ(netcdf_value2str(7, 0, nullptr), "UNKNOWNTYPE(7)");
+}
+
+TEST(NetcdfValueText, each_thread_has_a_buffer_of_its_own) {
+    const char *here = netcdf_value2str(10, 0, nullptr);
+    const char *there = nullptr;
+    std::thread([&] { there = netcdf_value2str(12, 0, nullptr); }).join();
+    EXPECT_NE(here, there);
+    EXPECT_STREQ(here, "dimension");
 }
 
 TEST(NetcdfValueText, has_a_buffer_apart_from_that_of_the_types) {

@@ -16,7 +16,7 @@
 #include <thread>
 #include <unistd.h>
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 
@@ -298,6 +298,15 @@ TEST(LogDeathTest, dying_says_why_and_ends_the_process) {
                 "engine: table 3 is broken\\.");
 }
 
+TEST(LogDeathTest, dying_runs_what_the_host_left_for_its_exit) {
+    EXPECT_EXIT(
+        {
+            atexit([] { fputs("farewell\n", stderr); });
+            elog_die(0, "engine: broken.\n");
+        },
+        ::testing::ExitedWithCode(1), "broken\\.\nfarewell");
+}
+
 // --- Data files
 
 TEST_F(DataDirectories, name_that_exists_nowhere_yields_null) {
@@ -350,6 +359,30 @@ TEST_F(DataDirectories, relative_entries_of_the_standard_variables_are_passed_ov
     char *directories = lindra_data_directories(nullptr);
     EXPECT_EQ(strstr(directories, "not/absolute"), nullptr);
     free(directories);
+}
+
+TEST_F(DataDirectories, relative_home_of_the_users_data_is_passed_over) {
+    const Environment relative("XDG_DATA_HOME", "not/absolute");
+    const Environment home("HOME", "/the/home");
+    char *directories = lindra_data_directories(nullptr);
+    EXPECT_EQ(strstr(directories, "not/absolute"), nullptr);
+    EXPECT_NE(strstr(directories, "/the/home/.local/share"), nullptr);
+    free(directories);
+}
+
+TEST_F(DataDirectories, own_list_may_be_relative_and_empty_entries_count_for_nothing) {
+    const Environment own("LINDRA_DATA", ":some/where::/else:");
+    char *directories = lindra_data_directories(nullptr);
+    EXPECT_EQ(std::string(directories).find("some/where\n/else\n" + user), 0U);
+    free(directories);
+}
+
+TEST_F(DataDirectories, system_directories_have_a_default) {
+    const Environment unset("XDG_DATA_DIRS", nullptr);
+    char *directories = lindra_data_directories(nullptr);
+    const std::string text = directories;
+    free(directories);
+    EXPECT_TRUE(text.ends_with("/usr/local/share\n/usr/share")) << text;
 }
 
 TEST_F(DataDirectories, file_of_the_build_tree_is_found) {
@@ -426,6 +459,7 @@ TEST_F(MapFile, unreadable_page_follows_the_last_byte_of_a_small_file) {
     ASSERT_EQ(pipe(pipe_ends), 0);
     EXPECT_EQ(write(pipe_ends[1], end - 1, 1), 1);
     EXPECT_EQ(write(pipe_ends[1], end, 1), -1); // EFAULT, without a fault of our own
+    EXPECT_EQ(read(pipe_ends[0], data, 1), -1); // nor can the copy be changed
     close(pipe_ends[0]);
     close(pipe_ends[1]);
 }
@@ -437,6 +471,11 @@ TEST_F(MapFile, large_file_is_mapped_whole) {
     ASSERT_EQ(mapfile(path.c_str(), nullptr, &data), size);
     EXPECT_EQ(std::string(data, 5), "begin");
     EXPECT_EQ(data[size - 1], '\0');
+    int pipe_ends[2];
+    ASSERT_EQ(pipe(pipe_ends), 0);
+    EXPECT_EQ(write(pipe_ends[1], data + (16 << 20) + 4096, 1), -1); // the page behind the last one
+    close(pipe_ends[0]);
+    close(pipe_ends[1]);
 }
 
 TEST_F(MapFile, only_regular_files_are_opened) {

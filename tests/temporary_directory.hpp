@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 // A new directory, removed with all it holds.
 class TemporaryDirectory {
@@ -62,6 +62,6 @@ class Environment {
     std::string before_;
 };
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

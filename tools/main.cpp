@@ -44,6 +44,8 @@ int main(int argc, char **argv) {
         return run(argc, argv);
     } catch (const UsageError &error) {
         return say(error, exit_bad_usage);
+    } catch (const ReaderGone &) {
+        return exit_bad_data;
     } catch (const std::exception &error) {
         return say(error, exit_bad_data);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The subcommands, one source file each. Each function adds one to the program, with its options and what it does.
+// The subcommands, one source file each. Each function adds one to the program, with its options and what it
+// does.
 #ifndef LINDRA_TOOLS_SUBCOMMANDS_HPP
 #define LINDRA_TOOLS_SUBCOMMANDS_HPP
 

@@ -8,12 +8,14 @@
 // micro-degrees. There is no table of contents; a selection walks every header and skips the points between
 // them, and the selected polygons' points are converted straight from the mapped file as they are delivered.
 //
-// The odd parts. Longitudes lie in 0..360 and jump by 360 where a polygon crosses Greenwich, so every walk
-// over points makes them continuous first. The choice of polygons and the clipping judge west and east by
-// different rules; both are kept as they always were, because programs that draw from this reader depend on
-// what it delivers. A selection reads each layer's file of its own, even where two layers name the same one.
+// The odd parts. Longitudes lie in 0..360, but for polygons round a pole, and jump by 360 where a polygon
+// crosses Greenwich, so every walk over points makes them continuous first. The choice of polygons and the
+// clipping judge west and east by different rules; both are kept as they always were, because programs that
+// draw from this reader depend on what it delivers. A selection reads each layer's file of its own, even
+// where two layers name the same one.
 //
-// All angles are computed in double precision and delivered in single precision.
+// Angles are computed in double precision and delivered in single precision; the even-odd test works on what
+// is delivered, in single precision but for what involves 180 and 360.
 
 #include "lindra.h"
 
@@ -28,6 +30,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <sys/stat.h>
 
 using lindra::fail;
 using lindra::load_be;
@@ -144,15 +147,18 @@ int resolution_index(const char *resolution) {
     return default_resolution;
 }
 
-bool usable(double angle) {
-    return std::fabs(angle) <= largest_longitude;
+// Brought into the frame by steps of 360, a longitude without bounds would take for ever.
+int require_longitude(double longitude) {
+    if (!(std::fabs(longitude) > largest_longitude)) return 0;
+    return fail(0, "gshhsmap_select: longitude %g is not between -1e9 and 1e9.\n", longitude);
 }
 
-void set_window(GshhsMap *gs, double west, double east, double south, double north) {
+int set_window(GshhsMap *gs, double west, double east, double south, double north) {
     if (east - west >= 360) {
         west = 0;
         east = 360;
     } else {
+        if (require_longitude(west) < 0 || require_longitude(east) < 0) return -1;
         west = lowered(raised(west, -180), 180);
         east = lowered(raised(east, west), west + 360);
     }
@@ -161,6 +167,14 @@ void set_window(GshhsMap *gs, double west, double east, double south, double nor
     gs->east = east;
     gs->south = south;
     gs->north = north;
+    return 0;
+}
+
+int set_reference(GshhsMap *gs, double clon, double clat) {
+    if (require_longitude(clon) < 0) return -1;
+    gs->antilon = framed(180 + clon, gs->lonref);
+    gs->antilat = -clat;
+    return 0;
 }
 
 // The mask that begins at an item's third character; an item may be shorter.
@@ -190,28 +204,39 @@ int add_layers(GshhsMap *gs, const char *list, int resolution) {
     return 0;
 }
 
+// Looked at before the file is mapped, because a mapping is never released.
+bool is_too_large(const char *path, int64_t &size) {
+    struct stat found;
+    if (stat(path, &found) != 0) return false;
+    size = found.st_size;
+    return size > INT32_MAX;
+}
+
+int map_path(const char *path, GshhsSelect &layer) {
+    char *data = nullptr;
+    int64_t size;
+    if (is_too_large(path, size))
+        return fail(0, "gshhsmap_select: %s has %lld bytes, must be less than 2147483648.\n", path,
+                    static_cast<long long>(size));
+    size = mapfile(path, nullptr, &data);
+    if (size < 0) return fail(0, "gshhsmap_select: mapfile(%s) error.\n", path);
+    if (lindra_bound(data, static_cast<size_t>(size)) < 0)
+        return fail(1, "gshhsmap_select: lindra_bound(%s) error.\n", path);
+    layer.data = reinterpret_cast<unsigned char *>(data);
+    layer.size = static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX));
+    return 0;
+}
+
 int map_layer(GshhsMap *gs, GshhsSelect &layer, int resolution) {
     char relative[256];
     snprintf(relative, sizeof relative, "%s/%s%s", "maps/lindra", "gshhs_", gshhsmap_names[resolution]);
     char *path = datafile(nullptr, relative);
     // Deliberate: this text and the two of append_polygon name their function as they always did.
     if (!path) return fail(0, "gshhs_select: datafile(%s) error.\n", relative);
-
-    char *data = nullptr;
-    const int64_t size = mapfile(path, nullptr, &data);
-    int result = 0;
-    if (size < 0)
-        result = fail(0, "gshhsmap_select: mapfile(%s) error.\n", path);
-    else if (size > INT32_MAX)
-        result = fail(0, "gshhsmap_select: %s has %lld bytes, must be less than 2147483648.\n", path,
-                      static_cast<long long>(size));
-    else if (lindra_bound(data, static_cast<size_t>(size)) < 0)
-        result = fail(1, "gshhsmap_select: lindra_bound(%s) error.\n", path);
+    const int result = map_path(path, layer);
     free(path);
     if (result < 0) return result;
 
-    layer.data = reinterpret_cast<unsigned char *>(data);
-    layer.size = static_cast<int32_t>(size);
     gs->cache_data[resolution] = layer.data;
     gs->cache_size[resolution] = layer.size;
     return 0;
@@ -252,6 +277,7 @@ int append_polygon(GshhsMap *gs, GshhsSelect &layer, const GSHHSHdr &hdr, unsign
     } else if (gs->nsegs + 1 > gs->segs_alloc) {
         const size_t size = static_cast<size_t>(gs->segs_alloc) * 2 * sizeof(GshhsSeg);
         void *grown = realloc(gs->segs, size);
+        // The capacity is doubled only when the storage is: after a failure the index goes on as it was.
         // Deliberate: the text names gmt->segs.
         if (!grown) return fail(1, "gshhs_select: realloc(gmt->segs,%ld).\n", static_cast<long>(size));
         gs->segs = static_cast<GshhsSeg *>(grown);
@@ -285,7 +311,8 @@ struct Point {
     double lon, lat;
 };
 
-// The points of one polygon in degrees, each longitude within half a turn of the one before.
+// The points of one polygon in degrees, each longitude within half a turn of the one before. The selection
+// has made sure that all of them lie in the file.
 class ContinuousPoints {
   public:
     explicit ContinuousPoints(const GshhsSeg &seg) : from_(seg.pts) {}
@@ -350,7 +377,8 @@ class PointArrays {
         return size;
     }
 
-    // Deliberate: the messages give four bytes for each point of the polygon, not the size asked for.
+    // Deliberate: the messages name gshhs_nextseg and give four bytes for each point of the polygon, not the
+    // size asked for.
     int allocate(int64_t need) {
         const int64_t size = doubled(first_points, need);
         // Deliberate: after a failure here the pointer not yet replaced still names freed storage.
@@ -440,6 +468,7 @@ class WindowClip {
     Point previous_ = {-1, -1};
 };
 
+// Deliberate: written without a bound; the caller provides two bytes.
 void write_type(char *type, int kind, int level) {
     if (kind == 1) strcpy(type, level % 2 ? "l" : "w");
     if (kind == 2) strcpy(type, "c");
@@ -514,11 +543,7 @@ int gshhsmap_select(GshhsMap *gs, const char *list, const char *resolution, doub
     clear_selection(gs);
     const int index = resolution_index(resolution);
     snprintf(gs->resolution, sizeof gs->resolution, "%s", resolutions[index].name);
-    for (double angle : {west, east, south, north, clon, clat})
-        if (!usable(angle)) return fail(0, "gshhsmap_select: angle %g is not between -1e9 and 1e9.\n", angle);
-    set_window(gs, west, east, south, north);
-    gs->antilon = framed(180 + clon, gs->lonref);
-    gs->antilat = -clat;
+    if (set_window(gs, west, east, south, north) < 0 || set_reference(gs, clon, clat) < 0) return -1;
 
     if (add_layers(gs, list, index) < 0) return -1;
     for (int i = 0; i < gs->nselect; i++) {

@@ -11,9 +11,10 @@
  * so. Decoders take the address of the caller's position in a file held in memory and advance it past what
  * they consumed.
  *
- * How far a decoder may read. The extent of a file that the library mapped itself, or that the caller
- * declared with lindra_bound, is known, and nothing is ever read outside it: a damaged file ends in a message
- * and -1. A position in no known extent is trusted: the bytes that the format calls for must be there.
+ * How far a decoder may read. The extent of a file that a selection mapped, or that the caller declared with
+ * lindra_bound (what mapfile returned, too), is known, and nothing is ever read outside it: a damaged file
+ * ends in a message and -1. A position in no known extent is trusted: the bytes that the format calls for
+ * must be there.
  *
  * Threads. Separate handles may be used from separate threads at the same time; one handle belongs to one
  * thread at a time.
@@ -49,7 +50,7 @@ extern "C" {
 typedef struct GSHHSHdr {
     int32_t id;
     int32_t n;     /* number of points */
-    int32_t level; /* 1 to 5; the file's 6 is read as 1 */
+    int32_t level; /* 0 to 255; the file's 6 is read as 1 */
     int32_t west, east, south, north;
     int32_t area;
     int16_t greenwich, source;              /* version 3 or less, else 0 */
@@ -74,7 +75,9 @@ typedef struct GshhsSeg {
     GshhsSelect *select; /* the layer that selected it */
 } GshhsSeg;
 
-/* GshhsMap: a handle on the coastlines. Angles are degrees. */
+/* GshhsMap: a handle on the coastlines. Angles are degrees. Between calls of gshhsmap_nextseg the caller may
+ * set iseg, to pass over polygons, and west to north and lonref, to have them clipped and laid out otherwise
+ * than they were selected. */
 typedef struct GshhsMap {
     double west, east, south, north; /* the window, normalised */
     double lonref;                   /* west edge of the 360 degrees centred on the window */
@@ -115,16 +118,18 @@ LINDRA_API int gshhsmap_reset(GshhsMap *gs);
  * decimal mask (bit 0 is level 1; 0 every level), the character before it is free. Other items are ignored, a
  * third layer too. resolution: judged by its first letter, c, l, h or f; anything else is intermediate. The
  * file maps/lindra/gshhs_{c,l,i,h,f}.b is found with datafile, mapped once per handle and never released.
- * west, east, south, north: the window, degrees. Longitudes may be any finite values up to +-1e9; they are
- * brought to -180 <= west <= 180, west <= east <= west + 360. A span of 360 or more is the globe, 0 to 360.
- * clon, clat: the reference point, degrees; nextseg tells which polygons contain the point opposite to it.
+ * west, east, south, north: the window, degrees. Longitudes of a span below 360 must lie within +-1e9; they
+ * are brought to -180 <= west <= 180, west <= east <= west + 360. A span of 360 or more is the globe, 0 to
+ * 360. clon, clat: the reference point, degrees, clon within +-1e9; nextseg tells which polygons contain the
+ * point opposite to it.
  *
  * Polygons are chosen by their boxes; level 5 is always left out. Near the edges of the frame of 360 degrees
  * some that meet the window are left out too: a box that lies east of 360 is compared where it lies 360
  * degrees less.
  *
  * Returns the number of polygons selected; 0 without a usable layer; -1 when a file is missing, unreadable or
- * damaged, the window is not finite, or memory is exhausted. The handle then holds the polygons found before.
+ * damaged, a longitude is out of range, or memory is exhausted. The handle then holds the polygons found
+ * before.
  */
 LINDRA_API int gshhsmap_select(GshhsMap *gs, const char *list, const char *resolution, double west,
                                double east, double south, double north, double clon, double clat);
@@ -361,7 +366,8 @@ LINDRA_API const char *lindra_version(void);
 
 /* lindra_bound declares that the size bytes at base are a file held in memory, so that no decoder reads
  * outside them. A second call for the same base replaces the size. Returns 0, or -1 for a null base or
- * exhausted memory. Call lindra_unbound before the memory is released. Any thread may call both. */
+ * exhausted memory. Call lindra_unbound before the memory is released. An extent includes its end address: of
+ * two buffers that meet there declare both. Any thread may call both. */
 LINDRA_API int lindra_bound(const void *base, size_t size);
 LINDRA_API void lindra_unbound(const void *base);
 

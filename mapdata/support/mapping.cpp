@@ -2,7 +2,8 @@
 //
 // Files in memory. A small file is copied into private pages, so that nobody else's write or truncation can
 // reach the reader, and laid so that its last byte is the last one before an unreadable page: reading past
-// the end of the file is a fault, never somebody else's data. A large file is mapped.
+// the end of the file is a fault, never somebody else's data. A large file is mapped, with such a page behind
+// it.
 
 #include "support.h"
 
@@ -92,10 +93,18 @@ bool copy_file(const File &file, Mapping &out) {
     return true;
 }
 
+// A page that cannot be read follows here too: no other memory then begins where the file ends, and the end
+// address of its extent belongs to nobody else.
 bool map_large_file(const File &file, Mapping &out) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const auto size = static_cast<size_t>(file.size());
-    void *region = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.descriptor(), 0);
+    const size_t room = (size + page - 1) / page * page;
+    void *region = mmap(nullptr, room + page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (region == MAP_FAILED) return false;
+    if (mmap(region, size, PROT_READ, MAP_PRIVATE | MAP_FIXED, file.descriptor(), 0) == MAP_FAILED) {
+        munmap(region, room + page);
+        return false;
+    }
     out = {static_cast<char *>(region), file.size()};
     return true;
 }

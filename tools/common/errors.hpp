@@ -5,6 +5,7 @@
 #ifndef LINDRA_TOOLS_ERRORS_HPP
 #define LINDRA_TOOLS_ERRORS_HPP
 
+#include <exception>
 #include <stdexcept>
 
 namespace lindra::tools {
@@ -21,6 +22,9 @@ struct DataError : std::runtime_error {
 struct UsageError : std::runtime_error {
     using runtime_error::runtime_error;
 };
+
+// Nobody reads standard output any more (`| head`): the command ends with exit_bad_data and says nothing.
+struct ReaderGone : std::exception {};
 
 } // namespace lindra::tools
 

@@ -43,8 +43,9 @@ int32_t BinGrid::neighbour(int32_t bin, Side side) const {
 BinFrame BinGrid::frame(int32_t bin) const {
     const double width = 360e6 / columns_;
     const double height = 180e6 / rows_;
+    const int32_t row = bin / columns_;
     return {.west = bin % columns_ * width,
-            .south = 90e6 - (bin / columns_ + 1) * height,
+            .south = 90e6 - (row + 1) * height,
             .unit_x = width / bin_units,
             .unit_y = height / bin_units};
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Points and lines in degrees of longitude and latitude, as the drawing and exporting subcommands pass them on.
+// Points and lines in degrees of longitude and latitude, as the drawing and exporting subcommands pass them
+// on.
 #ifndef LINDRA_TOOLS_GEOMETRY_HPP
 #define LINDRA_TOOLS_GEOMETRY_HPP
 

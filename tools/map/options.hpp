@@ -10,9 +10,10 @@
 
 namespace lindra::tools {
 
-// W/E/S/N in degrees, decimals allowed. East below west means across the antimeridian (170/-170), so 360 is added to it.
-// Throws UsageError, saying which number is wrong and how, for anything that is not four finite numbers, longitudes outside
-// -360..720, a span of 0 or over 360, latitudes outside -90..90, or a south that is not below the north.
+// W/E/S/N in degrees, decimals allowed. East below west means across the antimeridian (170/-170), so 360 is
+// added to it. Throws UsageError, saying which number is wrong and how, for anything that is not four finite
+// numbers, longitudes outside -360..720, a span of 0 or over 360, latitudes outside -90..90, or a south that
+// is not below the north.
 Window parse_window(const std::string &text);
 
 // What to draw or export, from a comma-separated list: coast, land, lakes, islands, ponds.

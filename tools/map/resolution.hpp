@@ -9,9 +9,10 @@ namespace lindra::tools {
 // "crude" to "full" for 'c', 'l', 'i', 'h', 'f'.
 const char *resolution_name(char letter);
 
-// The resolution to read: the one asked for ("c", "l", "i", "h", "f"), or for "auto" the coarsest one whose error is below
-// the size of a pixel in km. Where that one is not installed, auto takes the next finer one that is, else the next
-// coarser, and says so on standard error.
+// The resolution to read: the one asked for ("c", "l", "i", "h", "f" or its name), or for "auto" the coarsest
+// one whose error is below the size of a pixel in km. Where that one is not installed, auto takes the next
+// finer one that is, else the next coarser, and says so on standard error. Throws UsageError, naming the
+// known ones, for any other text.
 char choose_resolution(const std::string &asked, double km_per_pixel);
 
 } // namespace lindra::tools

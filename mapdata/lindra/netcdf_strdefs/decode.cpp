@@ -59,6 +59,7 @@ void *allocate(int64_t size, int closing) {
 template <class T>
 T *allocate_zeroed(int32_t count) {
     if (count < 0) return nullptr;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a variable's dimensions are pointers to aggregates.
     return static_cast<T *>(calloc(static_cast<size_t>(std::max(count, 1)), sizeof(T)));
 }
 

@@ -18,6 +18,7 @@ using namespace lindra::netcdf;
 
 namespace {
 
+// Deliberate: each of the two text functions has one buffer of this size a thread, and what is longer is cut.
 constexpr size_t text_size = 32;
 constexpr size_t prefix_size = 512;
 
@@ -147,7 +148,6 @@ char *netcdf_type2str(int code) {
 }
 
 char *netcdf_value2str(int code, int index, void *block) {
-    // Deliberate: one buffer for every call of a thread, and what is longer than it is cut.
     thread_local char text[text_size];
     switch (code) {
     case NC_BYTE:

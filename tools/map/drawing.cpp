@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+//
+// Everything is moved to the page and thinned as it comes: of ten million points of the world's coast a page
+// keeps some hundred thousand. Painting goes level by level, whatever the order of the polygons in the file:
+// land, the lakes on it, the islands in them, the ponds on those.
+
+#include "map/drawing.hpp"
+
+#include "map/scale.hpp"
+
+#include <cmath>
+#include <utility>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr double thinning = 0.2; // pixels: a point nearer to the last one is left out
+
+bool is_thin(PlanePoint a, PlanePoint b) {
+    return std::fabs(a.x - b.x) + std::fabs(a.y - b.y) < thinning;
+}
+
+// The last point stays where it is: the pieces of a line end on the border. Nothing is left of a line that is
+// all within the reach of its first point, such as the shore of a small island.
+PlaneLine thinned_line(const PlaneLine &line, const Page &page) {
+    PlaneLine result;
+    for (size_t i = 0; i < line.size(); i++) {
+        const PlanePoint point = page.at(line[i]);
+        const bool ends = i == 0 || i + 1 == line.size();
+        if (ends || !is_thin(point, result.back())) result.push_back(point);
+    }
+    if (result.size() == 2 && is_thin(result.front(), result.back())) result.clear();
+    return result;
+}
+
+Colour area_colour(const Style &style, int level) {
+    const Colour colours[] = {style.land, style.lake, style.island, style.pond};
+    return colours[level];
+}
+
+} // namespace
+
+Drawing::Drawing(std::unique_ptr<Chart> chart, MapRequest request)
+    : chart_(std::move(chart)), request_(std::move(request)),
+      layout_(lay_out(*chart_, request_.size, request_.style, request_.title)), unit_(layout_.page.unit()) {}
+
+double Drawing::km_per_pixel() const {
+    return 1 / (layout_.page.pixels_per_metre() * prevailing_scale(*chart_) * 1000);
+}
+
+bool Drawing::shows_shore(int level) const {
+    const Layers &layers = request_.layers;
+    const bool no_areas = !layers.land && !layers.lakes && !layers.islands && !layers.ponds;
+    return layers.coast && (no_areas || layers.has_level(level));
+}
+
+PlaneLines Drawing::thinned(const PlaneLines &lines, size_t fewest) const {
+    PlaneLines result;
+    for (const PlaneLine &line : lines) {
+        PlaneLine kept = thinned_line(line, layout_.page);
+        if (kept.size() >= fewest) result.push_back(std::move(kept));
+    }
+    return result;
+}
+
+void Drawing::add(const Polygon &polygon) {
+    if (polygon.level < 1 || polygon.level > levels) return;
+    Level &level = levels_[static_cast<size_t>(polygon.level - 1)];
+    if (request_.layers.has_level(polygon.level)) {
+        PlaneLines area = thinned(chart_->area(polygon), 3);
+        if (!area.empty()) level.areas.push_back(std::move(area));
+    }
+    if (shows_shore(polygon.level))
+        for (PlaneLine &line : thinned(chart_->shore(polygon), 2))
+            level.shores.push_back(std::move(line));
+}
+
+std::optional<PlanePoint> Drawing::pixel(Point place) const {
+    const std::optional<PlanePoint> point = chart_->place(place);
+    return point ? std::optional(layout_.page.at(*point)) : std::nullopt;
+}
+
+void Drawing::paint_areas(Canvas &canvas, int level) const {
+    const Colour colour = area_colour(request_.style, level);
+    for (const PlaneLines &area : levels_[static_cast<size_t>(level)].areas) {
+        canvas.trace_rings(area);
+        canvas.fill(colour);
+    }
+}
+
+void Drawing::paint_shores(Canvas &canvas, int level) const {
+    const Style &style = request_.style;
+    const Colour colour = level == 0 ? style.coast : style.shore;
+    const double width = (level == 0 ? style.coast_width : style.shore_width) * unit_;
+    for (const PlaneLine &line : levels_[static_cast<size_t>(level)].shores) {
+        canvas.trace_line(line);
+        canvas.stroke(colour, width);
+    }
+}
+
+void Drawing::paint_graticule(Canvas &canvas) const {
+    for (const PlaneLine &line : layout_.page.at(layout_.graticule.lines))
+        canvas.trace_line(line);
+    canvas.stroke(request_.style.graticule, request_.style.graticule_width * unit_);
+}
+
+// Twice as wide as asked for: the outer half is clipped away.
+void Drawing::paint_frame(Canvas &canvas) const {
+    for (const PlaneLine &line : layout_.page.at(chart_->border()))
+        canvas.trace_line(line);
+    canvas.stroke(request_.style.frame, 2 * request_.style.frame_width * unit_);
+}
+
+void Drawing::paint_map(Canvas &canvas) const {
+    const PlaneLines region = layout_.page.at(chart_->region());
+    canvas.begin_region(region);
+    canvas.trace_box(layout_.page.box());
+    canvas.fill(request_.style.sea);
+    for (int level = 0; level < levels; level++)
+        paint_areas(canvas, level);
+    for (int level = 0; level < levels; level++)
+        paint_shores(canvas, level);
+    paint_graticule(canvas);
+    paint_frame(canvas);
+    canvas.end_region(region);
+}
+
+std::string Drawing::paint(FileType type) const {
+    Canvas canvas(type, width(), height());
+    canvas.trace_box(layout_.page.box());
+    canvas.fill(request_.style.background);
+    paint_map(canvas);
+    draw(canvas, layout_.furniture, request_.style);
+    return canvas.finish();
+}
+
+} // namespace lindra::tools
