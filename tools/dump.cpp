@@ -5,17 +5,17 @@
 #include "subcommands.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/data_output.hpp"
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
 #include "dump/netcdf_facts.hpp"
 
 #include "lindra/lindra.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace lindra::tools {
@@ -49,15 +49,22 @@ struct HeaderRelease {
     }
 };
 
-void check_output() {
-    if (fflush(stdout) != 0 || ferror(stdout))
-        throw DataError(std::string("standard output cannot be written: ") + std::strerror(errno));
+std::string as_json(const nlohmann::ordered_json &facts) {
+    // Names and texts of a file need not be UTF-8; what is not is replaced.
+    return facts.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
-void print_json(const nlohmann::ordered_json &facts) {
-    // Names and texts of a file need not be UTF-8; what is not is replaced.
-    const std::string text = facts.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    puts(text.c_str());
+// What the library's printer writes.
+std::string as_listing(NetcdfHeader *header) {
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *stream = open_memstream(&text, &size);
+    if (!stream) throw std::bad_alloc();
+    netcdf_print_header(header, stream);
+    const bool written = fclose(stream) == 0;
+    const std::unique_ptr<char, decltype(&free)> owned(text, free);
+    if (!written) throw std::bad_alloc();
+    return {text, size};
 }
 
 void dump_netcdf(const InputFile &file, bool json) {
@@ -69,10 +76,9 @@ void dump_netcdf(const InputFile &file, bool json) {
     if (status < 0)
         throw DataError(file.path() + " is damaged at byte " + std::to_string(cursor - file.data()) + ": " +
                         log.one_line());
-    if (json)
-        print_json(netcdf_facts(*header));
-    else
-        netcdf_print_header(header.get(), stdout);
+    DataOutput out("");
+    out.write(json ? as_json(netcdf_facts(*header)) : as_listing(header.get()));
+    out.finish();
 }
 
 [[noreturn]] void refuse(const InputFile &file, const char *what) {
@@ -93,7 +99,6 @@ void dump(const DumpOptions &options) {
     else
         throw DataError(options.path +
                         (file.size() == 0 ? " is empty" : " is of no format that lindra can print"));
-    check_output();
 }
 
 } // namespace

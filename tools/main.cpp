@@ -28,6 +28,7 @@ int run(int argc, char **argv) {
     program.require_subcommand(1);
     add_draw(program);
     add_segments(program);
+    add_dump(program);
     add_import(program);
     try {
         program.parse(argc, argv);

@@ -11,6 +11,7 @@ namespace lindra::tools {
 
 void add_draw(CLI::App &program);
 void add_segments(CLI::App &program);
+void add_dump(CLI::App &program);
 void add_import(CLI::App &program);
 
 } // namespace lindra::tools

@@ -6,6 +6,7 @@
 
 #include "import/line_files.hpp"
 
+#include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
 #include "import/trial.hpp"
@@ -118,52 +119,37 @@ class Copy {
     int out_ = -1;
 };
 
-// What the library's reader says of a file.
-struct Reading {
-    int segments = 0;
-    std::string complaint;
-};
-
-void keep_complaint(void *reading, int, const char *text) {
-    auto &complaint = static_cast<Reading *>(reading)->complaint;
-    if (!complaint.empty()) return;
-    complaint = text;
-    while (!complaint.empty() && complaint.back() == '\n')
-        complaint.pop_back();
-}
-
 int count_segments(NetcdfHeader *header) {
     auto *variable = static_cast<NetcdfVar *>(getarr(header->vars_array, "N_points_for_a_segment"));
     return variable->dims[0]->value;
 }
 
-Reading read_back(const fs::path &path) {
-    Reading reading;
+// Returns the number of segments that the library finds in the file.
+int read_back(const fs::path &path, const fs::path &from) {
     GmtMapFile file = {};
     char *data = nullptr;
     const int64_t size = mapfile(path.c_str(), nullptr, &data);
-    if (size < 0) throw DataError(path.string() + " cannot be read back");
+    if (size < 0 || lindra_bound(data, static_cast<size_t>(size)) < 0)
+        throw DataError(path.string() + " cannot be read back");
     auto *cursor = reinterpret_cast<unsigned char *>(data);
-    lindra_bound(data, static_cast<size_t>(size));
-    lindra_set_log_handler(keep_complaint, &reading);
-    if (netcdf_unstuff_header(&cursor, &file.hdr) == 0 && gmtmap_process_border_hdr(&file) == 0)
-        reading.segments = count_segments(file.hdr);
-    lindra_set_log_handler(nullptr, nullptr);
+    const CapturedLog log;
+    const bool sound =
+        netcdf_unstuff_header(&cursor, &file.hdr) == 0 && gmtmap_process_border_hdr(&file) == 0;
+    const int segments = sound ? count_segments(file.hdr) : 0;
     netcdf_clear_header(file.hdr);
     free(file.hdr);
-    return reading;
+    if (!sound) throw DataError(from.string() + " is no binned line file: " + log.one_line());
+    return segments;
 }
 
 void import_line_file(const ImportOptions &options, const fs::path &from, const std::string &name) {
     const fs::path to = place_for(options, name);
     OutputFile file(to);
     try_reading(from, [&] { Copy(from, file.temporary()).run(); });
-    const Reading reading = read_back(file.temporary());
-    if (!reading.complaint.empty())
-        throw DataError(from.string() + " is no binned line file: " + reading.complaint);
+    const int segments = read_back(file.temporary(), from);
     file.commit();
     if (!options.quiet)
-        print_line(to.string() + ": " + std::to_string(reading.segments) + " segments, " +
+        print_line(to.string() + ": " + std::to_string(segments) + " segments, " +
                    std::to_string(fs::file_size(to)) + " bytes");
 }
 

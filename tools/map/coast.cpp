@@ -7,6 +7,7 @@
 
 #include "map/coast.hpp"
 
+#include "common/captured_log.hpp"
 #include "common/errors.hpp"
 
 #include "lindra/lindra.h"
@@ -33,33 +34,6 @@ std::string taken(char *text) {
     const std::unique_ptr<char, decltype(&free)> owned(text, free);
     return text ? text : "";
 }
-
-std::string replaced(std::string text, char what, std::string_view by) {
-    for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size())
-        text.replace(at, 1, by);
-    return text;
-}
-
-// What the library says while this lives, in place of standard error.
-class CapturedLog {
-  public:
-    CapturedLog() {
-        lindra_set_log_handler(
-            [](void *text, int, const char *message) { *static_cast<std::string *>(text) += message; },
-            &text_);
-    }
-    ~CapturedLog() { lindra_set_log_handler(nullptr, nullptr); }
-    CapturedLog(const CapturedLog &) = delete;
-    CapturedLog &operator=(const CapturedLog &) = delete;
-
-    std::string one_line() const {
-        const std::string text = text_.substr(0, text_.find_last_not_of('\n') + 1);
-        return replaced(text, '\n', " ");
-    }
-
-  private:
-    std::string text_;
-};
 
 std::string find_file(char resolution) {
     const std::string relative = std::string("maps/lindra/gshhs_") + resolution + ".b";
