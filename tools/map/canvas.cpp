@@ -159,26 +159,20 @@ void Canvas::write_with_halo(const std::string &text, double size, PlanePoint st
     write(text, size, start, colour);
 }
 
-// Clipping by a bent outline is done anew for each of thousands of shapes. With pixels it is much faster to
-// draw on a page of its own and to cut that once; in a file of shapes clipping costs nothing.
+// Clipping by a bent outline costs time with every shape in a picture, and the outline itself with every
+// shape in an SVG file: everything is drawn on a page of its own, which is clipped once.
 void Canvas::begin_region(const PlaneLines &rings) {
-    if (surface_->type == FileType::png) {
-        cairo_push_group(context_);
-        return;
-    }
     cairo_save(context_);
     trace_rings(rings);
     cairo_clip(context_);
+    cairo_push_group(context_);
+    cairo_reset_clip(context_);
 }
 
-void Canvas::end_region(const PlaneLines &rings) {
-    if (surface_->type != FileType::png) {
-        cairo_restore(context_);
-        return;
-    }
+void Canvas::end_region() {
     cairo_pop_group_to_source(context_);
-    trace_rings(rings);
-    cairo_fill(context_);
+    cairo_paint(context_);
+    cairo_restore(context_);
 }
 
 std::string Canvas::finish() {
