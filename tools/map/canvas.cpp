@@ -8,6 +8,7 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <filesystem>
 #include <iterator>
 
 namespace lindra::tools {
@@ -48,9 +49,9 @@ void select_font(cairo_t *context, double size) {
 } // namespace
 
 FileType file_type_of(const std::string &path) {
-    const std::string name = lower_case(path);
+    const std::filesystem::path extension = std::filesystem::path(lower_case(path)).extension();
     for (const Ending &ending : endings)
-        if (name.ends_with(ending.text)) return ending.type;
+        if (extension == ending.text) return ending.type;
     throw UsageError("the kind of map is chosen by the file's ending, .png, .svg or .pdf, and '" + path +
                      "' has none of them");
 }
