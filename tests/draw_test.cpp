@@ -496,6 +496,7 @@ TEST(Draw, svg_is_well_formed_and_has_the_size) {
         EXPECT_TRUE(is_well_formed(svg));
         EXPECT_NE(svg.find("width=\"640px\" height=\"480px\" viewBox=\"0 0 640 480\""), std::string::npos);
         EXPECT_GT(count(svg, "<path"), 500u);
+        EXPECT_LT(count(svg, "<clipPath"), 10u) << "the outline of the map belongs there once";
     }
 }
 

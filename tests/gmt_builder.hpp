@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace lindra::testing {
+namespace lindra::test {
 
 struct BinnedSegment {
     int level = 1;
@@ -144,6 +144,6 @@ class BinnedLines {
     int nalloc = 0;
 };
 
-} // namespace lindra::testing
+} // namespace lindra::test
 
 #endif

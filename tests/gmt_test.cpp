@@ -16,7 +16,7 @@ extern "C" {
 [[gnu::weak]] void __lsan_enable();
 }
 
-using namespace lindra::testing;
+using namespace lindra::test;
 
 namespace {
 

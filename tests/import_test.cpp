@@ -867,7 +867,7 @@ TEST_F(DebianFiles, coastline_under_the_name_of_a_line_file_is_refused) {
     fs::create_symlink(fs::path(debian_directory) / "binned_GSHHS_c.nc", from() / "binned_river_c.nc");
     EXPECT_EQ(refusal(), (from() / "binned_river_c.nc").string() +
                              " is no binned line file: gmtmap_process_border_hdr: Cannot find "
-                             "\"N_points_for_a_segment\" variable in netcdf header.");
+                             "\"N_points_for_a_segment\" variable in netcdf header");
 }
 
 TEST_F(DebianFiles, damaged_line_file_is_refused) {

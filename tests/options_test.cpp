@@ -148,7 +148,8 @@ TEST(AutomaticResolution, takes_the_next_finer_one_that_is_installed_and_says_so
     testing::internal::CaptureStderr();
     EXPECT_EQ(choose_resolution("auto", 10), 'h');
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "lindra: the low resolution is not installed (`./dev data` gets it), the high one is taken\n");
+              "lindra: the low resolution is not installed (`./dev data` or `lindra import` gets it), the "
+              "high one is taken\n");
 }
 
 TEST(AutomaticResolution, takes_the_next_coarser_one_where_no_finer_one_is_installed) {

@@ -334,7 +334,7 @@ TEST_F(Segments, missing_resolution_is_bad_data_and_leaves_no_file) {
     const TemporaryDirectory scratch;
     const Result result = run_lindra("segments --resolution f -o " + (scratch.path() / "out").string());
     expect_refusal(result, 1, "there is no maps/lindra/gshhs_f.b in " LINDRA_TEST_DATA);
-    expect_refusal(result, 1, "`lindra import DIR`");
+    expect_refusal(result, 1, "`lindra import /usr/share/gmt-gshhg`");
     EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 

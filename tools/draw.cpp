@@ -172,7 +172,8 @@ void add_draw(CLI::App &program) {
     add_text_option(command, "--projection", options->projection, "NAME", "One of the list below");
     add_text_option(command, "--center,--centre", options->centre, "LON/LAT",
                     "The place in the middle of an azimuthal projection.\n"
-                    "Without it, the middle of the window");
+                    "Without it, the middle of the window; 20 degrees north\n"
+                    "where the window holds both poles");
     add_text_option(command, "--resolution", options->resolution, "NAME",
                     "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\n"
                     "auto: what suits the size of a pixel");

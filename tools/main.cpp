@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 
 namespace {
@@ -20,6 +21,27 @@ using namespace lindra::tools;
 int say(const std::exception &error, ExitCode code) {
     fprintf(stderr, "lindra: %s\n", error.what());
     return code;
+}
+
+// The first line of the parser's complaint, and where to read more.
+int say_usage(const CLI::App &program, const CLI::ParseError &error, int argc, char **argv) {
+    const auto chosen = program.get_subcommands();
+    if (chosen.empty() && argc > 1) {
+        fprintf(stderr, "lindra: there is no command or option '%s'; see lindra --help\n", argv[1]);
+        return exit_bad_usage;
+    }
+    const std::string text = error.what();
+    const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
+    fprintf(stderr, "lindra: %s; see lindra%s --help\n", text.substr(0, text.find('\n')).c_str(),
+            command.c_str());
+    return exit_bad_usage;
+}
+
+// Help and version are data too: where they cannot be written, the command has failed.
+int flushed(ExitCode code) {
+    if (fflush(stdout) == 0 && std::cout.flush() && !ferror(stdout)) return code;
+    fprintf(stderr, "lindra: standard output cannot be written\n");
+    return exit_bad_data;
 }
 
 int run(int argc, char **argv) {
@@ -33,9 +55,10 @@ int run(int argc, char **argv) {
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return program.exit(error) == 0 ? exit_success : exit_bad_usage;
+        if (error.get_exit_code() != 0) return say_usage(program, error, argc, argv);
+        program.exit(error);
     }
-    return exit_success;
+    return flushed(exit_success);
 }
 
 } // namespace

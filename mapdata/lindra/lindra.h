@@ -3,6 +3,7 @@
  * lindra: readers for map data.
  *
  *   GSHHS coastlines          gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
+ *   GMT borders and rivers    gmtmap_open, gmtmap_select, gmtmap_nextseg
  *   netCDF classic headers    netcdf_unstuff_header, netcdf_print_header
  *
  * Conventions. Functions return 0 (or a count, or 1 for a delivered segment) on success and -1 on failure;

@@ -22,7 +22,7 @@ CapturedLog::~CapturedLog() {
 }
 
 std::string CapturedLog::one_line() const {
-    return replaced(text_.substr(0, text_.find_last_not_of('\n') + 1), '\n', " ");
+    return replaced(text_.substr(0, text_.find_last_not_of(".\n") + 1), '\n', " ");
 }
 
 } // namespace lindra::tools

@@ -5,6 +5,7 @@
 #include "common/errors.hpp"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -22,18 +23,62 @@ mode_t new_file_mode() {
     return 0666 & ~mask;
 }
 
+// The temporary file of the moment, for the handler: empty when there is none.
+constexpr size_t longest_name = 4096;
+char name_to_remove[longest_name];
+
+extern "C" void remove_and_end(int signal_number) {
+    if (name_to_remove[0]) unlink(name_to_remove);
+    signal(signal_number, SIG_DFL);
+    raise(signal_number);
+}
+
+void remember(const std::string &name) {
+    if (name.size() < longest_name) strcpy(name_to_remove, name.c_str());
+    for (int number : {SIGINT, SIGTERM, SIGHUP})
+        if (signal(number, remove_and_end) == SIG_IGN) signal(number, SIG_IGN);
+    // A file beyond the limit of its size is a failed write, told like any other.
+    signal(SIGXFSZ, SIG_IGN);
+}
+
+void forget() {
+    name_to_remove[0] = '\0';
+}
+
 } // namespace
 
 OutputFile::OutputFile(std::filesystem::path path) : path_(std::move(path)) {
+    std::error_code ignored;
+    const auto status = std::filesystem::status(path_, ignored);
+    if (std::filesystem::is_directory(status))
+        throw DataError(path_.string() + " is a directory; name a file in it");
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        open_special();
+    else
+        open_temporary();
+}
+
+void OutputFile::open_special() {
+    descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor_ < 0) fail("cannot be written");
+}
+
+void OutputFile::open_temporary() {
+    std::error_code unresolved;
+    const auto target = std::filesystem::weakly_canonical(path_, unresolved);
+    if (!unresolved) path_ = target;
     std::string name = path_.string() + ".XXXXXX";
     descriptor_ = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot be created");
     temporary_ = name;
+    remember(name);
 }
 
 OutputFile::~OutputFile() {
     if (descriptor_ >= 0) close(descriptor_);
-    if (!temporary_.empty()) unlink(temporary_.c_str());
+    if (temporary_.empty()) return;
+    unlink(temporary_.c_str());
+    forget();
 }
 
 void OutputFile::write(std::string_view bytes) {
@@ -46,16 +91,23 @@ void OutputFile::write(std::string_view bytes) {
 }
 
 void OutputFile::commit() {
-    if (fchmod(descriptor_, new_file_mode()) != 0) fail("cannot be written");
+    const bool special = temporary_.empty();
+    if (!special && fchmod(descriptor_, new_file_mode()) != 0) fail("cannot be written");
     const int closed = close(descriptor_);
     descriptor_ = -1;
     if (closed != 0) fail("cannot be written");
+    if (special) return;
     if (rename(temporary_.c_str(), path_.c_str()) != 0) fail("cannot be put in place");
     temporary_.clear();
+    forget();
 }
 
 void OutputFile::fail(const char *what) const {
-    throw DataError(path_.string() + " " + what + ": " + std::strerror(errno));
+    const int reason = errno;
+    std::error_code ignored;
+    const bool no_directory = reason == ENOENT && !std::filesystem::exists(path_.parent_path(), ignored);
+    throw DataError(path_.string() + " " + what + ": " + std::strerror(reason) +
+                    (no_directory ? "; make the directory " + path_.parent_path().string() + " first" : ""));
 }
 
 } // namespace lindra::tools

@@ -8,7 +8,9 @@
 namespace lindra::tools {
 
 // A file that appears under its name all at once or not at all: written beside it under a temporary name, and
-// renamed by commit. Without commit the temporary file is removed. Every failure throws DataError.
+// renamed by commit. Without commit the temporary file is removed, also when the process is told to end. A
+// symbolic link is followed; what is there and is no regular file (a device, a FIFO) is written to as it is.
+// Every failure throws DataError.
 class OutputFile {
   public:
     explicit OutputFile(std::filesystem::path path);
@@ -24,6 +26,8 @@ class OutputFile {
     void commit();
 
   private:
+    void open_special();
+    void open_temporary();
     [[noreturn]] void fail(const char *what) const;
 
     std::filesystem::path path_;

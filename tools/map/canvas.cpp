@@ -8,6 +8,7 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <filesystem>
 #include <iterator>
 
 namespace lindra::tools {
@@ -48,9 +49,9 @@ void select_font(cairo_t *context, double size) {
 } // namespace
 
 FileType file_type_of(const std::string &path) {
-    const std::string name = lower_case(path);
+    const std::filesystem::path extension = std::filesystem::path(lower_case(path)).extension();
     for (const Ending &ending : endings)
-        if (name.ends_with(ending.text)) return ending.type;
+        if (extension == ending.text) return ending.type;
     throw UsageError("the kind of map is chosen by the file's ending, .png, .svg or .pdf, and '" + path +
                      "' has none of them");
 }
@@ -159,26 +160,20 @@ void Canvas::write_with_halo(const std::string &text, double size, PlanePoint st
     write(text, size, start, colour);
 }
 
-// Clipping by a bent outline is done anew for each of thousands of shapes. With pixels it is much faster to
-// draw on a page of its own and to cut that once; in a file of shapes clipping costs nothing.
+// Clipping by a bent outline costs time with every shape in a picture, and the outline itself with every
+// shape in an SVG file: everything is drawn on a page of its own, which is clipped once.
 void Canvas::begin_region(const PlaneLines &rings) {
-    if (surface_->type == FileType::png) {
-        cairo_push_group(context_);
-        return;
-    }
     cairo_save(context_);
     trace_rings(rings);
     cairo_clip(context_);
+    cairo_push_group(context_);
+    cairo_reset_clip(context_);
 }
 
-void Canvas::end_region(const PlaneLines &rings) {
-    if (surface_->type != FileType::png) {
-        cairo_restore(context_);
-        return;
-    }
+void Canvas::end_region() {
     cairo_pop_group_to_source(context_);
-    trace_rings(rings);
-    cairo_fill(context_);
+    cairo_paint(context_);
+    cairo_restore(context_);
 }
 
 std::string Canvas::finish() {

@@ -51,7 +51,7 @@ class Canvas {
 
     // What is drawn between the two calls is seen in the area of the rings only.
     void begin_region(const PlaneLines &rings);
-    void end_region(const PlaneLines &rings);
+    void end_region();
 
     // The finished file. Nothing can be drawn afterwards. Throws DataError when Cairo failed.
     std::string finish();

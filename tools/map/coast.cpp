@@ -30,6 +30,8 @@ constexpr int ice_front = 5;                 // the highest level, which is neve
 constexpr double widest_shore = 540;         // a turn round a pole, and bays that reach back over its ends
 constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
 
+constexpr const char *import_again = "; import it again";
+
 std::string taken(char *text) {
     const std::unique_ptr<char, decltype(&free)> owned(text, free);
     return text ? text : "";
@@ -40,8 +42,10 @@ std::string find_file(char resolution) {
     std::string path = taken(datafile(nullptr, relative.c_str()));
     if (!path.empty()) return path;
     const std::string places = replaced(taken(lindra_data_directories(nullptr)), '\n', ", ");
-    throw DataError("there is no " + relative + " in " + (places.empty() ? "any data directory" : places) +
-                    "; get it with `./dev data` in the source tree, or with `lindra import DIR`");
+    throw DataError(
+        "there is no " + relative + " in " + (places.empty() ? "any data directory" : places) +
+        "; get it with `./dev data` in the source tree, or install the package gmt-gshhg-low, -high or "
+        "-full and `lindra import /usr/share/gmt-gshhg`");
 }
 
 // How far a file can be read: whole polygons, and the byte where the next one begins.
@@ -150,7 +154,7 @@ struct Coastline::Source {
         const bool selected =
             gshhsmap_open(&map) == 0 && gshhsmap_select(map, "f:0", name, 0, 360, -90, 90, 0, 0) >= 0;
         if (!selected) fail(log.one_line());
-        if (map->select[0].size == 0) throw DataError(path + " is empty");
+        if (map->select[0].size == 0) throw DataError(path + " is empty" + import_again);
         walk_headers(map->select[0], [&](const GSHHSHdr &hdr, const unsigned char *points) {
             if (!is_sound(hdr)) fail_at(hdr, points, "has an impossible level or box");
         });
@@ -163,13 +167,13 @@ struct Coastline::Source {
         if (!map || !map->select[0].data) throw DataError(path + " cannot be read: " + said);
         const auto [polygons, bytes] = walk_headers(map->select[0], [](auto &&...) {});
         throw DataError(path + " is damaged at byte " + std::to_string(bytes) + ", after " +
-                        std::to_string(polygons) + " polygons: " + said);
+                        std::to_string(polygons) + " polygons: " + said + import_again);
     }
 
     [[noreturn]] void fail_at(const GSHHSHdr &hdr, const unsigned char *points, const char *what) const {
         throw DataError(path + " is damaged: polygon " + std::to_string(hdr.id) +
                         ", whose points begin at byte " + std::to_string(points - map->select[0].data) +
-                        ", " + what);
+                        ", " + what + import_again);
     }
 
     void read(int index, Polygon &polygon) {

@@ -113,8 +113,7 @@ void Drawing::paint_frame(Canvas &canvas) const {
 }
 
 void Drawing::paint_map(Canvas &canvas) const {
-    const PlaneLines region = layout_.page.at(chart_->region());
-    canvas.begin_region(region);
+    canvas.begin_region(layout_.page.at(chart_->region()));
     canvas.trace_box(layout_.page.box());
     canvas.fill(request_.style.sea);
     for (int level = 0; level < levels; level++)
@@ -123,7 +122,7 @@ void Drawing::paint_map(Canvas &canvas) const {
         paint_shores(canvas, level);
     paint_graticule(canvas);
     paint_frame(canvas);
-    canvas.end_region(region);
+    canvas.end_region();
 }
 
 std::string Drawing::paint(FileType type) const {

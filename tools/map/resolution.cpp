@@ -57,7 +57,8 @@ char choose_automatically(double km_per_pixel) {
     const int chosen = installed(wanted);
     if (chosen != wanted)
         fprintf(stderr,
-                "lindra: the %s resolution is not installed (`./dev data` gets it), the %s one is taken\n",
+                "lindra: the %s resolution is not installed (`./dev data` or `lindra import` gets it), the "
+                "%s one is taken\n",
                 resolutions[wanted].name, resolutions[chosen].name);
     return resolutions[chosen].letter;
 }

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+//
+// What the command says of itself and of arguments that it does not know.
+
+#include "command.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using lindra::test::Result;
+using lindra::test::run_lindra;
+
+void expect_usage(const std::string &arguments, const std::string &complaint) {
+    const Result result = run_lindra(arguments);
+    EXPECT_EQ(result.code, 2) << arguments;
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, complaint);
+}
+
+} // namespace
+
+TEST(Command, unknown_commands_and_options_are_one_line_that_names_them) {
+    expect_usage("foo", "lindra: there is no command or option 'foo'; see lindra --help\n");
+    expect_usage("--nope", "lindra: there is no command or option '--nope'; see lindra --help\n");
+    expect_usage("import", "lindra: DIR is required; see lindra import --help\n");
+    expect_usage("draw -o a.png -o b.png",
+                 "lindra: --output: At Most 1 required but received 2; see lindra draw --help\n");
+    const Result none = run_lindra("");
+    EXPECT_EQ(none.code, 2);
+    EXPECT_EQ(none.errors, "lindra: A subcommand is required; see lindra --help\n");
+}
+
+TEST(Command, version_and_help_go_to_standard_output) {
+    const Result version = run_lindra("--version");
+    EXPECT_EQ(version.code, 0);
+    EXPECT_EQ(version.output.find("lindra "), 0U);
+    const Result help = run_lindra("draw --help");
+    EXPECT_EQ(help.code, 0);
+    EXPECT_NE(help.output.find("--projection"), std::string::npos);
+    EXPECT_EQ(help.errors, "");
+}
+
+TEST(Command, help_that_cannot_be_written_is_a_failure) {
+    for (const char *arguments :
+         {"--version >/dev/full", "--help >/dev/full", "segments --help >/dev/full"}) {
+        const Result result = run_lindra(arguments);
+        EXPECT_EQ(result.code, 1) << arguments;
+        EXPECT_EQ(result.errors, "lindra: standard output cannot be written\n");
+    }
+}
