@@ -17,6 +17,7 @@
 
 #include "extents.hpp"
 #include "fail.hpp"
+#include "selection.hpp"
 #include "stream.hpp"
 #include "support.h"
 
@@ -32,6 +33,9 @@
 using lindra::extent_end;
 using lindra::fail;
 using lindra::load_be;
+using lindra::mask_of_item;
+using lindra::resolution_index;
+using lindra::resolutions;
 
 namespace {
 
@@ -52,15 +56,6 @@ constexpr const char *gmtmap_names_borders[] = {
     "border_c.cdf", "border_l.cdf", "border_i.cdf", "border_h.cdf", "border_f.cdf",
     "river_c.cdf",  "river_l.cdf",  "river_i.cdf",  "river_h.cdf",  "river_f.cdf"};
 static_assert(std::size(gmtmap_names_borders) == std::size(GmtMap{}.files));
-
-struct Resolution {
-    char letter;
-    const char *name;
-};
-
-constexpr Resolution resolutions[] = {
-    {'c', "crude"}, {'l', "low"}, {'i', "intermediate"}, {'h', "high"}, {'f', "full"}};
-constexpr int default_resolution = 2;
 
 // How a variable is bound to the handle: decoded into a field, or left in the file behind a pointer.
 enum HandleType { decoded_int = 4, kept_short = 23, kept_int = 24 };
@@ -180,11 +175,6 @@ void clear_selection(GmtMap *gmt) {
     gmt->iseg = 0;
 }
 
-// The mask that begins at a word's third character; a word may be shorter.
-int word_levels(const char *word) {
-    return strlen(word) < 2 ? 0 : static_cast<int>(strtol(word + 2, nullptr, 10));
-}
-
 int add_selections(GmtMap *gmt, const char *list) {
     int argc;
     char **argv;
@@ -198,16 +188,10 @@ int add_selections(GmtMap *gmt, const char *list) {
         selection.type[0] = letter;
         selection.type[1] = '\0';
         selection.kind = letter == 'p' ? kind_border : kind_river;
-        selection.levels = word_levels(argv[i]);
+        selection.levels = mask_of_item(argv[i]);
     }
     freeargs(argc, argv);
     return 0;
-}
-
-int resolution_index(const char *resolution) {
-    for (int i = 0; resolution && i < static_cast<int>(std::size(resolutions)); i++)
-        if (*resolution == resolutions[i].letter) return i;
-    return default_resolution;
 }
 
 // Deliberate: neither the mapping nor a header that turns out unfit is released.

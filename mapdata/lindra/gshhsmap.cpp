@@ -20,6 +20,7 @@
 #include "lindra.h"
 
 #include "fail.hpp"
+#include "selection.hpp"
 #include "stream.hpp"
 #include "support.h"
 
@@ -34,6 +35,9 @@
 
 using lindra::fail;
 using lindra::load_be;
+using lindra::mask_of_item;
+using lindra::resolution_index;
+using lindra::resolutions;
 using lindra::Stream;
 
 namespace {
@@ -52,14 +56,6 @@ constexpr int first_segs = 2000;
 constexpr int first_points = 100;
 constexpr double largest_longitude = 1e9;
 
-struct Resolution {
-    char letter;
-    const char *name;
-};
-
-constexpr Resolution resolutions[] = {
-    {'c', "crude"}, {'l', "low"}, {'i', "intermediate"}, {'h', "high"}, {'f', "full"}};
-constexpr int default_resolution = 2;
 constexpr const char *gshhsmap_names[] = {"c.b", "l.b", "i.b", "h.b", "f.b"};
 
 // --- Whole turns ------------------------------------------------------------------------------------------
@@ -141,12 +137,6 @@ void clear_selection(GshhsMap *gs) {
     gs->iseg = 0;
 }
 
-int resolution_index(const char *resolution) {
-    for (int i = 0; resolution && i < static_cast<int>(std::size(resolutions)); i++)
-        if (*resolution == resolutions[i].letter) return i;
-    return default_resolution;
-}
-
 // Brought into the frame by steps of 360, a longitude without bounds would take for ever.
 int require_longitude(double longitude) {
     if (!(std::fabs(longitude) > largest_longitude)) return 0;
@@ -177,11 +167,6 @@ int set_reference(GshhsMap *gs, double clon, double clat) {
     return 0;
 }
 
-// The mask that begins at an item's third character; an item may be shorter.
-int item_levels(const char *item) {
-    return strlen(item) < 2 ? 0 : static_cast<int>(strtol(item + 2, nullptr, 10));
-}
-
 int add_layers(GshhsMap *gs, const char *list, int resolution) {
     int argc;
     char **argv;
@@ -194,7 +179,7 @@ int add_layers(GshhsMap *gs, const char *list, int resolution) {
         layer.type[0] = letter;
         layer.type[1] = '\0';
         layer.kind = letter == 'c' ? 2 : 1;
-        layer.levels = item_levels(argv[i]);
+        layer.levels = mask_of_item(argv[i]);
         // Deliberate: both layers look here before either file is mapped, so that the first selection of two
         // layers maps their file twice and the cache keeps the second mapping.
         layer.data = gs->cache_data[resolution];
