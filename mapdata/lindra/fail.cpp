@@ -7,7 +7,9 @@
 #include <cstdarg>
 #include <cstdio>
 
-int lindra::fail(int flag, const char *format, ...) {
+namespace lindra {
+
+int fail(int flag, const char *format, ...) {
     char text[8192];
     va_list arguments;
     va_start(arguments, format);
@@ -16,3 +18,5 @@ int lindra::fail(int flag, const char *format, ...) {
     elog_log(flag, "%s", text);
     return -1;
 }
+
+} // namespace lindra
