@@ -4,7 +4,7 @@
 # Compares the messages in the library's sources, flag and text, with the list checked in beside this script, or writes that
 # list anew. Each message stands once per place where it is made.
 list=$(dirname "$0")/log_texts.txt
-texts=$(find "$1" -name '*.cpp' -exec cat {} + | tr '\n' ' ' | sed 's/"  *"//g' |
+texts=$(find "$1" -name '*.[ch]pp' -exec cat {} + | tr '\n' ' ' | sed 's/"  *"//g' |
     grep -oE '(fail|elog_die)\( *[01], *"([^"\\]|\\.)*"' | sed -E 's/^[a-z_]+\( *([01]), */\1, /' | LC_ALL=C sort)
 [ -n "$texts" ] || { echo "no message found below $1"; exit 1; }
 if [ "$2" = --refresh ]; then

@@ -2,6 +2,8 @@
 /*
  * lindra: readers for map data.
  *
+ *   ESRI shapefiles           esri_unstuff_stream, esri_print_shapefile
+ *   dBase tables              esri_decode_dbase_file, esri_get_dbase_fields, esri_print_dbase_file
  *   GSHHS coastlines          gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
  *   GMT borders and rivers    gmtmap_open, gmtmap_select, gmtmap_nextseg
  *   netCDF classic headers    netcdf_unstuff_header, netcdf_print_header
@@ -37,6 +39,325 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* --- ESRI shapefiles ------------------------------------------------------------------------------------ */
+/*
+ * The main file of a shapefile ("ESRI Shapefile Technical Description", 1998): a header of 100 bytes, then
+ * records, each a header of 8 bytes and a shape. Coordinates are in the file's own unit. A structure is named
+ * by its str_type; a shape's is the shape type that stands in its record.
+ *
+ * Everything decoded belongs to the caller: each array of a structure is a block from malloc, as the
+ * structure itself is when the library made it. lindra_free_esri releases a structure with all it owns.
+ */
+
+/* The str_types. Those below 32 are the shape types of the format. */
+enum {
+    SHAPE_NULL = 0,
+    SHAPE_POINT = 1,
+    SHAPE_POLYLINE = 3,
+    SHAPE_POLYGON = 5,
+    SHAPE_MULTIPOINT = 8,
+    SHAPE_POINTZ = 11,
+    SHAPE_POLYLINEZ = 13,
+    SHAPE_POLYGONZ = 15,
+    SHAPE_MULTIPOINTZ = 18,
+    SHAPE_POINTM = 21,
+    SHAPE_POLYLINEM = 23,
+    SHAPE_POLYGONM = 25,
+    SHAPE_MULTIPOINTM = 28,
+    SHAPE_MULTIPATCH = 31,
+    ESRI_RECORDHDR = 0x3a,         /* SHPRECHDR */
+    ESRI_FILEHDR = 0x3b,           /* SHPFILEHDR */
+    ESRI_BOX = 0x3c,               /* SHPBOX */
+    ESRI_POINT = 0x3d,             /* SHPPOINT */
+    ESRI_RECORD = 0x3e,            /* SHPRECORD */
+    ESRI_FILE = 0x3f,              /* SHPFILE */
+    DBASE_FILE = 0x65,             /* DbaseFile */
+    DBASE_FILEHDR5 = 0x66,         /* DBASEHDR5 */
+    DBASE_FILEHDR7 = 0x67,         /* DBASEHDR7 */
+    DBASE_FIELDDESCRIPTOR5 = 0x68, /* DBASEFIELDDESCR5 */
+    DBASE_FIELDDESCRIPTOR7 = 0x69, /* DBASEFIELDDESCR7 */
+    DBASE_FIELDPROPERTIES = 0x6a   /* DBASEFIELDPROPERTIES */
+};
+
+typedef struct SHPPOINT {
+    double x, y;
+} SHPPOINT;
+
+typedef struct SHPBOX {
+    double xmin, ymin, xmax, ymax;
+} SHPBOX;
+
+typedef struct SHPFILEHDR {
+    int32_t magic; /* 9994 */
+    int32_t unused1, unused2, unused3, unused4, unused5;
+    int32_t length;  /* of the file, in words of 16 bits */
+    int32_t version; /* 1000 */
+    int32_t shape_type;
+    double xmin, ymin, xmax, ymax;
+    double zmin, zmax;
+    double mmin, mmax;
+} SHPFILEHDR;
+
+typedef struct SHPRECHDR {
+    int32_t number; /* of the record, from 1 */
+    int32_t length; /* of its contents, in words of 16 bits */
+} SHPRECHDR;
+
+/* The shapes. Each begins with its shape type. parts holds the number of each part's first point, points all
+ * parts one after the other. zarray and marray hold a value for each point; a measure below -1e38 stands for
+ * none. Every array is null when its decoding was not reached. */
+
+typedef struct SHPRECNULL {
+    int32_t shape_type;
+} SHPRECNULL;
+
+typedef struct SHPRECPOINT {
+    int32_t shape_type;
+    double x, y;
+} SHPRECPOINT;
+
+typedef struct SHPRECPOINTM {
+    int32_t shape_type;
+    double x, y;
+    double m;
+} SHPRECPOINTM;
+
+typedef struct SHPRECPOINTZ {
+    int32_t shape_type;
+    double x, y;
+    double z;
+    double m;
+} SHPRECPOINTZ;
+
+typedef struct SHPRECMPOINT {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numpoints;
+    SHPPOINT *points;
+} SHPRECMPOINT;
+
+typedef struct SHPRECMPOINTM {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numpoints;
+    SHPPOINT *points;
+    double mmin, mmax;
+    double *marray;
+} SHPRECMPOINTM;
+
+typedef struct SHPRECMPOINTZ {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numpoints;
+    SHPPOINT *points;
+    double zmin, zmax;
+    double *zarray;
+    double mmin, mmax;
+    double *marray;
+} SHPRECMPOINTZ;
+
+typedef struct SHPRECPOLYL {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numparts;
+    int32_t numpoints;
+    int32_t *parts;
+    SHPPOINT *points;
+} SHPRECPOLYL;
+
+typedef struct SHPRECPOLYLM {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numparts;
+    int32_t numpoints;
+    int32_t *parts;
+    SHPPOINT *points;
+    double mmin, mmax;
+    double *marray;
+} SHPRECPOLYLM;
+
+typedef struct SHPRECPOLYLZ {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numparts;
+    int32_t numpoints;
+    int32_t *parts;
+    SHPPOINT *points;
+    double zmin, zmax;
+    double *zarray;
+    double mmin, mmax;
+    double *marray;
+} SHPRECPOLYLZ;
+
+/* A polygon lies in memory as a polyline of its kind does. */
+typedef SHPRECPOLYL SHPRECPOLYG;
+typedef SHPRECPOLYLM SHPRECPOLYGM;
+typedef SHPRECPOLYLZ SHPRECPOLYGZ;
+
+typedef struct SHPRECMULTIPA {
+    int32_t shape_type;
+    SHPBOX bbox;
+    int32_t numparts;
+    int32_t numpoints;
+    int32_t *parts;
+    int32_t *parttypes; /* of each part: 0 triangle strip, 1 fan, 2 outer, 3 inner, 4 first ring, 5 ring */
+    SHPPOINT *points;
+    double zmin, zmax;
+    double *zarray;
+    double mmin, mmax;
+    double *marray;
+} SHPRECMULTIPA;
+
+/* SHPRECORD: one record. */
+typedef struct SHPRECORD {
+    uint64_t offset;    /* of its header from the start of the file, bytes */
+    int32_t shape_type; /* the str_type of shape */
+    SHPRECHDR hdr;
+    void *shape;
+} SHPRECORD;
+
+/* SHPFILE: a whole main file. */
+typedef struct SHPFILE {
+    SHPFILEHDR hdr;
+    Tbl *records; /* of SHPRECORD, in the order of the file */
+} SHPFILE;
+
+/* esri_strdefs_init builds the index of structures. esri_unstuff_stream does it on its first call; the
+ * printers do not, so that they print nothing before. Returns 0. */
+LINDRA_API int esri_strdefs_init(void);
+
+/* esri_unstuff_stream decodes a structure of the given str_type at *pos and advances *pos past it. A null
+ * *out is replaced by a new structure; another one, which must be of that type, is zeroed, whatever it owns,
+ * and filled. base: the first byte of the buffer, from which the offsets of records are counted.
+ *
+ * A whole shapefile: esri_unstuff_stream(ESRI_FILE, &file, base, &pos) with a null file and pos at base.
+ *
+ * Returns 0; or -1 when the str_type is unknown, the bytes do not fit in the known extent of *pos, structures
+ * are nested more than 8 deep, or memory is exhausted. *pos then stands where the reading ended, and *out
+ * holds what was decoded before. */
+LINDRA_API int esri_unstuff_stream(int str_type, void **out, unsigned char *base, unsigned char **pos);
+
+/* esri_get_shapetype returns the name of a str_type, "Unknown" for another code. Static storage. */
+LINDRA_API const char *esri_get_shapetype(unsigned int code);
+
+/* esri_decode_shapefile decodes a main file whose header begins at *pos into file, whose list of records is
+ * created, or emptied without freeing its records. Records are read one after the other from where the one
+ * before ended, and counted by their length fields against the header's. Returns 0, or -1 as
+ * esri_unstuff_stream does; the list then holds the records before. */
+LINDRA_API int esri_decode_shapefile(SHPFILE *file, unsigned char *base, unsigned char **pos);
+
+/* esri_print_shapefile prints the file's header and records to standard output, every line after prefix: the
+ * first 10 values, 4 points or 2 boxes of each field. A prefix that, with the blanks that go before a field,
+ * does not fit in 511 bytes ends the process. */
+LINDRA_API void esri_print_shapefile(const char *prefix, SHPFILE *file);
+
+/* esri_print_shapefile_record prints one record to standard output; index: its number in a list, negative
+ * when it has none. */
+LINDRA_API void esri_print_shapefile_record(const char *prefix, SHPRECORD *record, int index);
+
+/* --- dBase tables --------------------------------------------------------------------------------------- */
+/*
+ * Attribute tables of level 5 (dBase III to V; "Data File Header Structure for the dBASE Version 7 Table
+ * File", 1999, tells both layouts): a header, descriptors of the fields, and records of one size. The records
+ * of level 7 files are not read.
+ */
+
+typedef struct DBASEHDR5 {
+    uint8_t flags;          /* the version; its low two bits are the level */
+    uint8_t date_update[3]; /* years since 1900, month, day */
+    int32_t numrecs;
+    uint16_t numbyteshdr; /* of the header with the descriptors, bytes */
+    uint16_t numbytesrec; /* of a record, bytes */
+    uint16_t unused1;
+    uint8_t incomplete;
+    uint8_t encrypted;
+    int32_t unused2, unused3, unused4;
+    uint8_t mdx;
+    uint8_t langid;
+    uint16_t unused5;
+} DBASEHDR5;
+
+typedef struct DBASEHDR7 {
+    uint8_t flags;
+    uint8_t date_update[3];
+    int32_t numrecs;
+    uint16_t numbyteshdr;
+    uint16_t numbytesrec;
+    uint16_t unused1;
+    uint8_t incomplete;
+    uint8_t encrypted;
+    int32_t unused2, unused3, unused4;
+    uint8_t mdx;
+    uint8_t langid;
+    uint16_t unused5;
+    char langdr[33]; /* closed by a zero byte */
+    int32_t unused6;
+} DBASEHDR7;
+
+typedef struct DBASEFIELDDESCR5 {
+    char name[12]; /* padded, closed by a zero byte */
+    char type;     /* C text, N number, others */
+    int32_t unused4;
+    uint8_t length; /* bytes */
+    uint8_t count;  /* decimals */
+    uint16_t workid;
+    uint8_t example;
+    uint8_t unused5[10];
+    uint8_t mdx;
+} DBASEFIELDDESCR5;
+
+typedef struct DBASEFIELDDESCR7 {
+    char name[33]; /* padded, closed by a zero byte */
+    char type;
+    uint8_t length;
+    uint8_t count;
+    uint16_t unused1;
+    uint8_t mdx;
+    uint16_t unused2;
+    int32_t next;
+    int32_t unused3;
+} DBASEFIELDDESCR7;
+
+/* DBASEFIELDPROPERTIES: what a level 7 file says of its fields besides. Nothing of it is read. */
+typedef struct DBASEFIELDPROPERTIES {
+    int32_t unused;
+} DBASEFIELDPROPERTIES;
+
+/* DbaseFile: a whole table. The caller zeroes it before its first use and may use it for several files. */
+typedef struct DbaseFile {
+    int32_t level; /* 5 */
+    union {
+        DBASEHDR5 hdr5;
+        DBASEHDR7 hdr7;
+    } header;
+    Tbl *fields; /* of DBASEFIELDDESCR5, in the order of the file */
+    DBASEFIELDPROPERTIES field_properties;
+    char *records; /* slots of numbytesrec bytes: the fields of a record, then the flag of the next one */
+} DbaseFile;
+
+/* esri_decode_dbase_file decodes the table at *cursor; dbf: see there. Descriptors of an earlier file are
+ * dropped from the list without being freed, its records are freed. base is not read. *cursor is advanced to
+ * the fields of the first record, which are copied. Where the file ends with the last record, without an end
+ * mark, the flag behind that reads as a blank.
+ *
+ * Returns 0; or -1 for a table of another level, one that does not fit in the known extent of *cursor, a
+ * number of records times their size beyond 32 bits, or exhausted memory. What was decoded before stays. */
+LINDRA_API int esri_decode_dbase_file(DbaseFile *dbf, unsigned char *base, unsigned char **cursor);
+
+/* esri_get_dbase_fields makes *fields an array of the text (C) and number (N) fields of record index, from 0:
+ * from the field's name to its text without the white space around it, from strdup. The array that *fields
+ * held is released with its texts; the caller releases the last one with freearr(*fields, free). Fields of
+ * other types are passed over without their width, so that what follows one is read too far to the left.
+ *
+ * Returns 0, with a null *fields where the table has no records block; or -1 for an index out of range, a
+ * field that reaches beyond the record, or exhausted memory. */
+LINDRA_API int esri_get_dbase_fields(DbaseFile *dbf, int index, Arr **fields);
+
+/* esri_print_dbase_file prints header, descriptors and the text of each record to standard output; prefix
+ * begins the lines of the first two. Records of more than 512 bytes end the process: see
+ * lindra_print_dbase_file. */
+LINDRA_API void esri_print_dbase_file(const char *prefix, DbaseFile *dbf);
 
 /* --- GSHHS coastlines ----------------------------------------------------------------------------------- */
 /*
@@ -378,6 +699,15 @@ LINDRA_API void lindra_free_gshhsmap(GshhsMap *gs);
 /* lindra_free_gmtmap releases a handle of gmtmap_open, its index and its files' headers. The files stay
  * mapped. */
 LINDRA_API void lindra_free_gmtmap(GmtMap *gmt);
+
+/* lindra_clear_esri releases everything that a decoded structure of the given str_type owns and zeroes it;
+ * half-decoded structures, null and unknown types are accepted. lindra_free_esri releases the structure, too.
+ * A DbaseFile or SHPRECORD of the caller's own is cleared, one that the library made is freed. */
+LINDRA_API void lindra_clear_esri(int str_type, void *structure);
+LINDRA_API void lindra_free_esri(int str_type, void *structure);
+
+/* lindra_print_dbase_file is esri_print_dbase_file for records of any size. */
+LINDRA_API void lindra_print_dbase_file(const char *prefix, DbaseFile *dbf);
 
 #ifdef __cplusplus
 }

@@ -51,6 +51,9 @@ class Stream {
     // The next size bytes, or null when they are not all there.
     const unsigned char *bytes(size_t size) { return take(size); }
 
+    // The same without moving on.
+    const unsigned char *peek(size_t size) const { return size > left() ? nullptr : *pos_; }
+
     template <class T>
     bool be(T &out) {
         const unsigned char *from = take(sizeof(T));

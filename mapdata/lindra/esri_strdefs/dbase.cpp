@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: MIT
+//
+// dBase tables of level 5: "Data File Header Structure for the dBASE Version 7 Table File" (dBASE, 1999)
+// tells them beside their successor.
+//
+// A header of 32 bytes, descriptors of 32 bytes each up to a byte 13, then the records, all of one size: a
+// flag (blank, or * when the record is deleted) and the fields' texts without separators. Numbers are
+// little-endian. The header's own length is odd in a standard file, which is how the flag of the first record
+// is told from padding: it is stepped over with the header, so that every slot of the copied records begins
+// with a record's first field and ends with the flag of the next.
+
+#include "lindra.h"
+
+#include "allocate.hpp"
+#include "esri_strdefs/registry.hpp"
+#include "fail.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace lindra::esri {
+
+namespace {
+
+constexpr unsigned char terminator = 13;
+constexpr int32_t largest_printed = 512;
+
+int fail_unstuff() {
+    return fail(0, "esri_decode_dbase_file: esri_unstuff_stream() error.\n");
+}
+
+// Record sizes are signed here, as is the product of a size and a number of records.
+int32_t record_size(const DbaseFile &dbf) {
+    return static_cast<int16_t>(dbf.header.hdr5.numbytesrec);
+}
+
+int32_t product(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(int64_t{a} * b));
+}
+
+int decode_level(DbaseFile &dbf, const Source &source) {
+    const unsigned char *version = source.stream.peek(1);
+    if (!version) return fail(0, "esri_decode_dbase_file: file is empty.\n");
+    dbf.level = *version & 3;
+    if (dbf.level == 3) dbf.level = 5;
+    // Deliberate: two bits never tell 4, so that no file is of level 7.
+    if (dbf.level == 4) dbf.level = 7;
+    if (dbf.level != 5)
+        return fail(0, "esri_decode_dbase_file: dbase level = %d - only level 5 supported.\n", dbf.level);
+    return 0;
+}
+
+int decode_descriptor(DbaseFile &dbf, Source &source) {
+    void *descriptor = nullptr;
+    const int32_t str_type = dbf.level == 7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5;
+    if (Engine::unstuff(str_type, &descriptor, source) < 0) {
+        // Nobody else knows of it.
+        free(descriptor);
+        return fail_unstuff();
+    }
+    if (settbl(dbf.fields, -1, descriptor) < 0) {
+        free(descriptor);
+        return fail(1, "esri_decode_dbase_file: settbl() error.\n");
+    }
+    return 0;
+}
+
+int decode_descriptors(DbaseFile &dbf, Source &source) {
+    for (;;) {
+        const unsigned char *next = source.stream.peek(1);
+        if (!next)
+            return fail(0, "esri_decode_dbase_file: file ends in its field descriptors, after %d of them.\n",
+                        counttbl(dbf.fields));
+        if (*next == terminator) return 0;
+        if (decode_descriptor(dbf, source) < 0) return -1;
+    }
+}
+
+// The terminator, and the flag of the first record.
+void skip_to_fields(const DbaseFile &dbf, Source &source) {
+    source.stream.skip(1);
+    if (dbf.header.hdr5.numbyteshdr % 2 != 0 && source.stream.peek(1)) source.stream.skip(1);
+}
+
+// Many files end with the last record, without the mark that stands in the place of a next record's flag.
+int copy_records(DbaseFile &dbf, Source &source) {
+    free(dbf.records);
+    dbf.records = nullptr;
+    const int32_t size = product(dbf.header.hdr5.numrecs, record_size(dbf));
+    const size_t there = std::min(source.stream.left(), source.copyable);
+    const size_t wanted = size < 0 ? 0 : static_cast<size_t>(size);
+    if (wanted > there && wanted - 1 > there)
+        return fail(0, "esri_decode_dbase_file: records have %d bytes, %zu bytes left.\n", size, there);
+
+    auto *records = static_cast<char *>(allocate(size));
+    if (!records) return fail(1, "esri_decode_dbase_file: malloc(%d) error.\n", size);
+    const size_t copied = std::min(wanted, there);
+    memcpy(records, source.stream.pos(), copied);
+    if (copied < wanted) records[copied] = ' ';
+    source.copyable -= copied;
+    dbf.records = records;
+    return 0;
+}
+
+// --- Fields -----------------------------------------------------------------------------------------------
+
+// The trimmed text of at most limit bytes at from, in a buffer that is longer.
+struct Text {
+    Text(const char *from, size_t limit) {
+        memcpy(buffer, from, limit);
+        buffer[limit] = '\0';
+        strtrim(buffer);
+    }
+    char buffer[512];
+};
+
+int keep_field(Arr *fields, const char *key, const char *text) {
+    char *value = strdup(text);
+    if (!value) return fail(1, "esri_get_dbase_fields: strdup(%s) error.\n", text);
+    void *earlier = getarr(fields, key);
+    if (setarr(fields, key, value) < 0) {
+        free(value);
+        return fail(1, "esri_get_dbase_fields: setarr(%s) error.\n", key);
+    }
+    free(earlier);
+    return 0;
+}
+
+int get_fields(const DbaseFile &dbf, const char *slot, Arr *fields) {
+    int32_t offset = 0;
+    for (int i = 0; i < counttbl(dbf.fields); i++) {
+        const auto *field = static_cast<const DBASEFIELDDESCR5 *>(gettbl(dbf.fields, i));
+        // Deliberate: a field of another type does not count, so that those after it are read too far left.
+        if (field->type != 'C' && field->type != 'N') continue;
+        const Text key(field->name, sizeof field->name);
+        if (field->length > record_size(dbf) - offset)
+            return fail(0, "esri_get_dbase_fields: field %s ends at byte %d of a record of %d.\n", key.buffer,
+                        offset + field->length, record_size(dbf));
+        const Text value(slot + offset, field->length);
+        if (keep_field(fields, key.buffer, value.buffer) < 0) return -1;
+        offset += field->length;
+    }
+    return 0;
+}
+
+// --- Printing ---------------------------------------------------------------------------------------------
+
+// As many as the block of records holds.
+int32_t slots(const DbaseFile &dbf) {
+    const int32_t size = record_size(dbf);
+    if (!dbf.records || size <= 0) return 0;
+    return std::min(dbf.header.hdr5.numrecs, product(dbf.header.hdr5.numrecs, size) / size);
+}
+
+void print_slots(const DbaseFile &dbf) {
+    const int32_t size = record_size(dbf);
+    for (int32_t i = 0; i < slots(dbf); i++)
+        printf("%.*s\n", size, dbf.records + static_cast<ptrdiff_t>(i) * size);
+}
+
+void print_head(const char *prefix, const DbaseFile &dbf) {
+    const bool is_level_7 = dbf.level == 7;
+    Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header, -1);
+    for (int i = 0; i < counttbl(dbf.fields); i++)
+        Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5,
+                      gettbl(dbf.fields, i), i);
+    if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties, -1);
+}
+
+} // namespace
+
+int decode_dbase_file(DbaseFile &dbf, Source &source) {
+    // Deliberate: the descriptors of an earlier file are dropped, not freed.
+    if (dbf.fields)
+        clrtbl(dbf.fields, nullptr);
+    else
+        dbf.fields = newtbl(0);
+    if (!dbf.fields) return fail(0, "esri_decode_dbase_file: newtbl() error.\n");
+    if (decode_level(dbf, source) < 0) return -1;
+    const bool is_level_7 = dbf.level == 7;
+    if (unstuff_into(is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
+        return fail_unstuff();
+    if (decode_descriptors(dbf, source) < 0) return -1;
+    skip_to_fields(dbf, source);
+    if (is_level_7 && unstuff_into(DBASE_FIELDPROPERTIES, dbf.field_properties, source) < 0)
+        return fail_unstuff();
+    return copy_records(dbf, source);
+}
+
+} // namespace lindra::esri
+
+using namespace lindra::esri;
+using lindra::fail;
+
+int esri_decode_dbase_file(DbaseFile *dbf, unsigned char *base, unsigned char **cursor) {
+    lindra::Source source(base, cursor);
+    return decode_dbase_file(*dbf, source);
+}
+
+int esri_get_dbase_fields(DbaseFile *dbf, int index, Arr **fields) {
+    freearr(*fields, free);
+    *fields = nullptr;
+    if (!dbf->records) return 0;
+    if (index < 0 || index >= slots(*dbf))
+        return fail(0, "esri_get_dbase_fields: there is no record %d among %d.\n", index, slots(*dbf));
+    *fields = newarr(nullptr);
+    if (!*fields) return fail(0, "esri_get_dbase_fields: newarr() error.\n");
+    return get_fields(*dbf, dbf->records + static_cast<ptrdiff_t>(index) * record_size(*dbf), *fields);
+}
+
+void esri_print_dbase_file(const char *prefix, DbaseFile *dbf) {
+    print_head(prefix, *dbf);
+    // Deliberate: a record that is longer than a line ends the process.
+    if (slots(*dbf) > 0 && record_size(*dbf) > largest_printed)
+        elog_die(0, "esri_print_dbase_file_callback: record of %d bytes is longer than %d.\n",
+                 record_size(*dbf), largest_printed);
+    print_slots(*dbf);
+}
+
+void lindra_print_dbase_file(const char *prefix, DbaseFile *dbf) {
+    print_head(prefix, *dbf);
+    print_slots(*dbf);
+}

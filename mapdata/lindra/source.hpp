@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_SOURCE_HPP
+#define LINDRA_SOURCE_HPP
+
+#include "stream.hpp"
+
+namespace lindra {
+
+// What the decoding of one structure and of all that is nested in it reads from. The extent is looked up
+// once, by the exported function that was called.
+struct Source {
+    Source(unsigned char *base_in, unsigned char **pos)
+        : base(base_in), stream(pos), copyable(stream.left()) {}
+
+    unsigned char *base; // the first byte of the caller's buffer, for offsets
+    Stream stream;
+    size_t copyable; // bytes that may still be copied without being consumed
+    int depth = 0;   // of hooks within hooks
+};
+
+} // namespace lindra
+
+#endif
