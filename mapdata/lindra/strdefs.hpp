@@ -228,7 +228,9 @@ class Engine {
     // A run of structures that lie in memory as in the file is one copy.
     static int copy_structures(const Element &element, int64_t n, unsigned char *to, Stream &stream) {
         const size_t size = static_cast<size_t>(n) * element.size;
-        memcpy(to, stream.bytes(size), size);
+        const unsigned char *from = stream.bytes(size);
+        if (!from) return Registry::fail_nested();
+        memcpy(to, from, size);
         return 0;
     }
 
