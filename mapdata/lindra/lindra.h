@@ -359,6 +359,21 @@ LINDRA_API int esri_get_dbase_fields(DbaseFile *dbf, int index, Arr **fields);
  * lindra_print_dbase_file. */
 LINDRA_API void esri_print_dbase_file(const char *prefix, DbaseFile *dbf);
 
+/* --- Shapes by way of a database ------------------------------------------------------------------------ */
+
+/* esri_get_db_shp_record decodes the shape that the row of db describes: "fileid" is the number of a
+ * shapefile in the table "filename", whose "filename" is its path (a relative one counts from the directory
+ * of the database), and "offset" the place of the record in it, bytes. A zeroed shape, or one whose contents
+ * the caller has released, is filled as by esri_unstuff_stream(ESRI_RECORD, ...); what it owned is not
+ * released.
+ *
+ * Paths and files are kept for the life of the process: an identifier is looked up once for each database
+ * path, a file mapped once. May be called from several threads.
+ *
+ * Returns 0; or -1 when the row lacks the fields, the identifier is not found, there is no record at offset,
+ * or memory is exhausted. A file that cannot be mapped is told, too, before the record is missed. */
+LINDRA_API int esri_get_db_shp_record(SHPRECORD *shape, Dbptr db);
+
 /* --- GSHHS coastlines ----------------------------------------------------------------------------------- */
 /*
  * The polygon files of GSHHG, "A Global Self-consistent, Hierarchical, High-resolution Geography Database"

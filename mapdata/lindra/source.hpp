@@ -4,18 +4,21 @@
 
 #include "stream.hpp"
 
+#include <cstddef>
+
 namespace lindra {
 
 // What the decoding of one structure and of all that is nested in it reads from. The extent is looked up
 // once, by the exported function that was called.
 struct Source {
-    Source(unsigned char *base_in, unsigned char **pos)
-        : base(base_in), stream(pos), copyable(stream.left()) {}
+    Source(unsigned char *first, unsigned char **pos) : base(first), stream(pos) {}
+    Source(unsigned char *first, unsigned char **pos, const unsigned char *end)
+        : base(first), stream(pos, end) {}
 
     unsigned char *base; // the first byte of the caller's buffer, for offsets
     Stream stream;
-    size_t copyable; // bytes that may still be copied without being consumed
-    int depth = 0;   // of hooks within hooks
+    size_t copyable = stream.left(); // bytes that may still be copied without being consumed
+    int depth = 0;                   // of hooks within hooks
 };
 
 } // namespace lindra
