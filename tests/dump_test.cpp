@@ -48,6 +48,16 @@ TEST_F(Dump, listing_is_the_librarys) {
     EXPECT_EQ(result.output, read_file(golden + "listing.txt"));
 }
 
+// Its dimensions, attributes and variables are those that `ncdump -h` tells. LINDRA_BLESS=1 writes it anew.
+TEST_F(Dump, listing_of_the_worlds_rivers_is_the_golden_one) {
+    const std::string listing = LINDRA_GOLDEN_DIRECTORY "/binned_river_c/listing.txt";
+    const Result result = run_lindra("dump " LINDRA_TEST_DATA "/maps/lindra/binned_river_c.cdf");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    if (getenv("LINDRA_BLESS")) std::ofstream(listing, std::ios::binary) << result.output;
+    EXPECT_EQ(result.output, read_file(listing));
+}
+
 TEST_F(Dump, json_gives_each_record_the_place_where_its_name_stands) {
     const Result result = run_lindra("dump --json " + golden + "input.nc");
     ASSERT_EQ(result.code, 0);
@@ -72,6 +82,35 @@ TEST_F(Dump, other_forms_of_netcdf_are_answered_with_the_command_that_converts_t
     expect_refusal(std::string("CDF\2", 4) + "rest", " is a netCDF file with 64-bit offsets" + convert);
     expect_refusal(std::string("CDF\5", 4), " is a netCDF file with 64-bit data" + convert);
     expect_refusal("\x89HDF\r\n\x1a\nrest", " is an HDF5 file, as netCDF-4 files are" + convert);
+}
+
+TEST_F(Dump, hdf5_behind_a_block_of_the_users_own_is_recognised) {
+    const std::string path = (directory.path() / "file").string();
+    const std::string signature = "\x89HDF\r\n\x1a\n";
+    for (const size_t block : {512, 1024, 2048, 1 << 20})
+        expect_refusal(std::string(block, 'u') + signature,
+                       " is an HDF5 file, as netCDF-4 files are; convert it with `nccopy -k classic " + path +
+                           " OUT` (package netcdf-bin)");
+    for (const size_t block : {256, 511, 513, 1536})
+        expect_refusal(std::string(block, 'u') + signature + std::string(2000, 'u'),
+                       " is of no format that lindra can print");
+    expect_refusal(std::string(512, 'u') + signature.substr(0, 7), " is of no format that lindra can print");
+}
+
+TEST_F(Dump, command_that_converts_can_be_pasted_into_a_shell) {
+    const std::pair<const char *, const char *> names[] = {
+        {"-x.nc", "./-x.nc"}, {"a b.nc", "'a b.nc'"}, {"it's.nc", "'it'\\''s.nc'"}, {"$(x)`y`", "'$(x)`y`'"}};
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(directory.path());
+    for (const auto &[name, word] : names) {
+        directory.write(name, "\x89HDF\r\n\x1a\n");
+        const Environment variable("LINDRA_TEST_FILE", name);
+        const Result result = run_lindra("dump -- \"$LINDRA_TEST_FILE\"");
+        EXPECT_EQ(result.code, 1);
+        EXPECT_NE(result.errors.find(std::string("`nccopy -k classic ") + word + " OUT`"), std::string::npos)
+            << result.errors;
+    }
+    std::filesystem::current_path(before);
 }
 
 TEST_F(Dump, what_is_no_file_of_a_known_format_is_refused) {
