@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: MIT */
 /*
  * The general services that every lindra reader stands on: lists, associative arrays, text, byte order, log,
- * data files and file mapping. They know no map format.
+ * data files, file mapping and database views. They know no map format.
  *
  * A failure is reported through the result alone (null or negative). No function here throws. Null lists,
  * arrays and texts are accepted wherever a pointer is read and behave as empty ones, unless said otherwise.
@@ -115,6 +115,71 @@ LINDRA_API char *datafile(const char *env, const char *relative_path);
  * size are returned. Returns -1 with null in data when path is no readable regular file, or memory is
  * exhausted. A cache handle and its strings are the caller's; its mappings stay. */
 LINDRA_API int64_t mapfile(const char *path, Arr **cache, char **data);
+
+/* --- Database views ------------------------------------------------------------------------------------- */
+
+/* Dbptr: a view of a SQLite database (file format 3): which database, which table, which field, which row. It
+ * is passed by value and owns nothing. The members are numbers that this library gives out, valid in this
+ * process only, except that record is the row's number in its table (SQLite's rowid, 0 or above; other rows
+ * are not seen), which the caller may set. Views are opened with lindra_db_open.
+ *
+ * A table is an ordinary table of the file whose rows are numbered, and a field one of its columns that is
+ * not computed; views, virtual tables and whatever else the file declares do not exist here, and nothing
+ * that it declares is run. Names are compared without regard to the case of ASCII letters, as SQLite does.
+ * The tables and fields of an open database are those that it had when they were named first. A search stops
+ * as a failure after as many steps as a file of its size can account for, and waits up to a second for a
+ * writer.
+ *
+ * Views may be used from any thread; calls for one database wait for each other. */
+typedef struct Dbptr {
+    int64_t database, table, field, record;
+} Dbptr;
+
+/* The numbers that have a meaning of their own in a view, and the code of dbquery. */
+enum {
+    LINDRA_DB_NO_RECORD = -102, /* record: no such record */
+    LINDRA_DB_ALL = -1,         /* table, field or record: none in particular, all of them */
+    LINDRA_DB_FILE_PATH = -357  /* dbquery: the path of the database's file */
+};
+
+/* dbgetv copies fields of the view's row into the caller's variables: name, address, name, address, ..., and
+ * a null pointer of type char * at the end. The name alone says what stands at the address: "fileid",
+ * "offset", "shapeid", "recno" and "shape_type" a long, "filename" a buffer of 256 bytes; other names are a
+ * failure. table is null or names the view's own table. An integer field takes an integer or its decimal
+ * text, a text field a text without NUL bytes or an integer. A text longer than 255 bytes is cut there, or
+ * before the UTF-8 character that stands across. Returns 0, or -1 with nothing written: no such database,
+ * row or field, a value that is null or of another type, a database that cannot be read, exhausted memory. */
+LINDRA_API int dbgetv(Dbptr db, const char *table, ...) __attribute__((__sentinel__));
+
+/* dbquery stores in result, for code LINDRA_DB_FILE_PATH, the path of the view's database as it was given to
+ * lindra_db_open. The text is the library's, must not be changed and is valid until the database is closed.
+ * Returns 0, or -1 with result as it was for another code or when the database is not open. */
+LINDRA_API int dbquery(Dbptr db, int code, char **result);
+
+/* dblookup returns db moved: to the open database whose path was given as database, to the table of that
+ * name, to the field of that name of its table ("dbALL": all fields), and to the row in which the field's
+ * value, written as text, is record; null leaves each as it is. Of several rows it is the one with the lowest
+ * number, those that hold an integer before those that hold its text. An index over the field is used;
+ * without one the table is read through. When anything is not found or fails, the result's record is
+ * LINDRA_DB_NO_RECORD and its other members are of no use. */
+LINDRA_API Dbptr dblookup(Dbptr db, const char *database, const char *table, const char *field,
+                          const char *record);
+
+/* lindra_db_open opens the SQLite file at path to be read and sets db to a view of it with everything else
+ * LINDRA_DB_ALL. Each call opens the file anew. The file is never written; one in write-ahead mode gets
+ * SQLite's -wal and -shm files beside it where they can be made. Returns 0, or -1 with db as it was: no
+ * regular file or none of SQLite's, one that cannot be read or that needs repair by a writer first, exhausted
+ * memory. */
+LINDRA_API int lindra_db_open(const char *path, Dbptr *db);
+
+/* lindra_db_close closes the database of a view and releases its memory; every view of it then fails. Returns
+ * 0, or -1 when it is not open. */
+LINDRA_API int lindra_db_close(Dbptr db);
+
+/* lindra_db_next returns db moved to the next row of its table in the order of row numbers, from record
+ * LINDRA_DB_ALL to the first; after the last one, or after a failure, record is LINDRA_DB_NO_RECORD and stays
+ * so. */
+LINDRA_API Dbptr lindra_db_next(Dbptr db);
 
 /* --- Extensions ----------------------------------------------------------------------------------------- */
 
