@@ -480,6 +480,34 @@ TEST_F(Gmt, indexes_outside_their_arrays_are_damage) {
               "0 gmtmap_select: segment 0 has 65535 points from 0, border_c.cdf has 2.\n");
 }
 
+// Every bin alone is inside the arrays. The index of this file would have 134 million segments.
+TEST_F(Gmt, bins_that_share_segments_are_damage_before_memory_is_asked_for) {
+    BinnedFile file{64, 64};
+    file.bins[0] = std::vector<BinnedSegment>(32767, {1, {{1, 1}}});
+    auto data = file.data();
+    data["Id_of_first_segment_in_a_bin"] = std::string(size_t{4} * 64 * 64, '\0');
+    data["N_segments_in_a_bin"].clear();
+    for (int bin = 0; bin < 64 * 64; bin++)
+        data["N_segments_in_a_bin"] += be16(32767);
+    const std::string bytes = BinnedFile::join(BinnedFile::header(data), data);
+    put("border_c", bytes);
+    const AllocationWatch watch;
+    EXPECT_EQ(lines.select("p:1"), -1);
+    EXPECT_LE(watch.requested(), 16 * bytes.size());
+    EXPECT_EQ(log.take(), Lines{"0 gmtmap_select: bins to 1 have 65534 segments, border_c.cdf has 32767.\n"});
+    EXPECT_EQ(lines.gmt->nsegs, 32767);
+    EXPECT_EQ(lines.select("p:1", "c", 0, 5, 88, 90), 32767);
+    EXPECT_EQ(lines.select("p:1 p:1 p:1", "c", 0, 5, 88, 90), 3 * 32767);
+}
+
+TEST_F(Gmt, damaged_bin_is_told_before_memory_is_asked_for) {
+    auto data = one({}).data();
+    data["N_segments_in_a_bin"].replace(0, 2, be16(32767));
+    put("border_c", BinnedFile::join(BinnedFile::header(data), data));
+    EXPECT_EQ(lines.select("p:1"), -1);
+    EXPECT_EQ(lines.gmt->segs, nullptr);
+}
+
 TEST_F(Gmt, negative_number_of_segments_is_none) {
     const BinnedFile file = one({});
     auto data = file.data();
@@ -546,6 +574,22 @@ TEST_F(Gmt, arrays_of_an_unknown_extent_are_trusted) {
     EXPECT_EQ(binned.nbins, 648);
     EXPECT_EQ(binned.dlon, 10);
     EXPECT_EQ(binned.dlat, 10);
+    netcdf_clear_header(binned.hdr);
+    free(binned.hdr);
+}
+
+TEST_F(Gmt, header_whose_decoding_failed_is_refused) {
+    RawHeader header = BinnedFile::header(one({}).data());
+    header.vars.erase(header.vars.begin() + 1, header.vars.end());
+    header.vars[0].ids = {9};
+    std::string bytes = header.bytes();
+    auto *pos = reinterpret_cast<unsigned char *>(bytes.data());
+    GmtMapFile binned = {};
+    ASSERT_EQ(netcdf_unstuff_header(&pos, &binned.hdr), -1);
+    log.take();
+    EXPECT_EQ(gmtmap_process_border_hdr(&binned), -1);
+    EXPECT_EQ(log.take(), Lines{"0 gmtmap_process_border_hdr: netcdf \"N_bins_in_360_longitude_range\" "
+                                "variable was not read to its end.\n"});
     netcdf_clear_header(binned.hdr);
     free(binned.hdr);
 }
