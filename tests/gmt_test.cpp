@@ -742,16 +742,22 @@ TEST_F(Gmt, arrays_are_made_and_grown_to_exactly_what_is_needed) {
 TEST_F(Gmt, one_array_without_the_other_is_replaced_like_none) {
     put("border_c", one({}));
     lines.select("p:1");
-    lines.lon = static_cast<float *>(malloc(400));
-    lines.nalloc = 100;
-    EXPECT_EQ(lines.next().n, 2);
-    EXPECT_EQ(lines.nalloc, 2);
-    EXPECT_NE(lines.lat, nullptr);
-    free(lines.lon);
-    lines.lon = nullptr;
-    lines.select("p:1");
-    EXPECT_EQ(lines.next().n, 2);
-    EXPECT_NE(lines.lon, nullptr);
+    for (float **only : {&lines.lon, &lines.lat}) {
+        int n = 0, level = 0;
+        char type[2];
+        free(lines.lon);
+        free(lines.lat);
+        lines.lon = lines.lat = nullptr;
+        lines.select("p:1");
+        const AllocationWatch watch;
+        *only = static_cast<float *>(malloc(400));
+        lines.nalloc = 100;
+        EXPECT_EQ(gmtmap_nextseg(lines.gmt, &n, &lines.nalloc, &lines.lon, &lines.lat, type, &level), 1);
+        EXPECT_EQ(watch.live(), 2);
+        EXPECT_EQ(lines.nalloc, 2);
+        EXPECT_NE(lines.lon, nullptr);
+        EXPECT_NE(lines.lat, nullptr);
+    }
 }
 
 TEST_F(Gmt, segment_without_points_sets_its_count_and_nothing_else) {
