@@ -74,6 +74,35 @@ TEST_F(Dump, other_forms_of_netcdf_are_answered_with_the_command_that_converts_t
     expect_refusal("\x89HDF\r\n\x1a\nrest", " is an HDF5 file, as netCDF-4 files are" + convert);
 }
 
+TEST_F(Dump, hdf5_behind_a_block_of_the_users_own_is_recognised) {
+    const std::string path = (directory.path() / "file").string();
+    const std::string signature = "\x89HDF\r\n\x1a\n";
+    for (const size_t block : {512, 1024, 2048, 1 << 20})
+        expect_refusal(std::string(block, 'u') + signature,
+                       " is an HDF5 file, as netCDF-4 files are; convert it with `nccopy -k classic " + path +
+                           " OUT` (package netcdf-bin)");
+    for (const size_t block : {256, 511, 513, 1536})
+        expect_refusal(std::string(block, 'u') + signature + std::string(2000, 'u'),
+                       " is of no format that lindra can print");
+    expect_refusal(std::string(512, 'u') + signature.substr(0, 7), " is of no format that lindra can print");
+}
+
+TEST_F(Dump, command_that_converts_can_be_pasted_into_a_shell) {
+    const std::pair<const char *, const char *> names[] = {
+        {"-x.nc", "./-x.nc"}, {"a b.nc", "'a b.nc'"}, {"it's.nc", "'it'\\''s.nc'"}, {"$(x)`y`", "'$(x)`y`'"}};
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(directory.path());
+    for (const auto &[name, word] : names) {
+        directory.write(name, "\x89HDF\r\n\x1a\n");
+        const Environment variable("LINDRA_TEST_FILE", name);
+        const Result result = run_lindra("dump -- \"$LINDRA_TEST_FILE\"");
+        EXPECT_EQ(result.code, 1);
+        EXPECT_NE(result.errors.find(std::string("`nccopy -k classic ") + word + " OUT`"), std::string::npos)
+            << result.errors;
+    }
+    std::filesystem::current_path(before);
+}
+
 TEST_F(Dump, what_is_no_file_of_a_known_format_is_refused) {
     expect_refusal("", " is empty");
     expect_refusal("CDF", " is of no format that lindra can print");

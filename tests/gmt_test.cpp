@@ -203,6 +203,13 @@ TEST_F(Gmt, resolution_is_its_first_letter) {
         EXPECT_EQ(lines.gmt->segs[0].file, &lines.gmt->files[index]);
         EXPECT_EQ(lines.gmt->segs[1].file, &lines.gmt->files[5 + index]);
     }
+    for (int letter = 1; letter < 256; letter++) {
+        const char word[] = {static_cast<char>(letter), 'c', '\0'};
+        if (strchr("clihf", word[0])) continue;
+        EXPECT_EQ(lines.select("p:1", word), 1);
+        EXPECT_STREQ(lines.gmt->resolution, "intermediate") << letter;
+        EXPECT_EQ(lines.gmt->segs[0].file, &lines.gmt->files[2]);
+    }
 }
 
 TEST_F(Gmt, levels_without_a_bit_match_no_mask) {
@@ -255,6 +262,58 @@ TEST_F(Gmt, degrees_are_cut_toward_zero) {
     put("border_c", everywhere(50, 18));
     EXPECT_EQ(lines.select("p:1", "c", -7.2, 7.2, 0, 10), 1);
     EXPECT_EQ(places(), Ints{8});
+}
+
+namespace {
+
+struct Window {
+    double west, east, south, north;
+};
+
+// The bins that meet a window, in the order of the file, read off the definition step by step.
+Ints bins_met(const GmtMapFile &file, const Window &window) {
+    const int lonlo = static_cast<int>(std::floor(window.west / file.dlon) * file.dlon);
+    const int lonhi = static_cast<int>(std::ceil(window.east / file.dlon) * file.dlon);
+    const int latlo = 90 - static_cast<int>(std::ceil((90 - window.south) / file.dlat) * file.dlat);
+    const int lathi = 90 - static_cast<int>(std::floor((90 - window.north) / file.dlat) * file.dlat);
+    Ints met;
+    for (int bin = 0; bin < file.nbins; bin++) {
+        const int south = 90 - static_cast<int>(file.dlat * (bin / file.nbins_lon + 1));
+        if (south < latlo || south >= lathi) continue;
+        int west = static_cast<int>(file.dlon * (bin % file.nbins_lon)) - 360;
+        while (west < lonlo)
+            west += 360;
+        if (west < lonhi) met.push_back(bin);
+    }
+    return met;
+}
+
+} // namespace
+
+TEST_F(Gmt, random_windows_meet_the_bins_of_the_definition) {
+    std::mt19937 random(51);
+    std::uniform_real_distribution<double> lon(-800, 800), width(-5, 90), lat(-95, 95), height(-5, 60);
+    const std::pair<int, int> grids[] = {{36, 18}, {18, 9}, {7, 13}, {50, 100}, {1, 1}, {500, 2}};
+    for (auto [nlon, nlat] : grids) {
+        put("border_c", everywhere(nlon, nlat));
+        BinnedLines fresh;
+        for (int round = 0; round < 300; round++) {
+            Window window = {lon(random), 0, lat(random), 0};
+            window.east = window.west + width(random);
+            window.north = window.south + height(random);
+            if (round % 2)
+                for (double *side : {&window.west, &window.east, &window.south, &window.north})
+                    *side = std::round(*side);
+            ASSERT_GE(fresh.select("p:1", "c", window.west, window.east, window.south, window.north), 0);
+            const Ints expected = bins_met(fresh.gmt->files[0], window);
+            ASSERT_EQ(fresh.gmt->nsegs, static_cast<int>(expected.size()));
+            for (size_t i = 0; i < expected.size(); i++) {
+                const GmtSeg &seg = fresh.gmt->segs[i];
+                ASSERT_EQ(seg.west, expected[i] % nlon * (360.0 / nlon));
+                ASSERT_EQ(seg.south, 90.0 - (expected[i] / nlon + 1) * (180.0 / nlat));
+            }
+        }
+    }
 }
 
 TEST_F(Gmt, windows_that_are_not_finite_are_refused) {
@@ -347,6 +406,15 @@ TEST_F(Gmt, each_failing_allocation_is_reported_and_leaves_the_handle_usable) {
 TEST_F(Gmt, missing_file_is_named_as_it_was_looked_for) {
     EXPECT_EQ(lines.select("r:1", "h"), -1);
     EXPECT_EQ(log.take(), Lines{"0 gmtmap_select: datafile(maps/lindra/binned_river_h.cdf) error.\n"});
+}
+
+TEST_F(Gmt, missing_second_file_keeps_the_segments_of_the_first) {
+    put("border_h", everywhere(2, 1));
+    EXPECT_EQ(lines.select("p:1 r:1", "h"), -1);
+    EXPECT_EQ(log.take(), Lines{"0 gmtmap_select: datafile(maps/lindra/binned_river_h.cdf) error.\n"});
+    EXPECT_EQ(lines.gmt->nselect, 2);
+    EXPECT_EQ(lines.gmt->nsegs, 2);
+    EXPECT_EQ(lines.next().type, "p");
 }
 
 TEST_F(Gmt, file_that_cannot_be_mapped_is_named_by_its_path) {
@@ -480,6 +548,34 @@ TEST_F(Gmt, indexes_outside_their_arrays_are_damage) {
               "0 gmtmap_select: segment 0 has 65535 points from 0, border_c.cdf has 2.\n");
 }
 
+// Every bin alone is inside the arrays. The index of this file would have 134 million segments.
+TEST_F(Gmt, bins_that_share_segments_are_damage_before_memory_is_asked_for) {
+    BinnedFile file{64, 64};
+    file.bins[0] = std::vector<BinnedSegment>(32767, {1, {{1, 1}}});
+    auto data = file.data();
+    data["Id_of_first_segment_in_a_bin"] = std::string(size_t{4} * 64 * 64, '\0');
+    data["N_segments_in_a_bin"].clear();
+    for (int bin = 0; bin < 64 * 64; bin++)
+        data["N_segments_in_a_bin"] += be16(32767);
+    const std::string bytes = BinnedFile::join(BinnedFile::header(data), data);
+    put("border_c", bytes);
+    const AllocationWatch watch;
+    EXPECT_EQ(lines.select("p:1"), -1);
+    EXPECT_LE(watch.requested(), 16 * bytes.size());
+    EXPECT_EQ(log.take(), Lines{"0 gmtmap_select: bins to 1 have 65534 segments, border_c.cdf has 32767.\n"});
+    EXPECT_EQ(lines.gmt->nsegs, 32767);
+    EXPECT_EQ(lines.select("p:1", "c", 0, 5, 88, 90), 32767);
+    EXPECT_EQ(lines.select("p:1 p:1 p:1", "c", 0, 5, 88, 90), 3 * 32767);
+}
+
+TEST_F(Gmt, damaged_bin_is_told_before_memory_is_asked_for) {
+    auto data = one({}).data();
+    data["N_segments_in_a_bin"].replace(0, 2, be16(32767));
+    put("border_c", BinnedFile::join(BinnedFile::header(data), data));
+    EXPECT_EQ(lines.select("p:1"), -1);
+    EXPECT_EQ(lines.gmt->segs, nullptr);
+}
+
 TEST_F(Gmt, negative_number_of_segments_is_none) {
     const BinnedFile file = one({});
     auto data = file.data();
@@ -550,6 +646,22 @@ TEST_F(Gmt, arrays_of_an_unknown_extent_are_trusted) {
     free(binned.hdr);
 }
 
+TEST_F(Gmt, header_whose_decoding_failed_is_refused) {
+    RawHeader header = BinnedFile::header(one({}).data());
+    header.vars.erase(header.vars.begin() + 1, header.vars.end());
+    header.vars[0].ids = {9};
+    std::string bytes = header.bytes();
+    auto *pos = reinterpret_cast<unsigned char *>(bytes.data());
+    GmtMapFile binned = {};
+    ASSERT_EQ(netcdf_unstuff_header(&pos, &binned.hdr), -1);
+    log.take();
+    EXPECT_EQ(gmtmap_process_border_hdr(&binned), -1);
+    EXPECT_EQ(log.take(), Lines{"0 gmtmap_process_border_hdr: netcdf \"N_bins_in_360_longitude_range\" "
+                                "variable was not read to its end.\n"});
+    netcdf_clear_header(binned.hdr);
+    free(binned.hdr);
+}
+
 // --- Delivery
 
 TEST_F(Gmt, corners_of_a_bin_are_delivered_on_its_edges) {
@@ -562,8 +674,21 @@ TEST_F(Gmt, corners_of_a_bin_are_delivered_on_its_edges) {
     EXPECT_EQ(out.lat, (std::vector<float>{0, 10, 8}));
     EXPECT_EQ(out.type, "r");
     EXPECT_EQ(out.level, 3);
-    EXPECT_EQ(lines.next().status, 0);
-    EXPECT_EQ(lines.next().status, 0);
+}
+
+TEST_F(Gmt, end_writes_nothing_and_stays_the_end) {
+    put("river_c", one({}));
+    lines.select("r:1");
+    EXPECT_EQ(lines.next().status, 1);
+    for (int again = 0; again < 3; again++) {
+        const DeliveredSegment out = lines.next();
+        EXPECT_EQ(out.status, 0);
+        EXPECT_EQ(out.n, -7);
+        EXPECT_EQ(out.level, -7);
+        EXPECT_EQ(out.type, "?");
+        EXPECT_EQ(lines.nalloc, 2);
+        EXPECT_EQ(lines.gmt->iseg, 1);
+    }
 }
 
 TEST_F(Gmt, points_are_computed_in_double_and_rounded_once) {
@@ -592,21 +717,52 @@ TEST_F(Gmt, points_are_computed_in_double_and_rounded_once) {
 
 TEST_F(Gmt, arrays_are_made_and_grown_to_exactly_what_is_needed) {
     BinnedFile file;
-    file.bins[0] = {
-        {1, {{1, 1}, {2, 2}, {3, 3}}}, {2, {{1, 1}, {2, 2}}}, {3, std::vector<std::pair<int, int>>(7)}};
+    file.bins[0] = {{1, {{1, 1}, {2, 2}, {3, 3}}},
+                    {2, {{1, 1}, {2, 2}}},
+                    {3, std::vector<std::pair<int, int>>(7)},
+                    {4, {{1, 1}}}};
     put("border_c", file);
     lines.select("p:-1");
-    EXPECT_EQ(lines.next().n, 3);
-    EXPECT_EQ(lines.nalloc, 3);
-    EXPECT_EQ(lines.next().n, 2);
-    EXPECT_EQ(lines.nalloc, 3);
-    EXPECT_EQ(lines.next().n, 7);
-    EXPECT_EQ(lines.nalloc, 7);
+    struct {
+        int n, nalloc;
+        size_t asked_for;
+    } const expected[] = {{3, 3, 2 * 3 * sizeof(float)}, {2, 3, 0}, {7, 7, 2 * 7 * sizeof(float)}, {1, 7, 0}};
+    for (const auto &[n, nalloc, asked_for] : expected) {
+        int delivered = 0, level = 0;
+        char type[2];
+        const AllocationWatch watch;
+        ASSERT_EQ(gmtmap_nextseg(lines.gmt, &delivered, &lines.nalloc, &lines.lon, &lines.lat, type, &level),
+                  1);
+        EXPECT_EQ(watch.requested(), asked_for);
+        EXPECT_EQ(delivered, n);
+        EXPECT_EQ(lines.nalloc, nalloc);
+    }
+}
+
+TEST_F(Gmt, one_array_without_the_other_is_replaced_like_none) {
+    put("border_c", one({}));
+    lines.select("p:1");
+    for (float **only : {&lines.lon, &lines.lat}) {
+        int n = 0, level = 0;
+        char type[2];
+        free(lines.lon);
+        free(lines.lat);
+        lines.lon = lines.lat = nullptr;
+        lines.select("p:1");
+        const AllocationWatch watch;
+        *only = static_cast<float *>(malloc(400));
+        lines.nalloc = 100;
+        EXPECT_EQ(gmtmap_nextseg(lines.gmt, &n, &lines.nalloc, &lines.lon, &lines.lat, type, &level), 1);
+        EXPECT_EQ(watch.live(), 2);
+        EXPECT_EQ(lines.nalloc, 2);
+        EXPECT_NE(lines.lon, nullptr);
+        EXPECT_NE(lines.lat, nullptr);
+    }
 }
 
 TEST_F(Gmt, segment_without_points_sets_its_count_and_nothing_else) {
     BinnedFile file;
-    file.bins[0] = {{1, {}}, {1}};
+    file.bins[0] = {{1, {}}, {1}, {1, {}}};
     put("border_c", file);
     lines.select("p:1");
     const DeliveredSegment out = lines.next();
@@ -616,6 +772,11 @@ TEST_F(Gmt, segment_without_points_sets_its_count_and_nothing_else) {
     EXPECT_EQ(out.type, "?");
     EXPECT_EQ(lines.lon, nullptr);
     EXPECT_EQ(lines.next().n, 2);
+    const float *lon = lines.lon;
+    EXPECT_EQ(lines.next().n, 0);
+    EXPECT_EQ(lines.lon, lon);
+    EXPECT_EQ(lines.nalloc, 2);
+    EXPECT_EQ(lines.next().status, 0);
 }
 
 TEST_F(Gmt, letter_follows_the_kind) {

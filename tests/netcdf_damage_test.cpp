@@ -238,6 +238,16 @@ TEST_F(NetcdfDamage, values_longer_than_the_file_are_passed_on) {
                     "0 netcdf_unstuff_header: netcdf_unstuff_attrs() error.\n"});
 }
 
+TEST_F(NetcdfDamage, message_with_a_name_of_any_length_stays_a_line) {
+    RawHeader header;
+    header.vars = {{std::string(100000, 'n'), {1}}};
+    EXPECT_EQ(decode(BoundedBuffer(header.bytes())), -1);
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_TRUE(lines[0].starts_with("0 netcdf_unstuff_header: hdr->vars[nnn"));
+    EXPECT_EQ(lines[0].size(), 8193U);
+    EXPECT_EQ(lines[0].find('\n'), lines[0].size() - 1);
+}
+
 TEST_F(NetcdfDamage, position_at_the_end_of_an_extent_has_nothing_left) {
     const BoundedBuffer buffer(start);
     unsigned char *pos = buffer.end();

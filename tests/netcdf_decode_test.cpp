@@ -316,6 +316,18 @@ TEST_F(NetcdfHeaderDecoding, decoding_twice_into_one_header_leaves_nothing_of_th
     EXPECT_EQ(hdr->attrs_n, 0);
 }
 
+TEST_F(NetcdfHeaderDecoding, decoding_twice_into_one_header_holds_no_more_memory_than_once) {
+    const GuardedBuffer buffer(rich_header().bytes());
+    const AllocationWatch watch;
+    int live = 0;
+    for (int round = 0; round < 3; round++) {
+        unsigned char *pos = buffer.data();
+        ASSERT_EQ(netcdf_unstuff_header(&pos, &hdr), 0);
+        if (round == 0) live = watch.live();
+        EXPECT_EQ(watch.live(), live);
+    }
+}
+
 TEST_F(NetcdfHeaderDecoding, known_extent_changes_nothing_for_a_good_header) {
     const std::string bytes = rich_header().bytes();
     decode(bytes, false);

@@ -17,6 +17,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 
 namespace lindra::tools {
 
@@ -81,20 +82,42 @@ void dump_netcdf(const InputFile &file, bool json) {
     out.finish();
 }
 
+// An HDF5 file may begin behind a block of the user's own, of 512 bytes or that doubled any number of times
+// ("HDF5 File Format Specification Version 3.0", The HDF Group, 2018, section II.A).
+bool is_hdf5(const InputFile &file) {
+    constexpr std::string_view signature = "\x89HDF\r\n\x1a\n";
+    constexpr size_t least_block = 512;
+    if (file.has_at(0, signature)) return true;
+    for (size_t block = least_block; block < file.size(); block *= 2)
+        if (file.has_at(block, signature)) return true;
+    return false;
+}
+
+// The path as a word of a shell's command line, which no program takes for an option.
+std::string shell_word(const std::string &path) {
+    constexpr const char *plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+=:,./@%";
+    const std::string word = (path.starts_with('-') ? "./" : "") + path;
+    if (word.find_first_not_of(plain) == std::string::npos) return word;
+    std::string quoted = "'";
+    for (const char letter : word)
+        quoted += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+    return quoted + "'";
+}
+
 [[noreturn]] void refuse(const InputFile &file, const char *what) {
-    throw DataError(file.path() + " is " + what + "; convert it with `nccopy -k classic " + file.path() +
-                    " OUT` (package netcdf-bin)");
+    throw DataError(file.path() + " is " + what + "; convert it with `nccopy -k classic " +
+                    shell_word(file.path()) + " OUT` (package netcdf-bin)");
 }
 
 void dump(const DumpOptions &options) {
     const InputFile file(options.path);
-    if (file.begins_with({"CDF\1", 4}))
+    if (file.has_at(0, {"CDF\1", 4}))
         dump_netcdf(file, options.json);
-    else if (file.begins_with({"CDF\2", 4}))
+    else if (file.has_at(0, {"CDF\2", 4}))
         refuse(file, "a netCDF file with 64-bit offsets");
-    else if (file.begins_with({"CDF\5", 4}))
+    else if (file.has_at(0, {"CDF\5", 4}))
         refuse(file, "a netCDF file with 64-bit data");
-    else if (file.begins_with("\x89HDF\r\n\x1a\n"))
+    else if (is_hdf5(file))
         refuse(file, "an HDF5 file, as netCDF-4 files are");
     else
         throw DataError(options.path +

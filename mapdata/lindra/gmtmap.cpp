@@ -92,7 +92,6 @@ constexpr BorderDef border_defs[] = {
 // clang-format on
 
 // --- Binding a file
-// -----------------------------------------------------------------------------------------
 
 // Whether the variable's data lie in the known extent of the header; in an unknown one they are trusted.
 bool lies_in_file(const NetcdfHeader *hdr, const NetcdfVar &variable, int64_t width) {
@@ -118,6 +117,9 @@ int bind_variable(GmtMapFile *file, const BorderDef &def) {
     if (variable->dims_n != 1)
         return fail(0, "gmtmap_process_border_hdr: netcdf \"%s\" variable ndims = %d, must be 1.\n",
                     def.variable, variable->dims_n);
+    if (!variable->dims[0])
+        return fail(0, "gmtmap_process_border_hdr: netcdf \"%s\" variable was not read to its end.\n",
+                    def.variable);
     const NetcdfDim &dimension = *variable->dims[0];
     if (strcmp(dimension.name, def.dimension) != 0)
         return fail(0, "gmtmap_process_border_hdr: netcdf \"%s\" variable dim = \"%s\", must be \"%s\".\n",
@@ -165,7 +167,6 @@ int check_bins(const GmtMapFile *file) {
 }
 
 // --- Choosing the files
-// ---------------------------------------------------------------------------------------
 
 void clear_selection(GmtMap *gmt) {
     for (GmtSelect &selection : gmt->select)
@@ -223,7 +224,6 @@ int load(GmtMapFile *file) {
 }
 
 // --- Indexing the segments
-// ------------------------------------------------------------------------------------
 
 // Cut toward zero; beyond the range of int, its ends.
 int truncated(double value) {
@@ -266,7 +266,7 @@ struct Limits {
     int32_t points = -1;
 };
 
-int make_room(GmtMap *gmt, int32_t need) {
+int make_room(GmtMap *gmt, int64_t need) {
     if (!gmt->segs) {
         gmt->segs_alloc = first_segs;
         const size_t size = first_segs * sizeof(GmtSeg);
@@ -279,7 +279,8 @@ int make_room(GmtMap *gmt, int32_t need) {
         capacity *= 2;
     if (capacity == gmt->segs_alloc) return 0;
     const size_t size = static_cast<size_t>(capacity) * sizeof(GmtSeg);
-    void *grown = realloc(gmt->segs, size);
+    // What the 32-bit capacity cannot tell is a failed allocation too.
+    void *grown = capacity <= INT32_MAX ? realloc(gmt->segs, size) : nullptr;
     if (!grown) return fail(1, "gmtmap_select: realloc(gmt->segs,%ld) error.\n", static_cast<long>(size));
     gmt->segs = static_cast<GmtSeg *>(grown);
     gmt->segs_alloc = static_cast<int32_t>(capacity);
@@ -301,10 +302,8 @@ class Indexer {
         const int count = load_be<int16_t>(file_->bin_nsegs + size_t{2} * static_cast<size_t>(bin));
         if (count == 0) return 0;
         const auto first = load_be<int32_t>(file_->bin_first_seg + size_t{4} * static_cast<size_t>(bin));
-        if (make_room(gmt_, gmt_->nsegs + count) < 0) return -1;
-        if (count > 0 && !Limits::fits(first, count, limits_.segs))
-            return fail(0, "gmtmap_select: bin %d has %d segments from %d, %s has %d.\n", bin, count, first,
-                        file_->name, limits_.segs);
+        if (check_bin(bin, first, count) < 0) return -1;
+        if (make_room(gmt_, int64_t{gmt_->nsegs} + count) < 0) return -1;
 
         const int row = bin / file_->nbins_lon;
         const int col = bin % file_->nbins_lon;
@@ -318,6 +317,20 @@ class Indexer {
     }
 
   private:
+    // Bins that share segments, all of them inside the array, would ask for an index far larger than the
+    // file.
+    int check_bin(int bin, int32_t first, int count) {
+        if (count < 0) return 0;
+        if (!Limits::fits(first, count, limits_.segs))
+            return fail(0, "gmtmap_select: bin %d has %d segments from %d, %s has %d.\n", bin, count, first,
+                        file_->name, limits_.segs);
+        visited_ += count;
+        if (limits_.segs >= 0 && visited_ > limits_.segs)
+            return fail(0, "gmtmap_select: bins to %d have %lld segments, %s has %d.\n", bin,
+                        static_cast<long long>(visited_), file_->name, limits_.segs);
+        return 0;
+    }
+
     int add_segment(int64_t segment, int32_t &nsegs) {
         const auto level = load_be<int16_t>(file_->seg_level + 2 * segment);
         if (!level_is_wanted(selection_.levels, level)) return 0;
@@ -342,12 +355,12 @@ class Indexer {
     const GmtSelect &selection_;
     GmtMapFile *file_;
     Limits limits_;
+    int64_t visited_ = 0; // segments of the bins so far
     double west_ = 0;
     double south_ = 0;
 };
 
 // --- Delivery
-// -------------------------------------------------------------------------------------------------
 
 int allocate_points(int npts, int *nalloc, float **lon, float **lat) {
     const size_t size = static_cast<size_t>(npts) * sizeof(float);
@@ -390,7 +403,6 @@ void convert_points(const GmtSeg &seg, float *lon, float *lat) {
 } // namespace
 
 // --- Entry points
-// -----------------------------------------------------------------------------------------------
 
 int gmtmap_open(GmtMap **gmt) {
     if (!*gmt) {

@@ -34,8 +34,9 @@ InputFile::InputFile(std::string path) : path_(std::move(path)) {
     if (lindra_bound(data_, size_) < 0) throw std::bad_alloc();
 }
 
-bool InputFile::begins_with(std::string_view bytes) const {
-    return size_ >= bytes.size() && memcmp(data_, bytes.data(), bytes.size()) == 0;
+bool InputFile::has_at(size_t offset, std::string_view bytes) const {
+    return offset <= size_ && bytes.size() <= size_ - offset &&
+           memcmp(data_ + offset, bytes.data(), bytes.size()) == 0;
 }
 
 } // namespace lindra::tools

@@ -18,7 +18,7 @@ class InputFile {
     const std::string &path() const { return path_; }
     unsigned char *data() const { return data_; }
     size_t size() const { return size_; }
-    bool begins_with(std::string_view bytes) const;
+    bool has_at(size_t offset, std::string_view bytes) const;
 
   private:
     std::string path_;
