@@ -30,7 +30,8 @@ constexpr const char *description =
 
 constexpr const char *footer =
     "A netCDF-4 file, or one with 64-bit offsets, is answered with the command that converts it.\n"
-    "The layout of --json is told by docs/schemas/dump-netcdf.schema.json.\n"
+    "A JSON Schema tells the layout of --json: share/lindra/schemas/dump-netcdf.schema.json beside the\n"
+    "installed command, docs/schemas in its source.\n"
     "Exit status: 0; 1 when the file is missing, damaged or of no known format; 2 for wrong arguments.\n"
     "\n"
     "Examples:\n"
