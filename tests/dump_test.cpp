@@ -48,6 +48,16 @@ TEST_F(Dump, listing_is_the_librarys) {
     EXPECT_EQ(result.output, read_file(golden + "listing.txt"));
 }
 
+// Its dimensions, attributes and variables are those that `ncdump -h` tells. LINDRA_BLESS=1 writes it anew.
+TEST_F(Dump, listing_of_the_worlds_rivers_is_the_golden_one) {
+    const std::string listing = LINDRA_GOLDEN_DIRECTORY "/binned_river_c/listing.txt";
+    const Result result = run_lindra("dump " LINDRA_TEST_DATA "/maps/lindra/binned_river_c.cdf");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    if (getenv("LINDRA_BLESS")) std::ofstream(listing, std::ios::binary) << result.output;
+    EXPECT_EQ(result.output, read_file(listing));
+}
+
 TEST_F(Dump, json_gives_each_record_the_place_where_its_name_stands) {
     const Result result = run_lindra("dump --json " + golden + "input.nc");
     ASSERT_EQ(result.code, 0);
