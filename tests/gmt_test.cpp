@@ -580,6 +580,7 @@ TEST_F(Gmt, negative_number_of_segments_is_none) {
     const BinnedFile file = one({});
     auto data = file.data();
     data["N_segments_in_a_bin"].replace(0, 2, be16(-1));
+    data["Id_of_first_segment_in_a_bin"].replace(0, 4, be32(-1));
     put("border_c", BinnedFile::join(BinnedFile::header(data), data));
     EXPECT_EQ(lines.select("p:1"), 0);
     EXPECT_EQ(log.take(), Lines{});

@@ -566,6 +566,19 @@ TEST_F(Import, claim_of_more_values_than_the_file_can_hold_is_refused_before_mem
                              " bytes can hold");
 }
 
+TEST_F(Import, line_file_that_claims_more_values_than_it_can_hold_is_refused) {
+    const fs::path name = from() / "binned_river_c.nc";
+    int file = 0, dimension = 0, variable = 0;
+    const size_t chunk = 1 << 20;
+    ASSERT_EQ(nc_create(name.c_str(), NC_NETCDF4, &file), NC_NOERR);
+    nc_def_dim(file, "absurd", 100000000, &dimension);
+    nc_def_var(file, "values", NC_INT, 1, &dimension, &variable);
+    nc_def_var_chunking(file, variable, NC_CHUNKED, &chunk);
+    ASSERT_EQ(nc_close(file), NC_NOERR);
+    EXPECT_EQ(refusal(), name.string() + " claims more values than a file of " +
+                             std::to_string(fs::file_size(name)) + " bytes can hold");
+}
+
 // One int, short, byte or double of a good file replaced, and what import says then.
 struct Damage {
     const char *variable;

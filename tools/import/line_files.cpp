@@ -9,6 +9,7 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
+#include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
 
 #include "lindra/lindra.h"
@@ -88,15 +89,25 @@ class Copy {
         }
     }
 
+    // The most values of a type that the file can hold.
+    size_t most_values_of(nc_type type) const {
+        size_t size = 0;
+        require(nc_inq_type(in_, type, nullptr, &size));
+        return std::min<size_t>(most_values, fs::file_size(from_) * greatest_expansion / size);
+    }
+
     size_t value_count(int index) const {
         int dimensions = 0, ids[NC_MAX_VAR_DIMS];
-        require(nc_inq_var(in_, index, nullptr, nullptr, &dimensions, ids, nullptr));
+        nc_type type = NC_NAT;
+        require(nc_inq_var(in_, index, nullptr, &type, &dimensions, ids, nullptr));
+        const size_t most = most_values_of(type);
         size_t count = 1;
         for (int i = 0; i < dimensions; i++) {
             size_t length = 0;
             require(nc_inq_dimlen(in_, ids[i], &length));
-            if (length > most_values / count)
-                throw DataError(from_.string() + " claims more values than a line file can hold");
+            if (length > most / count)
+                throw DataError(from_.string() + " claims more values than a file of " +
+                                std::to_string(fs::file_size(from_)) + " bytes can hold");
             count *= std::max<size_t>(length, 1);
         }
         return count;

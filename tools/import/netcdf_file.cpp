@@ -13,10 +13,6 @@ namespace lindra::tools {
 
 namespace {
 
-// No stored byte of the compression that these files use stands for more bytes than this (P. Deutsch, RFC
-// 1951, 1996: 258 bytes from two bits). A variable that claims more is not backed by the file.
-constexpr std::uintmax_t greatest_expansion = 1032;
-
 template <class Value>
 constexpr nc_type stored_type = NC_NAT;
 template <>

@@ -10,6 +10,10 @@
 
 namespace lindra::tools {
 
+// No stored byte of the compression that these files use stands for more bytes than this (P. Deutsch, RFC
+// 1951, 1996: 258 bytes from two bits). A variable that claims more is not backed by the file.
+constexpr std::uintmax_t greatest_expansion = 1032;
+
 // A netCDF file opened for reading. Every failure throws DataError, which names the file and, where one is
 // concerned, the variable.
 class NetcdfFile {
