@@ -5,15 +5,12 @@
 
 #include "dump/netcdf_facts.hpp"
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 
 namespace lindra::tools {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int64_t word = 4;
 constexpr int64_t list_head = 2 * word;
@@ -38,13 +35,6 @@ T element(const NetcdfValues &values, int index) {
     return value;
 }
 
-// JSON has no number for these.
-Json number(double value) {
-    if (std::isnan(value)) return "NaN";
-    if (std::isinf(value)) return value > 0 ? "Infinity" : "-Infinity";
-    return value;
-}
-
 Json element_fact(const NetcdfValues &values, int index) {
     switch (values.type) {
     case type_byte:
@@ -54,9 +44,9 @@ Json element_fact(const NetcdfValues &values, int index) {
     case type_int:
         return element<int32_t>(values, index);
     case type_float:
-        return number(static_cast<double>(element<float>(values, index)));
+        return json_number(static_cast<double>(element<float>(values, index)));
     default:
-        return number(element<double>(values, index));
+        return json_number(element<double>(values, index));
     }
 }
 
@@ -140,7 +130,7 @@ class Layout {
 
 } // namespace
 
-nlohmann::ordered_json netcdf_facts(const NetcdfHeader &header) {
+Json netcdf_facts(const NetcdfHeader &header) {
     Layout layout(header.base);
     Json facts;
     facts["format"] = "netCDF classic";

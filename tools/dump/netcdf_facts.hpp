@@ -2,16 +2,16 @@
 #ifndef LINDRA_TOOLS_NETCDF_FACTS_HPP
 #define LINDRA_TOOLS_NETCDF_FACTS_HPP
 
-#include "lindra/lindra.h"
+#include "dump/json.hpp"
 
-#include <nlohmann/json.hpp>
+#include "lindra/lindra.h"
 
 namespace lindra::tools {
 
 // What the listing of a decoded netCDF header says, as JSON: dimensions, attributes and variables with the
 // byte offset at which each begins in the file ("The NetCDF Classic Format Specification", Unidata, 2011).
 // The layout is told by docs/schemas/dump-netcdf.schema.json.
-nlohmann::ordered_json netcdf_facts(const NetcdfHeader &header);
+Json netcdf_facts(const NetcdfHeader &header);
 
 } // namespace lindra::tools
 

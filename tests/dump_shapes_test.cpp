@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+//
+// `lindra dump` of shapefiles and dBase tables. What the library's printers write is told by their own tests;
+// here it is that the command hands it on, whole, and what it adds.
+
+#include "command.hpp"
+#include "dbase_builder.hpp"
+#include "shapefile_builder.hpp"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace lindra::test;
+using Json = nlohmann::json;
+
+struct DumpShapes : testing::Test {
+    TemporaryDirectory directory;
+
+    Result dump(const std::string &bytes, const std::string &options = "") const {
+        return run_lindra("dump " + options + " " + directory.write("file", bytes));
+    }
+
+    Json dump_json(const std::string &bytes) const {
+        const Result result = dump(bytes, "--json");
+        EXPECT_EQ(result.code, 0) << result.errors;
+        return Json::parse(result.output);
+    }
+};
+
+std::string two_records(int type) {
+    return shp::file(type, {shp::record(1, shp::shape(type)), shp::record(2, shp::shape(type))});
+}
+
+bool has(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+} // namespace
+
+TEST_F(DumpShapes, listing_has_the_header_and_every_record) {
+    for (const auto &[type, name] : shp::types) {
+        const Result result = dump(two_records(type));
+        EXPECT_EQ(result.code, 0);
+        EXPECT_EQ(result.errors, "");
+        EXPECT_TRUE(result.output.starts_with("FileHdr:\n  magic=9994\n")) << name;
+        EXPECT_TRUE(has(result.output, "Record(0):\n  offset=100\n")) << name;
+        EXPECT_TRUE(has(result.output, "Record(1):\n")) << name;
+    }
+}
+
+TEST_F(DumpShapes, json_has_every_point_of_every_type) {
+    for (const auto &[type, name] : shp::types) {
+        const Json facts = dump_json(two_records(type));
+        EXPECT_EQ(facts["format"], "ESRI shapefile");
+        EXPECT_EQ(facts["header"]["shape_type"], type);
+        ASSERT_EQ(facts["records"].size(), 2U) << name;
+        const Json &record = facts["records"][1];
+        EXPECT_EQ(record["number"], 2);
+        EXPECT_EQ(record["offset"], 100 + 8 + shp::shape(type).size());
+        EXPECT_EQ(record.contains("points"), type != SHAPE_NULL && !shp::is_point(type)) << name;
+        EXPECT_EQ(record.contains("parts"), shp::has_parts(type)) << name;
+        EXPECT_EQ(record.contains("parttypes"), type == SHAPE_MULTIPATCH) << name;
+        if (shp::is_point(type))
+            EXPECT_EQ(record["x"], shp::x_of(1));
+        else if (type != SHAPE_NULL)
+            EXPECT_EQ(record["points"][2], Json({shp::x_of(2), shp::y_of(2)}));
+        if (shp::has_z(type) && !shp::is_point(type)) EXPECT_EQ(record["zarray"][2], shp::z_of(2));
+        if (shp::has_m(type) && !shp::is_point(type)) EXPECT_EQ(record["marray"][2], shp::m_of(2));
+    }
+}
+
+TEST_F(DumpShapes, file_without_records_has_an_empty_list) {
+    EXPECT_EQ(dump_json(shp::file(SHAPE_POINT, {}))["records"], Json::array());
+}
+
+TEST_F(DumpShapes, what_can_be_read_of_a_damaged_file_comes_before_the_error) {
+    const std::string bytes = two_records(SHAPE_POINT);
+    const std::string cut = bytes.substr(0, bytes.size() - 1);
+    const Result listing = dump(cut);
+    EXPECT_EQ(listing.code, 1);
+    EXPECT_TRUE(has(listing.output, "Record(0):"));
+    EXPECT_FALSE(has(listing.output, "Record(1):"));
+    EXPECT_TRUE(has(listing.errors,
+                    "file is damaged at byte 148: esri_unstuff_stream: y has 1 elements, 7 bytes left."))
+        << listing.errors;
+
+    const Result json = dump(cut, "--json");
+    EXPECT_EQ(json.code, 1);
+    EXPECT_EQ(Json::parse(json.output)["records"].size(), 1U);
+}
+
+TEST_F(DumpShapes, table_is_recognised_and_listed) {
+    const Result result = dump(cities().bytes());
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_TRUE(result.output.starts_with("DbaseFileHDR5:\n  flags=3\n"));
+    EXPECT_TRUE(has(result.output, "\nCologne    1073096c \n"));
+}
+
+TEST_F(DumpShapes, table_as_json_has_fields_and_records_at_their_places) {
+    const RawTable table = cities();
+    const Json facts = dump_json(table.bytes());
+    EXPECT_EQ(facts["format"], "dBase table");
+    EXPECT_EQ(facts["fields"][1]["name"], "PEOPLE");
+    EXPECT_EQ(facts["fields"][1]["type"], "N");
+    EXPECT_EQ(facts["fields"][1]["offset"], 64);
+    ASSERT_EQ(facts["records"].size(), 2U);
+    const size_t place = facts["records"][1]["offset"];
+    EXPECT_EQ(table.bytes().substr(place, 4), "Bonn");
+    EXPECT_TRUE(facts["records"][1]["text"].get<std::string>().starts_with("Bonn "));
+}
+
+TEST_F(DumpShapes, table_with_long_records_is_listed) {
+    RawTable table;
+    table.fields = {{"A", 'C', 255}, {"B", 'C', 255}, {"C", 'C', 255}};
+    table.records = {std::string(765, 'x'), std::string(765, 'y')};
+    const Result result = dump(table.bytes());
+    EXPECT_EQ(result.code, 0) << result.errors;
+    EXPECT_TRUE(has(result.output, "\n" + std::string(765, 'y')));
+}
+
+TEST_F(DumpShapes, table_of_another_level_is_refused_by_the_reader) {
+    RawTable table = cities();
+    table.version = 4;
+    const Result result = dump(table.bytes());
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "dbase level = 0 - only level 5 supported")) << result.errors;
+}
+
+TEST_F(DumpShapes, shapefile_without_its_ending_shows_what_is_there) {
+    directory.write("towns.shp", two_records(SHAPE_POINT));
+    directory.write("towns.shx", shp::header(58, SHAPE_POINT) + std::string(16, '\0'));
+    directory.write("towns.dbf", cities().bytes());
+    directory.write("towns.CPG", "UTF-8\n");
+    const std::string base = (directory.path() / "towns").string();
+    EXPECT_EQ(run_lindra("dump " + base).output,
+              base + ".shp  shapes: RecordPoint\n" + base + ".shx  index: 2 records\n" + base +
+                  ".dbf  attributes: 2 records, 3 fields\n" + base + ".CPG  encoding: UTF-8\n");
+    const Json facts = Json::parse(run_lindra("dump --json " + base).output);
+    ASSERT_EQ(facts.size(), 4U);
+    EXPECT_EQ(facts[3]["holds"], "encoding: UTF-8");
+}
+
+TEST_F(DumpShapes, damaged_siblings_are_told_with_the_others) {
+    directory.write("towns.shp", "short");
+    directory.write("towns.dbf", "");
+    std::filesystem::create_directory(directory.path() / "towns.prj");
+    const std::string base = (directory.path() / "towns").string();
+    const Result result = run_lindra("dump " + base);
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, base + ".shp  shapes: header is cut\n" + base + ".dbf  attributes: damaged\n" +
+                                 base + ".prj  " + base + ".prj cannot be read: it is a directory\n");
+}
+
+TEST_F(DumpShapes, reader_that_goes_away_ends_the_listing_quietly) {
+    const std::vector<std::string> records(20000, shp::record(1, shp::shape(SHAPE_POINT)));
+    const std::string path = directory.write("file", shp::file(SHAPE_POINT, records));
+    const Result result = run_lindra("dump " + path + " | head -n 1");
+    EXPECT_EQ(result.output, "FileHdr:\n");
+    EXPECT_EQ(result.errors, "");
+}

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+
+#include "common/standard_output.hpp"
+
+#include "common/errors.hpp"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace lindra::tools {
+
+void print_to_standard_output(const std::function<void()> &print) {
+    std::signal(SIGPIPE, SIG_IGN); // so that a reader that has gone is an error of the stream
+    errno = 0;
+    print();
+    if (fflush(stdout) == 0 && !ferror(stdout)) return;
+    const int reason = errno;
+    clearerr(stdout);
+    if (reason == EPIPE) throw ReaderGone();
+    throw DataError(std::string("standard output cannot be written: ") + std::strerror(reason));
+}
+
+} // namespace lindra::tools

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_TOOLS_DUMP_DAMAGE_HPP
+#define LINDRA_TOOLS_DUMP_DAMAGE_HPP
+
+#include "common/captured_log.hpp"
+#include "common/errors.hpp"
+#include "common/input_file.hpp"
+
+#include <string>
+
+namespace lindra::tools {
+
+// What to throw when the library's reader stopped at cursor and said why.
+inline DataError damage(const InputFile &file, const unsigned char *cursor, const CapturedLog &log) {
+    return DataError(file.path() + " is damaged at byte " + std::to_string(cursor - file.data()) + ": " +
+                     log.one_line());
+}
+
+} // namespace lindra::tools
+
+#endif
