@@ -33,6 +33,30 @@ std::string two_records(int type) {
     return shp::file(type, {shp::record(1, shp::shape(type)), shp::record(2, shp::shape(type))});
 }
 
+void expect_members(const Json &record, int type, const char *name) {
+    const bool has_points = type != SHAPE_NULL && !shp::is_point(type);
+    EXPECT_EQ(record.contains("points"), has_points) << name;
+    EXPECT_EQ(record.contains("parts"), shp::has_parts(type)) << name;
+    EXPECT_EQ(record.contains("parttypes"), type == SHAPE_MULTIPATCH) << name;
+    EXPECT_EQ(record.value("x", 0.0), shp::is_point(type) ? shp::x_of(1) : 0.0) << name;
+    if (has_points) {
+        EXPECT_EQ(record["points"][2], Json({shp::x_of(2), shp::y_of(2)})) << name;
+    }
+    if (has_points && shp::has_z(type)) {
+        EXPECT_EQ(record["zarray"][2], shp::z_of(2)) << name;
+    }
+    if (has_points && shp::has_m(type)) {
+        EXPECT_EQ(record["marray"][2], shp::m_of(2)) << name;
+    }
+}
+
+std::string lines_of(const std::string &base, const std::vector<std::string> &facts) {
+    std::string lines;
+    for (const std::string &fact : facts)
+        lines.append(base).append(fact).append("\n");
+    return lines;
+}
+
 bool has(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
@@ -59,15 +83,7 @@ TEST_F(DumpShapes, json_has_every_point_of_every_type) {
         const Json &record = facts["records"][1];
         EXPECT_EQ(record["number"], 2);
         EXPECT_EQ(record["offset"], 100 + 8 + shp::shape(type).size());
-        EXPECT_EQ(record.contains("points"), type != SHAPE_NULL && !shp::is_point(type)) << name;
-        EXPECT_EQ(record.contains("parts"), shp::has_parts(type)) << name;
-        EXPECT_EQ(record.contains("parttypes"), type == SHAPE_MULTIPATCH) << name;
-        if (shp::is_point(type))
-            EXPECT_EQ(record["x"], shp::x_of(1));
-        else if (type != SHAPE_NULL)
-            EXPECT_EQ(record["points"][2], Json({shp::x_of(2), shp::y_of(2)}));
-        if (shp::has_z(type) && !shp::is_point(type)) EXPECT_EQ(record["zarray"][2], shp::z_of(2));
-        if (shp::has_m(type) && !shp::is_point(type)) EXPECT_EQ(record["marray"][2], shp::m_of(2));
+        expect_members(record, type, name);
     }
 }
 
@@ -136,8 +152,8 @@ TEST_F(DumpShapes, shapefile_without_its_ending_shows_what_is_there) {
     directory.write("towns.CPG", "UTF-8\n");
     const std::string base = (directory.path() / "towns").string();
     EXPECT_EQ(run_lindra("dump " + base).output,
-              base + ".shp  shapes: RecordPoint\n" + base + ".shx  index: 2 records\n" + base +
-                  ".dbf  attributes: 2 records, 3 fields\n" + base + ".CPG  encoding: UTF-8\n");
+              lines_of(base, {".shp  shapes: RecordPoint", ".shx  index: 2 records",
+                              ".dbf  attributes: 2 records, 3 fields", ".CPG  encoding: UTF-8"}));
     const Json facts = Json::parse(run_lindra("dump --json " + base).output);
     ASSERT_EQ(facts.size(), 4U);
     EXPECT_EQ(facts[3]["holds"], "encoding: UTF-8");
@@ -150,8 +166,8 @@ TEST_F(DumpShapes, damaged_siblings_are_told_with_the_others) {
     const std::string base = (directory.path() / "towns").string();
     const Result result = run_lindra("dump " + base);
     EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(result.output, base + ".shp  shapes: header is cut\n" + base + ".dbf  attributes: damaged\n" +
-                                 base + ".prj  " + base + ".prj cannot be read: it is a directory\n");
+    EXPECT_EQ(result.output, lines_of(base, {".shp  shapes: header is cut", ".dbf  attributes: damaged",
+                                             ".prj  " + base + ".prj cannot be read: it is a directory"}));
 }
 
 TEST_F(DumpShapes, reader_that_goes_away_ends_the_listing_quietly) {

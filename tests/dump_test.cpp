@@ -87,11 +87,11 @@ TEST_F(Dump, other_forms_of_netcdf_are_answered_with_the_command_that_converts_t
 TEST_F(Dump, hdf5_behind_a_block_of_the_users_own_is_recognised) {
     const std::string path = (directory.path() / "file").string();
     const std::string signature = "\x89HDF\r\n\x1a\n";
-    for (const size_t block : {512, 1024, 2048, 1 << 20})
+    for (const size_t block : {512U, 1024U, 2048U, 1U << 20})
         expect_refusal(std::string(block, 'u') + signature,
                        " is an HDF5 file, as netCDF-4 files are; convert it with `nccopy -k classic " + path +
                            " OUT` (package netcdf-bin)");
-    for (const size_t block : {256, 511, 513, 1536})
+    for (const size_t block : {256U, 511U, 513U, 1536U})
         expect_refusal(std::string(block, 'u') + signature + std::string(2000, 'u'),
                        " is of no format that lindra can print");
     expect_refusal(std::string(512, 'u') + signature.substr(0, 7), " is of no format that lindra can print");
