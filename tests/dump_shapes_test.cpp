@@ -134,7 +134,7 @@ TEST_F(DumpShapes, table_with_long_records_is_listed) {
     table.records = {std::string(765, 'x'), std::string(765, 'y')};
     const Result result = dump(table.bytes());
     EXPECT_EQ(result.code, 0) << result.errors;
-    EXPECT_TRUE(has(result.output, "\n" + std::string(765, 'y')));
+    EXPECT_TRUE(has(result.output, std::string(1, '\n').append(765, 'y')));
 }
 
 TEST_F(DumpShapes, table_of_another_level_is_refused_by_the_reader) {

@@ -42,7 +42,7 @@ bool is_hdf5(const InputFile &file) {
 // The path as a word of a shell's command line, which no program takes for an option.
 std::string shell_word(const std::string &path) {
     constexpr const char *plain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+=:,./@%";
-    const std::string word = (path.starts_with('-') ? "./" : "") + path;
+    std::string word = (path.starts_with('-') ? "./" : "") + path;
     if (word.find_first_not_of(plain) == std::string::npos) return word;
     std::string quoted = "'";
     for (const char letter : word)
