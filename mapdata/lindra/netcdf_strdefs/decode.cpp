@@ -18,6 +18,7 @@
 
 #include "lindra.h"
 
+#include "allocate.hpp"
 #include "fail.hpp"
 #include "netcdf_strdefs/types.hpp"
 #include "stream.hpp"
@@ -28,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 
+using lindra::allocate;
 using lindra::fail;
 using lindra::Stream;
 using namespace lindra::netcdf;
@@ -49,13 +51,12 @@ int64_t padded(int64_t size) {
     return rest > 0 ? size - rest + alignment : size;
 }
 
-// The allocators never ask for nothing, which some systems answer with null: an empty list is no failed
-// allocation. A size or count below zero is one.
-void *allocate(int64_t size, int closing) {
-    if (size < 0) return nullptr;
-    return malloc(static_cast<size_t>(std::max<int64_t>(size + closing, 1)));
+// The size of a text with its closing zero byte. A size below zero stays as it is.
+int64_t closed(int64_t size) {
+    return size < 0 ? size : size + 1;
 }
 
+// As allocate does, of count elements.
 template <class T>
 T *allocate_zeroed(int32_t count) {
     if (count < 0) return nullptr;
@@ -72,7 +73,7 @@ int unstuff_string(Stream &stream, char *&out) {
     if (stream.lacks(padded(length), 1))
         return fail(0, "netcdf_unstuff_string: name has %d bytes, %zu bytes left.\n", length, stream.left());
 
-    auto *text = static_cast<char *>(allocate(length, 1));
+    auto *text = static_cast<char *>(allocate(closed(length)));
     if (!text) return fail(1, "netcdf_unstuff_string: malloc() error.\n");
     const auto size = static_cast<size_t>(length);
     memcpy(text, stream.bytes(static_cast<size_t>(padded(length))), size);
@@ -107,7 +108,7 @@ int unstuff_values(Stream &stream, NetcdfValues *values) {
                     width, stream.left());
 
     const bool is_text = values->type == NC_CHAR;
-    void *block = allocate(size, is_text ? 1 : 0);
+    void *block = allocate(is_text ? closed(size) : size);
     // Deliberate: the message leaves out the zero byte asked for behind a text, and its 32-bit number wraps.
     if (!block)
         return fail(1, "netcdf_unstuff_values: malloc(values->values,%d) error.\n", static_cast<int>(size));
