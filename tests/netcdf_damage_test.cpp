@@ -4,7 +4,7 @@
 // page.
 
 #include "allocations.hpp"
-#include "guarded_buffer.hpp"
+#include "bounded_buffer.hpp"
 #include "log_capture.hpp"
 #include "netcdf_builder.hpp"
 
@@ -22,12 +22,6 @@ namespace {
 bool contains(const std::string &line, const char *text) {
     return line.find(text) != std::string::npos;
 }
-
-// A buffer of a known extent.
-struct BoundedBuffer : GuardedBuffer {
-    explicit BoundedBuffer(const std::string &bytes) : GuardedBuffer(bytes) { lindra_bound(data(), size()); }
-    ~BoundedBuffer() { lindra_unbound(data()); }
-};
 
 struct NetcdfDamage : testing::Test {
     LogCapture log;

@@ -342,7 +342,8 @@ typedef struct DbaseFile {
  * mark, the flag behind that reads as a blank.
  *
  * Returns 0; or -1 for a table of another level, one that does not fit in the known extent of *cursor, a
- * number of records times their size beyond 32 bits, or exhausted memory. What was decoded before stays. */
+ * number of records times their size that is negative in 32 bits, or exhausted memory. What was decoded
+ * before stays; records of an earlier file only when the level is refused. */
 LINDRA_API int esri_decode_dbase_file(DbaseFile *dbf, unsigned char *base, unsigned char **cursor);
 
 /* esri_get_dbase_fields makes *fields an array of the text (C) and number (N) fields of record index, from 0:
@@ -350,8 +351,8 @@ LINDRA_API int esri_decode_dbase_file(DbaseFile *dbf, unsigned char *base, unsig
  * held is released with its texts; the caller releases the last one with freearr(*fields, free). Fields of
  * other types are passed over without their width, so that what follows one is read too far to the left.
  *
- * Returns 0, with a null *fields where the table has no records block; or -1 for an index out of range, a
- * field that reaches beyond the record, or exhausted memory. */
+ * Returns 0, with a null *fields where the table has no records block; or -1 for a field outside the block,
+ * as those of an index out of range are, or exhausted memory. *fields then holds the fields before. */
 LINDRA_API int esri_get_dbase_fields(DbaseFile *dbf, int index, Arr **fields);
 
 /* esri_print_dbase_file prints header, descriptors and the text of each record to standard output; prefix

@@ -144,13 +144,14 @@ class Engine {
     static void print(const char *prefix, int str_type, const void *structure, int index) {
         const StrdefsEntry *entry = find(str_type);
         if (!entry) return;
-        const Indentation fields = indented(prefix, "  ");
         if (!entry->fields) {
             // Hooks print what they are given and change nothing.
-            if (entry->print) entry->print(fields.data(), const_cast<void *>(structure), index);
+            if (entry->print)
+                entry->print(indented(prefix, "  ").data(), const_cast<void *>(structure), index);
             return;
         }
         print_head(prefix, Registry::structure_name(str_type), index);
+        const Indentation fields = indented(prefix, "  ");
         for (const Strdef &row : entry->rows())
             print_row(row, fields.data(), static_cast<const unsigned char *>(structure));
     }

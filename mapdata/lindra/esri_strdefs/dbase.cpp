@@ -42,6 +42,17 @@ int32_t product(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(int64_t{a} * b));
 }
 
+// Of all records together.
+int32_t records_size(const DbaseFile &dbf) {
+    return product(dbf.header.hdr5.numrecs, record_size(dbf));
+}
+
+// The size of the block stands in the header, so that neither outlives the other.
+void drop_records(DbaseFile &dbf) {
+    free(dbf.records);
+    dbf.records = nullptr;
+}
+
 int decode_level(DbaseFile &dbf, const Source &source) {
     const unsigned char *version = source.stream.peek(1);
     if (!version) return fail(0, "esri_decode_dbase_file: file is empty.\n");
@@ -64,7 +75,7 @@ int decode_descriptor(DbaseFile &dbf, Source &source) {
     }
     if (settbl(dbf.fields, -1, descriptor) < 0) {
         free(descriptor);
-        return fail(1, "esri_decode_dbase_file: settbl() error.\n");
+        return fail(0, "esri_decode_dbase_file: settbl() error.\n");
     }
     return 0;
 }
@@ -88,16 +99,14 @@ void skip_to_fields(const DbaseFile &dbf, Source &source) {
 
 // Many files end with the last record, without the mark that stands in the place of a next record's flag.
 int copy_records(DbaseFile &dbf, Source &source) {
-    free(dbf.records);
-    dbf.records = nullptr;
-    const int32_t size = product(dbf.header.hdr5.numrecs, record_size(dbf));
+    const int32_t size = records_size(dbf);
     const size_t there = std::min(source.stream.left(), source.copyable);
     const size_t wanted = size < 0 ? 0 : static_cast<size_t>(size);
     if (wanted > there && wanted - 1 > there)
         return fail(0, "esri_decode_dbase_file: records have %d bytes, %zu bytes left.\n", size, there);
 
     auto *records = static_cast<char *>(allocate(size));
-    if (!records) return fail(1, "esri_decode_dbase_file: malloc(%d) error.\n", size);
+    if (!records) return fail(0, "esri_decode_dbase_file: malloc(%d) error.\n", size);
     const size_t copied = std::min(wanted, there);
     memcpy(records, source.stream.pos(), copied);
     if (copied < wanted) records[copied] = ' ';
@@ -120,29 +129,30 @@ struct Text {
 
 int keep_field(Arr *fields, const char *key, const char *text) {
     char *value = strdup(text);
-    if (!value) return fail(1, "esri_get_dbase_fields: strdup(%s) error.\n", text);
+    if (!value) return fail(0, "esri_get_dbase_fields: strdup(%s) error.\n", text);
     void *earlier = getarr(fields, key);
     if (setarr(fields, key, value) < 0) {
         free(value);
-        return fail(1, "esri_get_dbase_fields: setarr(%s) error.\n", key);
+        return fail(0, "esri_get_dbase_fields: setarr(%s) error.\n", key);
     }
     free(earlier);
     return 0;
 }
 
-int get_fields(const DbaseFile &dbf, const char *slot, Arr *fields) {
-    int32_t offset = 0;
+// Deliberate: neither the number of records nor the size of one is a limit, only the end of the block.
+int get_fields(const DbaseFile &dbf, int index, Arr *fields) {
+    int64_t at = product(index, record_size(dbf));
     for (int i = 0; i < counttbl(dbf.fields); i++) {
         const auto *field = static_cast<const DBASEFIELDDESCR5 *>(gettbl(dbf.fields, i));
         // Deliberate: a field of another type does not count, so that those after it are read too far left.
         if (field->type != 'C' && field->type != 'N') continue;
         const Text key(field->name, sizeof field->name);
-        if (field->length > record_size(dbf) - offset)
-            return fail(0, "esri_get_dbase_fields: field %s ends at byte %d of a record of %d.\n", key.buffer,
-                        offset + field->length, record_size(dbf));
-        const Text value(slot + offset, field->length);
+        if (at < 0 || at + field->length > records_size(dbf))
+            return fail(0, "esri_get_dbase_fields: field %s of record %d is outside the %d bytes of records.\n",
+                        key.buffer, index, records_size(dbf));
+        const Text value(dbf.records + at, field->length);
         if (keep_field(fields, key.buffer, value.buffer) < 0) return -1;
-        offset += field->length;
+        at += field->length;
     }
     return 0;
 }
@@ -153,7 +163,7 @@ int get_fields(const DbaseFile &dbf, const char *slot, Arr *fields) {
 int32_t slots(const DbaseFile &dbf) {
     const int32_t size = record_size(dbf);
     if (!dbf.records || size <= 0) return 0;
-    return std::min(dbf.header.hdr5.numrecs, product(dbf.header.hdr5.numrecs, size) / size);
+    return std::min(dbf.header.hdr5.numrecs, records_size(dbf) / size);
 }
 
 void print_slots(const DbaseFile &dbf) {
@@ -181,6 +191,7 @@ int decode_dbase_file(DbaseFile &dbf, Source &source) {
         dbf.fields = newtbl(0);
     if (!dbf.fields) return fail(0, "esri_decode_dbase_file: newtbl() error.\n");
     if (decode_level(dbf, source) < 0) return -1;
+    drop_records(dbf);
     const bool is_level_7 = dbf.level == 7;
     if (unstuff_into(is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
         return fail_unstuff();
@@ -205,11 +216,9 @@ int esri_get_dbase_fields(DbaseFile *dbf, int index, Arr **fields) {
     freearr(*fields, free);
     *fields = nullptr;
     if (!dbf->records) return 0;
-    if (index < 0 || index >= slots(*dbf))
-        return fail(0, "esri_get_dbase_fields: there is no record %d among %d.\n", index, slots(*dbf));
     *fields = newarr(nullptr);
     if (!*fields) return fail(0, "esri_get_dbase_fields: newarr() error.\n");
-    return get_fields(*dbf, dbf->records + static_cast<ptrdiff_t>(index) * record_size(*dbf), *fields);
+    return get_fields(*dbf, index, *fields);
 }
 
 void esri_print_dbase_file(const char *prefix, DbaseFile *dbf) {

@@ -42,7 +42,7 @@ int decode_next(SHPFILE &file, int32_t &remaining, Source &source) {
     }
     if (settbl(file.records, -1, record) < 0) {
         lindra_free_esri(ESRI_RECORD, record);
-        return fail(1, "esri_decode_shapefile: settbl() error.\n");
+        return fail(0, "esri_decode_shapefile: settbl() error.\n");
     }
     const int64_t size = record_header_size + int64_t{2} * record->hdr.length;
     remaining = static_cast<int32_t>(static_cast<uint32_t>(remaining - size));
