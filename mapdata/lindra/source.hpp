@@ -4,8 +4,6 @@
 
 #include "stream.hpp"
 
-#include <cstddef>
-
 namespace lindra {
 
 // What the decoding of one structure and of all that is nested in it reads from. The extent is looked up
@@ -17,8 +15,7 @@ struct Source {
 
     unsigned char *base; // the first byte of the caller's buffer, for offsets
     Stream stream;
-    size_t copyable = stream.left(); // bytes that may still be copied without being consumed
-    int depth = 0;                   // of hooks within hooks
+    int depth = 0; // of hooks within hooks
 };
 
 } // namespace lindra

@@ -100,7 +100,7 @@ void skip_to_fields(const DbaseFile &dbf, Source &source) {
 // Many files end with the last record, without the mark that stands in the place of a next record's flag.
 int copy_records(DbaseFile &dbf, Source &source) {
     const int32_t size = records_size(dbf);
-    const size_t there = std::min(source.stream.left(), source.copyable);
+    const size_t there = source.stream.left();
     const size_t wanted = size < 0 ? 0 : static_cast<size_t>(size);
     if (wanted > there && wanted - 1 > there)
         return fail(0, "esri_decode_dbase_file: records have %d bytes, %zu bytes left.\n", size, there);
@@ -110,7 +110,6 @@ int copy_records(DbaseFile &dbf, Source &source) {
     const size_t copied = std::min(wanted, there);
     memcpy(records, source.stream.pos(), copied);
     if (copied < wanted) records[copied] = ' ';
-    source.copyable -= copied;
     dbf.records = records;
     return 0;
 }
