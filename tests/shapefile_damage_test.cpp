@@ -137,7 +137,7 @@ TEST_F(ShapefileDamage, hostile_counts_of_parts_and_points_end_in_a_message_or_a
     for (auto [type, name] : shp::types) {
         if (type == SHAPE_NULL || shp::is_point(type)) continue;
         const size_t left = shp::shape(type).size() - 44;
-        for (size_t offset : {36, 40}) {
+        for (size_t offset : {size_t{36}, size_t{40}}) {
             for (int32_t n : hostile_counts(left)) {
                 SCOPED_TRACE(testing::Message() << name << " " << n << " at " << offset);
                 const int status = decode_with(type, offset, n);
