@@ -147,7 +147,8 @@ int get_fields(const DbaseFile &dbf, int index, Arr *fields) {
         if (field->type != 'C' && field->type != 'N') continue;
         const Text key(field->name, sizeof field->name);
         if (at < 0 || at + field->length > records_size(dbf))
-            return fail(0, "esri_get_dbase_fields: field %s of record %d is outside the %d bytes of records.\n",
+            return fail(0,
+                        "esri_get_dbase_fields: field %s of record %d is outside the %d bytes of records.\n",
                         key.buffer, index, records_size(dbf));
         const Text value(dbf.records + at, field->length);
         if (keep_field(fields, key.buffer, value.buffer) < 0) return -1;
