@@ -348,7 +348,7 @@ TEST_F(Dbase, field_beyond_its_record_is_read_in_the_next) {
 
 TEST_F(Dbase, index_without_a_record_is_refused) {
     ASSERT_EQ(decode(cities().bytes()), 0);
-    for (int index : {2, -1, 1000, INT_MAX, -1000}) {
+    for (int index : {2, -1, 1000, INT_MAX, -1000, 214748365}) {
         EXPECT_EQ(esri_get_dbase_fields(&dbf, index, &fields), -1);
         EXPECT_EQ(log.take(), Lines{"0 esri_get_dbase_fields: field NAME of record " + std::to_string(index) +
                                     " is outside the 40 bytes of records.\n"});

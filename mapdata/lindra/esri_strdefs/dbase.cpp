@@ -140,7 +140,7 @@ int keep_field(Arr *fields, const char *key, const char *text) {
 
 // Deliberate: neither the number of records nor the size of one is a limit, only the end of the block.
 int get_fields(const DbaseFile &dbf, int index, Arr *fields) {
-    int64_t at = product(index, record_size(dbf));
+    int64_t at = int64_t{index} * record_size(dbf);
     for (int i = 0; i < counttbl(dbf.fields); i++) {
         const auto *field = static_cast<const DBASEFIELDDESCR5 *>(gettbl(dbf.fields, i));
         // Deliberate: a field of another type does not count, so that those after it are read too far left.
