@@ -9,6 +9,7 @@
 #include "map/chart.hpp"
 #include "map/coast.hpp"
 #include "map/drawing.hpp"
+#include "map/map_lines.hpp"
 #include "map/options.hpp"
 #include "map/projection.hpp"
 #include "map/resolution.hpp"
@@ -31,7 +32,7 @@ struct Options {
     std::string output = "world.png";
     std::string window;
     std::string resolution = "auto";
-    std::string layers = "coast,land,lakes,islands,ponds";
+    std::string layers = "coast,land,lakes,islands,ponds,borders:national,rivers:1-2";
     std::string projection = "plate-carree";
     std::string centre;
     std::string size;
@@ -88,19 +89,28 @@ MapRequest request_for(const Options &options) {
     return request;
 }
 
+void add_layers(Drawing &drawing, const Layers &layers, char resolution) {
+    const bool needs_coast = layers.coast || layers.has_areas();
+    for (const MapLine &line : read_lines(resolution, layers, drawing.surroundings()))
+        drawing.add(line);
+    if (needs_coast)
+        Coastline(resolution).visit(drawing.surroundings(), [&](const Polygon &polygon) {
+            drawing.add(polygon);
+        });
+}
+
 void draw_map(const Options &options) {
     const FileType type = file_type_of(options.output);
     const MapRequest request = request_for(options);
     Drawing drawing(chart_for(options), request);
-    const char resolution = choose_resolution(options.resolution, drawing.km_per_pixel());
+    const char resolution =
+        choose_resolution(options.resolution, drawing.km_per_pixel(), request.layers.files());
     OutputFile file(options.output);
-    Coastline(resolution).visit(drawing.surroundings(), [&](const Polygon &polygon) {
-        drawing.add(polygon);
-    });
+    add_layers(drawing, request.layers, resolution);
     file.write(drawing.paint(type));
     file.commit();
-    fprintf(stderr, "lindra: %s: %d x %d pixels, coastlines in %s resolution\n", options.output.c_str(),
-            drawing.width(), drawing.height(), resolution_name(resolution));
+    fprintf(stderr, "lindra: %s: %d x %d pixels, %s resolution\n", options.output.c_str(), drawing.width(),
+            drawing.height(), resolution_name(resolution));
 }
 
 // Breaks lines at blanks, every line indented.

@@ -8,13 +8,16 @@
 #include "common/errors.hpp"
 #include "map/coast.hpp"
 #include "map/export.hpp"
+#include "map/map_lines.hpp"
 #include "map/options.hpp"
 #include "map/resolution.hpp"
 
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace lindra::tools {
 
@@ -60,11 +63,12 @@ Format parse_format(const std::string &name) {
     throw UsageError("there is no format '" + name + "'; the formats are text, geojson and geojsonseq");
 }
 
-Layers parse_area_layers(const std::string &text) {
+Layers parse_segment_layers(const std::string &text) {
     const Layers layers = parse_layers(text);
     if (layers.coast)
         throw UsageError(
-            "the layer coast is drawn only; segments has the areas land, lakes, islands and ponds");
+            "the layer coast is drawn only; segments has the areas land, lakes, islands and ponds and the "
+            "lines borders and rivers");
     return layers;
 }
 
@@ -81,10 +85,12 @@ class SegmentWriter {
         if (format_ == Format::geojson) output_.write("{\"type\":\"FeatureCollection\",\"features\":[");
     }
 
-    void write(const Polygon &polygon, const Window &window) {
+    // A polygon or a line.
+    template <class Shape>
+    void write(const Shape &shape, const Window &window) {
         if (format_ == Format::text)
-            output_.write(to_text(polygon, window));
-        else if (const std::string feature = to_feature(polygon, window); !feature.empty())
+            output_.write(to_text(shape, window));
+        else if (const std::string feature = to_feature(shape, window); !feature.empty())
             write_feature(feature);
     }
 
@@ -111,14 +117,22 @@ class SegmentWriter {
 
 void write_segments(const Options &options) {
     const Window window = parse_window(options.window);
-    const Layers layers = parse_area_layers(options.layers);
+    const Layers layers = parse_segment_layers(options.layers);
     const Format format = parse_format(options.format);
-    Coastline coastline(choose_resolution(options.resolution, km_per_pixel(window)));
+    const char resolution = choose_resolution(options.resolution, km_per_pixel(window), layers.files());
+
+    // All files are opened before anything is written.
+    const std::vector<MapLine> lines = read_lines(resolution, layers, window);
+    std::optional<Coastline> coastline;
+    if (layers.has_areas()) coastline.emplace(resolution);
 
     SegmentWriter writer(format, options.output);
-    coastline.visit(window, [&](const Polygon &polygon) {
-        if (layers.has_level(polygon.level)) writer.write(polygon, window);
-    });
+    if (coastline)
+        coastline->visit(window, [&](const Polygon &polygon) {
+            if (layers.has_level(polygon.level)) writer.write(polygon, window);
+        });
+    for (const MapLine &line : lines)
+        writer.write(line, window);
     writer.finish();
 }
 

@@ -71,22 +71,26 @@ PlaneLines AzimuthalChart::area(const Polygon &polygon) const {
     return projected(disc_.area(rings, opposite_of_window(), false));
 }
 
-PlaneLines AzimuthalChart::shore(const Polygon &polygon) const {
-    if (!has_sides())
-        return projected(disc_.pieces(polygon.pole == 0 ? closed(polygon.shore) : polygon.shore));
+// What of the lines lies in the disc.
+PlaneLines AzimuthalChart::seen(const std::vector<Line> &lines) const {
     PlaneLines result;
-    for (const Line &line : shore_pieces(polygon, surroundings()))
+    for (const Line &line : lines)
         for (const Line &piece : disc_.pieces(line))
             result.push_back(projection().project(piece));
     return result;
 }
 
+PlaneLines AzimuthalChart::shore(const Polygon &polygon) const {
+    if (has_sides()) return seen(shore_pieces(polygon, surroundings()));
+    return seen({polygon.pole == 0 ? closed(polygon.shore) : polygon.shore});
+}
+
+PlaneLines AzimuthalChart::course(const Line &line) const {
+    return has_sides() ? seen(line_pieces(line, surroundings())) : seen({line});
+}
+
 PlaneLines AzimuthalChart::line(const Line &line) const {
-    PlaneLines result;
-    for (const Line &part : clip_line(line, window()))
-        for (const Line &piece : disc_.pieces(part))
-            result.push_back(projection().project(piece));
-    return result;
+    return seen(clip_line(line, window()));
 }
 
 PlaneLines AzimuthalChart::region() const {

@@ -16,6 +16,7 @@ class AzimuthalChart : public Chart {
 
     PlaneLines area(const Polygon &polygon) const override;
     PlaneLines shore(const Polygon &polygon) const override;
+    PlaneLines course(const Line &line) const override;
     PlaneLines line(const Line &line) const override;
     PlaneLines region() const override;
     PlaneLines border() const override;
@@ -26,6 +27,7 @@ class AzimuthalChart : public Chart {
     bool has_sides() const;
     bool reaches_rim() const { return radius_ >= kind().rim; }
     Point opposite_of_window() const;
+    PlaneLines seen(const std::vector<Line> &lines) const;
     PlaneLines projected(const std::vector<Line> &lines) const;
 
     double radius_; // of the disc, degrees

@@ -143,6 +143,17 @@ void Canvas::stroke(const Colour &colour, double width) {
         cairo_new_path(context_);
 }
 
+// Ends are flat, so that short gaps stay open.
+void Canvas::stroke(const Stroke &stroke, double unit) {
+    if (stroke.dash == 0) return this->stroke(stroke.colour, stroke.width * unit);
+    const double dashes[] = {stroke.dash * unit, stroke.gap * unit};
+    cairo_save(context_);
+    cairo_set_dash(context_, dashes, static_cast<int>(std::size(dashes)), 0);
+    cairo_set_line_cap(context_, CAIRO_LINE_CAP_BUTT);
+    this->stroke(stroke.colour, stroke.width * unit);
+    cairo_restore(context_);
+}
+
 void Canvas::write(const std::string &text, double size, PlanePoint start, const Colour &colour) {
     select_font(context_, size);
     set_colour(colour);

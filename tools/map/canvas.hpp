@@ -44,6 +44,9 @@ class Canvas {
     void fill(const Colour &colour);
     void stroke(const Colour &colour, double width);
 
+    // Of lengths that many pixels to the unit.
+    void stroke(const Stroke &stroke, double unit);
+
     // start: of the base line. A halo keeps the text readable on lines.
     void write(const std::string &text, double size, PlanePoint start, const Colour &colour);
     void write_with_halo(const std::string &text, double size, PlanePoint start, const Colour &colour,

@@ -29,6 +29,9 @@ class Chart {
     // The pieces of the polygon's outline round the region.
     virtual PlaneLines shore(const Polygon &polygon) const = 0;
 
+    // The pieces of a line, given at any multiple of 360 degrees, round the region.
+    virtual PlaneLines course(const Line &line) const = 0;
+
     // The pieces of a line, given in the window's longitudes, that lie in the window.
     virtual PlaneLines line(const Line &line) const = 0;
 

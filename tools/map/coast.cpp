@@ -9,13 +9,13 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "map/map_file.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <string_view>
 
 namespace lindra::tools {
 
@@ -29,24 +29,6 @@ constexpr double beyond_everything = 1e9;
 constexpr int ice_front = 5;                 // the highest level, which is never selected
 constexpr double widest_shore = 540;         // a turn round a pole, and bays that reach back over its ends
 constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
-
-constexpr const char *import_again = "; import it again";
-
-std::string taken(char *text) {
-    const std::unique_ptr<char, decltype(&free)> owned(text, free);
-    return text ? text : "";
-}
-
-std::string find_file(char resolution) {
-    const std::string relative = std::string("maps/lindra/gshhs_") + resolution + ".b";
-    std::string path = taken(datafile(nullptr, relative.c_str()));
-    if (!path.empty()) return path;
-    const std::string places = replaced(taken(lindra_data_directories(nullptr)), '\n', ", ");
-    throw DataError(
-        "there is no " + relative + " in " + (places.empty() ? "any data directory" : places) +
-        "; get it with `./dev data` in the source tree, or install the package gmt-gshhg-low, -high or "
-        "-full and `lindra import /usr/share/gmt-gshhg`");
-}
 
 // How far a file can be read: whole polygons, and the byte where the next one begins.
 struct Readable {
@@ -79,22 +61,10 @@ bool is_sound(const GSHHSHdr &hdr) {
            hdr.east - hdr.west <= turn;
 }
 
-// The fewest and the most whole turns by which a range of longitudes is to be shifted to meet another.
-struct Turns {
-    int first, last;
-};
-
-Turns turns(double west, double east, const Window &window) {
-    return {static_cast<int>(std::ceil((window.west - east) / 360)),
-            static_cast<int>(std::floor((window.east - west) / 360))};
-}
-
-bool meets(const GSHHSHdr &hdr, const Window &window) {
-    if (hdr.north * degrees + box_margin < window.south || hdr.south * degrees - box_margin > window.north)
-        return false;
-    const auto [first, last] =
-        turns(hdr.west * degrees - box_margin, hdr.east * degrees + box_margin, window);
-    return first <= last;
+// In degrees.
+Window box_of(const GSHHSHdr &hdr) {
+    return {hdr.west * degrees - box_margin, hdr.east * degrees + box_margin,
+            hdr.south * degrees - box_margin, hdr.north * degrees + box_margin};
 }
 
 // Round a pole the way from the last point to the first is a whole turn.
@@ -198,7 +168,7 @@ struct Coastline::Source {
 };
 
 Coastline::Coastline(char resolution) : source_(std::make_unique<Source>()) {
-    source_->path = find_file(resolution);
+    source_->path = find_map_file(MapFile::coast, resolution);
     source_->select(resolution);
 }
 
@@ -208,7 +178,7 @@ void Coastline::visit(const Window &window, const std::function<void(const Polyg
     Polygon polygon;
     for (int i = 0; i < source_->map->nsegs; i++) {
         const GSHHSHdr &hdr = source_->map->segs[i].hdr;
-        if (hdr.n == 0 || !meets(hdr, window)) continue;
+        if (hdr.n == 0 || !meets(box_of(hdr), window)) continue;
         source_->read(i, polygon);
         visit(polygon);
     }
@@ -220,27 +190,6 @@ Ring Polygon::area() const {
     ring.push_back({shore.back().lon, 90.0 * pole});
     ring.push_back({shore.front().lon, 90.0 * pole});
     return ring;
-}
-
-std::vector<double> copies(const Ring &ring, const Window &window) {
-    if (ring.empty()) return {};
-    const auto [west, east] =
-        std::minmax_element(ring.begin(), ring.end(), [](Point a, Point b) { return a.lon < b.lon; });
-    const auto [south, north] =
-        std::minmax_element(ring.begin(), ring.end(), [](Point a, Point b) { return a.lat < b.lat; });
-    if (north->lat < window.south || south->lat > window.north) return {};
-    std::vector<double> result;
-    const auto [first, last] = turns(west->lon, east->lon, window);
-    for (int turn = first; turn <= last; turn++)
-        result.push_back(360.0 * turn);
-    return result;
-}
-
-Ring shifted(const Ring &ring, double longitude) {
-    Ring result = ring;
-    for (Point &point : result)
-        point.lon += longitude;
-    return result;
 }
 
 } // namespace lindra::tools

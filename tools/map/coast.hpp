@@ -8,6 +8,7 @@
 #ifndef LINDRA_TOOLS_COAST_HPP
 #define LINDRA_TOOLS_COAST_HPP
 
+#include "map/copies.hpp"
 #include "map/geometry.hpp"
 
 #include <functional>
@@ -43,13 +44,6 @@ class Coastline {
     struct Source;
     std::unique_ptr<Source> source_;
 };
-
-// The multiples of 360 by which a ring is to be shifted to meet the window, in rising order; empty when it
-// does not.
-std::vector<double> copies(const Ring &ring, const Window &window);
-
-// The ring with every longitude shifted.
-Ring shifted(const Ring &ring, double longitude);
 
 } // namespace lindra::tools
 

@@ -19,18 +19,23 @@ PlaneLines CylindricalChart::area(const Polygon &polygon) const {
     return result;
 }
 
-PlaneLines CylindricalChart::shore(const Polygon &polygon) const {
+PlaneLines CylindricalChart::bent(const std::vector<Line> &lines) const {
     PlaneLines result;
-    for (const Line &piece : shore_pieces(polygon, surroundings()))
-        result.push_back(bent(piece));
+    for (const Line &line : lines)
+        result.push_back(bent(line));
     return result;
 }
 
+PlaneLines CylindricalChart::shore(const Polygon &polygon) const {
+    return bent(shore_pieces(polygon, surroundings()));
+}
+
+PlaneLines CylindricalChart::course(const Line &line) const {
+    return bent(line_pieces(line, surroundings()));
+}
+
 PlaneLines CylindricalChart::line(const Line &line) const {
-    PlaneLines result;
-    for (const Line &piece : clip_line(line, window()))
-        result.push_back(bent(piece));
-    return result;
+    return bent(clip_line(line, window()));
 }
 
 PlaneLines CylindricalChart::region() const {

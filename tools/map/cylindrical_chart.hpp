@@ -14,12 +14,14 @@ class CylindricalChart : public Chart {
 
     PlaneLines area(const Polygon &polygon) const override;
     PlaneLines shore(const Polygon &polygon) const override;
+    PlaneLines course(const Line &line) const override;
     PlaneLines line(const Line &line) const override;
     PlaneLines region() const override;
     PlaneLines border() const override;
     std::optional<PlanePoint> place(Point place) const override;
 
   private:
+    PlaneLines bent(const std::vector<Line> &lines) const;
     PlaneLine bent(const Line &line) const;
 };
 

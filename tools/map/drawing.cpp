@@ -2,7 +2,9 @@
 //
 // Everything is moved to the page and thinned as it comes: of ten million points of the world's coast a page
 // keeps some hundred thousand. Painting goes level by level, whatever the order of the polygons in the file:
-// land, the lakes on it, the islands in them, the ponds on those.
+// land, the lakes on it, the islands in them, the ponds on those. Rivers lie over all of them, for those on
+// islands are to be seen, and under the shores, which hide where their mouths do not end in time. Borders lie
+// on top.
 
 #include "map/drawing.hpp"
 
@@ -51,8 +53,7 @@ double Drawing::km_per_pixel() const {
 
 bool Drawing::shows_shore(int level) const {
     const Layers &layers = request_.layers;
-    const bool no_areas = !layers.land && !layers.lakes && !layers.islands && !layers.ponds;
-    return layers.coast && (no_areas || layers.has_level(level));
+    return layers.coast && (!layers.has_areas() || layers.has_level(level));
 }
 
 PlaneLines Drawing::thinned(const PlaneLines &lines, size_t fewest) const {
@@ -74,6 +75,12 @@ void Drawing::add(const Polygon &polygon) {
     if (shows_shore(polygon.level))
         for (PlaneLine &line : thinned(chart_->shore(polygon), 2))
             level.shores.push_back(std::move(line));
+}
+
+void Drawing::add(const MapLine &line) {
+    PlaneLines &lines = lines_[{line.kind, line.level}];
+    for (PlaneLine &piece : thinned(chart_->course(line.points), 2))
+        lines.push_back(std::move(piece));
 }
 
 std::optional<PlanePoint> Drawing::pixel(Point place) const {
@@ -99,6 +106,17 @@ void Drawing::paint_shores(Canvas &canvas, int level) const {
     }
 }
 
+// The lines of a level are one path, so that where they meet nothing is painted twice. Major ones come last.
+void Drawing::paint_lines(Canvas &canvas, LineKind kind) const {
+    for (auto group = lines_.rbegin(); group != lines_.rend(); ++group) {
+        const auto [group_kind, level] = group->first;
+        if (group_kind != kind) continue;
+        for (const PlaneLine &line : group->second)
+            canvas.trace_line(line);
+        canvas.stroke(line_stroke(request_.style, kind, level), unit_);
+    }
+}
+
 void Drawing::paint_graticule(Canvas &canvas) const {
     for (const PlaneLine &line : layout_.page.at(layout_.graticule.lines))
         canvas.trace_line(line);
@@ -118,8 +136,10 @@ void Drawing::paint_map(Canvas &canvas) const {
     canvas.fill(request_.style.sea);
     for (int level = 0; level < levels; level++)
         paint_areas(canvas, level);
+    paint_lines(canvas, LineKind::river);
     for (int level = 0; level < levels; level++)
         paint_shores(canvas, level);
+    paint_lines(canvas, LineKind::border);
     paint_graticule(canvas);
     paint_frame(canvas);
     canvas.end_region();

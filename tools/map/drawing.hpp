@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// A map being drawn: polygons are added one after the other, and the page is painted at the end.
+// A map being drawn: polygons and lines are added one after the other, and the page is painted at the end.
 #ifndef LINDRA_TOOLS_DRAWING_HPP
 #define LINDRA_TOOLS_DRAWING_HPP
 
 #include "map/canvas.hpp"
 #include "map/chart.hpp"
 #include "map/furniture.hpp"
+#include "map/map_lines.hpp"
 #include "map/options.hpp"
 #include "map/page.hpp"
 #include "map/style.hpp"
 
 #include <array>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace lindra::tools {
 
@@ -33,10 +36,11 @@ class Drawing {
     // The size of a pixel of the finished map, where the map is large but for its last tenth.
     double km_per_pixel() const;
 
-    // Polygons outside this window need not be added.
+    // Polygons and lines outside this window need not be added.
     const Window &surroundings() const { return chart_->surroundings(); }
 
     void add(const Polygon &polygon);
+    void add(const MapLine &line);
 
     // The finished file. May be called again for another type.
     std::string paint(FileType type) const;
@@ -60,6 +64,7 @@ class Drawing {
     void paint_map(Canvas &canvas) const;
     void paint_areas(Canvas &canvas, int level) const;
     void paint_shores(Canvas &canvas, int level) const;
+    void paint_lines(Canvas &canvas, LineKind kind) const;
     void paint_graticule(Canvas &canvas) const;
     void paint_frame(Canvas &canvas) const;
 
@@ -68,6 +73,7 @@ class Drawing {
     Layout layout_;
     double unit_;
     std::array<Level, levels> levels_; // on the page
+    std::map<std::pair<LineKind, int>, PlaneLines> lines_;
 };
 
 } // namespace lindra::tools

@@ -27,6 +27,7 @@ struct RoundedPoint {
     bool operator==(const RoundedPoint &) const = default;
 };
 
+using RoundedLine = std::vector<RoundedPoint>;
 using RoundedRing = std::vector<RoundedPoint>;
 
 // --- Rounding ---------------------------------------------------------------------------------------------
@@ -48,14 +49,20 @@ double doubled_area(const RoundedRing &ring) {
     return sum;
 }
 
-// Closed and counter-clockwise; empty when no area is left.
-RoundedRing rounded_ring(const Ring &ring) {
-    RoundedRing result;
-    result.reserve(ring.size() + 1);
-    for (const Point &point : ring) {
+// No point twice on end.
+RoundedLine rounded_line(const Line &line) {
+    RoundedLine result;
+    result.reserve(line.size() + 1);
+    for (const Point &point : line) {
         const RoundedPoint next = {to_units(point.lon), to_units(point.lat)};
         if (result.empty() || next != result.back()) result.push_back(next);
     }
+    return result;
+}
+
+// Closed and counter-clockwise; empty when no area is left.
+RoundedRing rounded_ring(const Ring &ring) {
+    RoundedRing result = rounded_line(ring);
     const double area = result.empty() ? 0 : doubled_area(result);
     if (area == 0) return {};
     if (area < 0) std::reverse(result.begin(), result.end());
@@ -63,10 +70,14 @@ RoundedRing rounded_ring(const Ring &ring) {
     return result;
 }
 
-std::vector<RoundedRing> rounded_rings(const std::vector<Ring> &rings) {
-    std::vector<RoundedRing> result;
-    for (const Ring &ring : rings)
-        if (RoundedRing next = rounded_ring(ring); !next.empty()) result.push_back(std::move(next));
+// round: leaves fewer than two points of what is to be left out.
+template <class Round>
+std::vector<RoundedLine> rounded(const std::vector<Line> &lines, Round round) {
+    std::vector<RoundedLine> result;
+    for (const Line &line : lines) {
+        RoundedLine next = round(line);
+        if (next.size() > 1) result.push_back(std::move(next));
+    }
     return result;
 }
 
@@ -75,6 +86,10 @@ std::vector<RoundedRing> rounded_rings(const std::vector<Ring> &rings) {
 const char *kind_of(int level) {
     constexpr const char *kinds[] = {"land", "lake", "island", "pond"};
     return level >= 1 && level <= static_cast<int>(std::size(kinds)) ? kinds[level - 1] : "unknown";
+}
+
+const char *kind_of(LineKind kind) {
+    return kind == LineKind::border ? "border" : "river";
 }
 
 void append(std::string &text, std::string_view part) {
@@ -98,30 +113,42 @@ void append_point(std::string &text, RoundedPoint point, char separator) {
     append_degrees(text, point.lat);
 }
 
-// A GeoJSON polygon without holes: an array of one ring.
-void append_polygon(std::string &text, const RoundedRing &ring) {
-    text += "[[";
-    for (size_t i = 0; i < ring.size(); i++) {
-        text += i == 0 ? "[" : ",[";
-        append_point(text, ring[i], ',');
-        text += ']';
+void append_point_lines(std::string &text, const RoundedLine &line) {
+    for (const RoundedPoint &point : line) {
+        append_point(text, point, ' ');
+        text += '\n';
     }
-    text += "]]";
 }
 
-void append_geometry(std::string &text, const std::vector<RoundedRing> &rings) {
-    if (rings.size() == 1) {
-        text += R"({"type":"Polygon","coordinates":)";
-        append_polygon(text, rings.front());
-        text += '}';
-        return;
+// A GeoJSON array of positions.
+void append_positions(std::string &text, const RoundedLine &line) {
+    for (size_t i = 0; i < line.size(); i++) {
+        text += i == 0 ? "[[" : ",[";
+        append_point(text, line[i], ',');
+        text += ']';
     }
-    text += R"({"type":"MultiPolygon","coordinates":)";
-    for (size_t i = 0; i < rings.size(); i++) {
-        text += i == 0 ? '[' : ',';
-        append_polygon(text, rings[i]);
+    text += ']';
+}
+
+// A GeoJSON polygon without holes: an array of one ring.
+void append_polygon(std::string &text, const RoundedRing &ring) {
+    text += '[';
+    append_positions(text, ring);
+    text += ']';
+}
+
+// name: of the geometry when there is one part; it is a Multi of that when there are more.
+template <class Append>
+void append_geometry(std::string &text, const char *name, const std::vector<RoundedLine> &parts,
+                     Append append_part) {
+    const bool multiple = parts.size() > 1;
+    fmt::format_to(std::back_inserter(text), R"({{"type":"{}{}","coordinates":)", multiple ? "Multi" : "",
+                   name);
+    for (size_t i = 0; i < parts.size(); i++) {
+        if (multiple) text += i == 0 ? '[' : ',';
+        append_part(text, parts[i]);
     }
-    text += "]}";
+    text += multiple ? "]}" : "}";
 }
 
 size_t written_size(const std::vector<RoundedRing> &rings) {
@@ -155,40 +182,64 @@ std::vector<Part> parts_in_turns(Window window) {
     return parts;
 }
 
-std::vector<Ring> geographic_pieces(const Polygon &polygon, const Window &window) {
-    std::vector<Ring> pieces;
+// What lies in the window, in longitudes from -180 to 180. pieces: of a shape in a window.
+template <class Shape, class Pieces>
+std::vector<Line> geographic_pieces(const Shape &shape, const Window &window, Pieces pieces) {
+    std::vector<Line> result;
     for (const Part &part : parts_in_turns(window))
-        for (const Ring &ring : area_pieces(polygon, part.window))
-            pieces.push_back(shifted(ring, -part.turn));
-    return pieces;
+        for (const Line &piece : pieces(shape, part.window))
+            result.push_back(shifted(piece, -part.turn));
+    return result;
 }
 
 } // namespace
 
 std::string to_text(const Polygon &polygon, const Window &window) {
-    const std::vector<RoundedRing> rings = rounded_rings(area_pieces(polygon, window));
+    const std::vector<RoundedRing> rings = rounded(area_pieces(polygon, window), rounded_ring);
     std::string text;
     text.reserve(written_size(rings));
     for (const RoundedRing &ring : rings) {
         fmt::format_to(std::back_inserter(text), "> id={} level={} kind={} points={}\n", polygon.id,
                        polygon.level, kind_of(polygon.level), ring.size());
-        for (const RoundedPoint &point : ring) {
-            append_point(text, point, ' ');
-            text += '\n';
-        }
+        append_point_lines(text, ring);
     }
     return text;
 }
 
 std::string to_feature(const Polygon &polygon, const Window &window) {
-    const std::vector<RoundedRing> rings = rounded_rings(geographic_pieces(polygon, window));
+    const std::vector<RoundedRing> rings =
+        rounded(geographic_pieces(polygon, window, area_pieces), rounded_ring);
     if (rings.empty()) return {};
     std::string text;
     text.reserve(written_size(rings));
     fmt::format_to(std::back_inserter(text),
                    R"({{"type":"Feature","properties":{{"id":{},"level":{},"kind":"{}"}},"geometry":)",
                    polygon.id, polygon.level, kind_of(polygon.level));
-    append_geometry(text, rings);
+    append_geometry(text, "Polygon", rings, append_polygon);
+    text += '}';
+    return text;
+}
+
+std::string to_text(const MapLine &line, const Window &window) {
+    std::string text;
+    for (const RoundedLine &piece : rounded(line_pieces(line.points, window), rounded_line)) {
+        fmt::format_to(std::back_inserter(text), "> kind={} level={} points={}\n", kind_of(line.kind),
+                       line.level, piece.size());
+        append_point_lines(text, piece);
+    }
+    return text;
+}
+
+std::string to_feature(const MapLine &line, const Window &window) {
+    const std::vector<RoundedLine> pieces =
+        rounded(geographic_pieces(line.points, window, line_pieces), rounded_line);
+    if (pieces.empty()) return {};
+    std::string text;
+    text.reserve(written_size(pieces));
+    fmt::format_to(std::back_inserter(text),
+                   R"({{"type":"Feature","properties":{{"level":{},"kind":"{}"}},"geometry":)", line.level,
+                   kind_of(line.kind));
+    append_geometry(text, "LineString", pieces, append_positions);
     text += '}';
     return text;
 }

@@ -4,10 +4,12 @@
 
 #include "common/errors.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <span>
 #include <vector>
 
 namespace lindra::tools {
@@ -61,13 +63,84 @@ constexpr LayerName layer_names[] = {{"coast", &Layers::coast},
                                      {"islands", &Layers::islands},
                                      {"ponds", &Layers::ponds}};
 
-bool Layers::*find_layer(const std::string &name) {
+struct LevelName {
+    const char *name;
+    int first, last;
+};
+
+constexpr LevelName border_names[] = {{"national", 1, 1}, {"state", 2, 2}, {"marine", 3, 3}};
+constexpr LevelName river_names[] = {{"permanent", 1, 4}, {"intermittent", 5, 7}, {"canals", 8, 10}};
+
+struct LineLayer {
+    const char *name;
+    Levels Layers::*levels;
+    int most;
+    std::span<const LevelName> names;
+};
+
+constexpr LineLayer line_layers[] = {{"borders", &Layers::borders, border_levels, border_names},
+                                     {"rivers", &Layers::rivers, river_levels, river_names}};
+
+template <class Table>
+auto find_row(const Table &table, const std::string &name) {
+    return std::find_if(std::begin(table), std::end(table),
+                        [&](const auto &row) { return name == row.name; });
+}
+
+[[noreturn]] void refuse_levels(const LineLayer &layer, const std::string &text) {
+    std::string names;
+    for (const LevelName &level : layer.names)
+        names += ", " + std::string(level.name);
+    throw UsageError(std::string(layer.name) + " have no level '" + text + "'; the levels are 1 to " +
+                     std::to_string(layer.most) + names + ", and several are joined, such as " + layer.name +
+                     ":1-2+" + layer.names.back().name);
+}
+
+// 0 for what is not a level.
+int parse_level(const std::string &text, int most) {
+    int level = 0;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, level);
+    return error == std::errc() && stop == end && level <= most ? std::max(level, 0) : 0;
+}
+
+void add_levels(Levels &levels, const LineLayer &layer, const std::string &text) {
+    if (const auto named = find_row(layer.names, text); named != layer.names.end())
+        return levels.add(named->first, named->last);
+    const size_t dash = text.find('-');
+    const int first = parse_level(text.substr(0, dash), layer.most);
+    const int last = dash == std::string::npos ? first : parse_level(text.substr(dash + 1), layer.most);
+    if (first == 0 || last < first) refuse_levels(layer, text);
+    levels.add(first, last);
+}
+
+[[noreturn]] void refuse_layer(const std::string &name) {
     std::string known;
-    for (const LayerName &layer : layer_names) {
-        if (name == layer.name) return layer.wanted;
-        known += (known.empty() ? "" : ", ") + std::string(layer.name);
-    }
-    throw UsageError("there is no layer '" + name + "'; the layers are " + known);
+    for (const LayerName &layer : layer_names)
+        known += std::string(layer.name) + ", ";
+    for (const LineLayer &layer : line_layers)
+        known += std::string(layer.name) + ", ";
+    throw UsageError("there is no layer '" + name + "'; the layers are " + known.substr(0, known.size() - 2));
+}
+
+void add_area_layer(Layers &layers, const std::string &name, bool has_levels) {
+    const auto layer = find_row(layer_names, name);
+    if (layer == std::end(layer_names)) refuse_layer(name);
+    if (has_levels) throw UsageError("the layer " + name + " has no levels; only borders and rivers have");
+    layers.*layer->wanted = true;
+}
+
+// "NAME" or "NAME:LEVELS".
+void add_layer(Layers &layers, const std::string &text) {
+    const size_t colon = text.find(':');
+    const bool has_levels = colon != std::string::npos;
+    const std::string name = text.substr(0, colon);
+    const auto layer = find_row(line_layers, name);
+    if (layer == std::end(line_layers)) return add_area_layer(layers, name, has_levels);
+    Levels &levels = layers.*layer->levels;
+    if (!has_levels) return levels.add(1, layer->most);
+    for (const std::string &item : split(text.substr(colon + 1), '+'))
+        add_levels(levels, *layer, item);
 }
 
 } // namespace
@@ -94,10 +167,18 @@ bool Layers::has_level(int level) const {
     return level >= 1 && level <= static_cast<int>(std::size(wanted)) && wanted[level - 1];
 }
 
+std::vector<MapFile> Layers::files() const {
+    std::vector<MapFile> files;
+    if (coast || has_areas()) files.push_back(MapFile::coast);
+    if (borders.any()) files.push_back(MapFile::borders);
+    if (rivers.any()) files.push_back(MapFile::rivers);
+    return files;
+}
+
 Layers parse_layers(const std::string &text) {
     Layers layers;
-    for (const std::string &name : split(text, ','))
-        layers.*find_layer(name) = true;
+    for (const std::string &item : split(text, ','))
+        add_layer(layers, item);
     return layers;
 }
 

@@ -53,4 +53,11 @@ std::vector<Line> shore_pieces(const Polygon &polygon, const Window &window) {
     return pieces;
 }
 
+std::vector<Line> line_pieces(const Line &line, const Window &window) {
+    std::vector<Line> pieces;
+    for (double turn : copies(line, window))
+        move_to(pieces, clip_line(shifted(line, turn), window));
+    return pieces;
+}
+
 } // namespace lindra::tools

@@ -8,10 +8,8 @@
 
 #include "common/errors.hpp"
 
-#include "lindra/lindra.h"
-
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 
 namespace lindra::tools {
@@ -28,11 +26,11 @@ constexpr Resolution resolutions[] = {
     {'c', "crude", 25}, {'l', "low", 5}, {'i', "intermediate", 1}, {'h', "high", 0.2}, {'f', "full", 0}};
 constexpr int finest = static_cast<int>(std::size(resolutions)) - 1;
 
-bool is_installed(const Resolution &resolution) {
-    const std::string relative = std::string("maps/lindra/gshhs_") + resolution.letter + ".b";
-    char *path = datafile(nullptr, relative.c_str());
-    free(path);
-    return path != nullptr;
+using MapFiles = std::vector<MapFile>;
+
+bool has_all(const Resolution &resolution, const MapFiles &files) {
+    return std::all_of(files.begin(), files.end(),
+                       [&](MapFile file) { return is_installed(file, resolution.letter); });
 }
 
 int fitting(double km_per_pixel) {
@@ -44,17 +42,17 @@ int fitting(double km_per_pixel) {
 
 // The next finer one that is installed, else the next coarser one, else the one wanted: reading that tells
 // what to do.
-int installed(int wanted) {
+int installed(int wanted, const MapFiles &files) {
     for (int index = wanted; index <= finest; index++)
-        if (is_installed(resolutions[index])) return index;
+        if (has_all(resolutions[index], files)) return index;
     for (int index = wanted - 1; index >= 0; index--)
-        if (is_installed(resolutions[index])) return index;
+        if (has_all(resolutions[index], files)) return index;
     return wanted;
 }
 
-char choose_automatically(double km_per_pixel) {
+char choose_automatically(double km_per_pixel, const MapFiles &files) {
     const int wanted = fitting(km_per_pixel);
-    const int chosen = installed(wanted);
+    const int chosen = installed(wanted, files);
     if (chosen != wanted)
         fprintf(stderr,
                 "lindra: the %s resolution is not installed (`./dev data` or `lindra import` gets it), the "
@@ -71,8 +69,8 @@ const char *resolution_name(char letter) {
     return "unknown";
 }
 
-char choose_resolution(const std::string &asked, double km_per_pixel) {
-    if (asked == "auto") return choose_automatically(km_per_pixel);
+char choose_resolution(const std::string &asked, double km_per_pixel, const MapFiles &files) {
+    if (asked == "auto") return choose_automatically(km_per_pixel, files);
     for (const Resolution &resolution : resolutions)
         if (asked == std::string(1, resolution.letter) || asked == resolution.name) return resolution.letter;
     throw UsageError(

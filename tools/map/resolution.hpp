@@ -2,7 +2,10 @@
 #ifndef LINDRA_TOOLS_RESOLUTION_HPP
 #define LINDRA_TOOLS_RESOLUTION_HPP
 
+#include "map/map_file.hpp"
+
 #include <string>
+#include <vector>
 
 namespace lindra::tools {
 
@@ -10,10 +13,10 @@ namespace lindra::tools {
 const char *resolution_name(char letter);
 
 // The resolution to read: the one asked for ("c", "l", "i", "h", "f" or its name), or for "auto" the coarsest
-// one whose error is below the size of a pixel in km. Where that one is not installed, auto takes the next
-// finer one that is, else the next coarser, and says so on standard error. Throws UsageError, naming the
-// known ones, for any other text.
-char choose_resolution(const std::string &asked, double km_per_pixel);
+// one whose error is below the size of a pixel in km. Where one of the files to be read is not installed in
+// it, auto takes the next finer one that has them all, else the next coarser, and says so on standard error.
+// Throws UsageError, naming the known ones, for any other text.
+char choose_resolution(const std::string &asked, double km_per_pixel, const std::vector<MapFile> &files);
 
 } // namespace lindra::tools
 

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <span>
 #include <sstream>
 
 namespace lindra::tools {
@@ -23,14 +24,26 @@ constexpr Preset presets[] = {
     {"atlas",
      "background=#ffffff,sea=#d4e6f1,land=#f3ecdb,lake=#d4e6f1,island=#f3ecdb,pond=#d4e6f1,"
      "coast=#4d7390,shore=#7fa3bd,graticule=#3c648238,frame=#2f4656,text=#2f4656,"
+     "border=#a2635a,state-border=#cda793,marine-border=#8d9cb4,"
+     "river=#86b1cf,intermittent-river=#86b1cf,canal=#86b1cf,"
+     "border-width=0.9,state-border-width=0.6,marine-border-width=0.6,"
+     "river-width=0.9,intermittent-river-width=0.7,canal-width=0.7,"
      "coast-width=0.7,shore-width=0.5,graticule-width=0.6,frame-width=1.3,text-size=12,title-size=20"},
     {"plain",
      "background=#ffffff,sea=#ffffff,land=#dedede,lake=#ffffff,island=#dedede,pond=#ffffff,"
      "coast=#333333,shore=#777777,graticule=#00000030,frame=#000000,text=#000000,"
+     "border=#555555,state-border=#8a8a8a,marine-border=#8a8a8a,"
+     "river=#a0a0a0,intermittent-river=#a0a0a0,canal=#a0a0a0,"
+     "border-width=0.9,state-border-width=0.5,marine-border-width=0.5,"
+     "river-width=0.7,intermittent-river-width=0.6,canal-width=0.6,"
      "coast-width=0.6,shore-width=0.4,graticule-width=0.6,frame-width=1.2,text-size=12,title-size=20"},
     {"night",
      "background=#0d1219,sea=#131c28,land=#2e3c4b,lake=#131c28,island=#2e3c4b,pond=#131c28,"
      "coast=#6fa0c4,shore=#4b7392,graticule=#a0c8e62c,frame=#5d7891,text=#a9bccd,"
+     "border=#b98d62,state-border=#7a6654,marine-border=#4a5e75,"
+     "river=#3f6789,intermittent-river=#3f6789,canal=#3f6789,"
+     "border-width=0.9,state-border-width=0.6,marine-border-width=0.6,"
+     "river-width=0.8,intermittent-river-width=0.7,canal-width=0.7,"
      "coast-width=0.7,shore-width=0.5,graticule-width=0.6,frame-width=1.2,text-size=12,title-size=20"},
 };
 
@@ -48,6 +61,12 @@ constexpr ColourKey colour_keys[] = {
     {"pond", &Style::pond},
     {"coast", &Style::coast},
     {"shore", &Style::shore},
+    {"border", &Style::border},
+    {"state-border", &Style::state_border},
+    {"marine-border", &Style::marine_border},
+    {"river", &Style::river},
+    {"intermittent-river", &Style::intermittent_river},
+    {"canal", &Style::canal},
     {"graticule", &Style::graticule},
     {"frame", &Style::frame},
     {"text", &Style::text},
@@ -62,11 +81,45 @@ struct NumberKey {
 constexpr NumberKey number_keys[] = {
     {"coast-width", &Style::coast_width, 50},
     {"shore-width", &Style::shore_width, 50},
+    {"border-width", &Style::border_width, 50},
+    {"state-border-width", &Style::state_border_width, 50},
+    {"marine-border-width", &Style::marine_border_width, 50},
+    {"river-width", &Style::river_width, 50},
+    {"intermittent-river-width", &Style::intermittent_river_width, 50},
+    {"canal-width", &Style::canal_width, 50},
     {"graticule-width", &Style::graticule_width, 50},
     {"frame-width", &Style::frame_width, 50},
     {"text-size", &Style::text_size, 200},
     {"title-size", &Style::title_size, 200},
 };
+
+struct LineLook {
+    Colour Style::*colour;
+    double Style::*width;
+    double share; // of that width
+    double dash, gap;
+};
+
+// clang-format off
+constexpr LineLook border_looks[border_levels] = {
+    {&Style::border,        &Style::border_width,        1, 0, 0},
+    {&Style::state_border,  &Style::state_border_width,  1, 0, 0},
+    {&Style::marine_border, &Style::marine_border_width, 1, 5, 3.5},
+};
+
+constexpr LineLook river_looks[river_levels] = {
+    {&Style::river,              &Style::river_width,              1,    0,   0},
+    {&Style::river,              &Style::river_width,              0.8,  0,   0},
+    {&Style::river,              &Style::river_width,              0.6,  0,   0},
+    {&Style::river,              &Style::river_width,              0.45, 0,   0},
+    {&Style::intermittent_river, &Style::intermittent_river_width, 1,    3.5, 2},
+    {&Style::intermittent_river, &Style::intermittent_river_width, 0.8,  3,   2},
+    {&Style::intermittent_river, &Style::intermittent_river_width, 0.6,  2.5, 2},
+    {&Style::canal,              &Style::canal_width,              1,    7,   1.5},
+    {&Style::canal,              &Style::canal_width,              0.8,  7,   1.5},
+    {&Style::canal,              &Style::canal_width,              0.6,  7,   1.5},
+};
+// clang-format on
 
 struct NamedColour {
     const char *name;
@@ -154,6 +207,14 @@ Style parse_style(const std::string &text) {
     apply(style, presets[0].settings);
     apply(style, text);
     return style;
+}
+
+Stroke line_stroke(const Style &style, LineKind kind, int level) {
+    const std::span<const LineLook> looks =
+        kind == LineKind::border ? std::span<const LineLook>(border_looks) : river_looks;
+    const LineLook &look =
+        looks[static_cast<size_t>(std::clamp(level, 1, static_cast<int>(looks.size())) - 1)];
+    return {style.*look.colour, style.*look.width * look.share, look.dash, look.gap};
 }
 
 Colour parse_colour(const std::string &text) {

@@ -4,6 +4,8 @@
 #ifndef LINDRA_TOOLS_STYLE_HPP
 #define LINDRA_TOOLS_STYLE_HPP
 
+#include "map/levels.hpp"
+
 #include <string>
 
 namespace lindra::tools {
@@ -19,14 +21,28 @@ struct Colour {
 struct Style {
     Colour background; // of the page, round the map
     Colour sea, land, lake, island, pond;
-    Colour coast;     // outline of land
-    Colour shore;     // outlines of lakes, islands and ponds
+    Colour coast; // outline of land
+    Colour shore; // outlines of lakes, islands and ponds
+    Colour border, state_border, marine_border;
+    Colour river, intermittent_river, canal;
     Colour graticule; // meridians and parallels
     Colour frame;
     Colour text;
-    double coast_width, shore_width, graticule_width, frame_width;
+    double coast_width, shore_width;
+    double border_width, state_border_width, marine_border_width;
+    double river_width, intermittent_river_width, canal_width; // of the major ones
+    double graticule_width, frame_width;
     double text_size, title_size;
 };
+
+struct Stroke {
+    Colour colour;
+    double width;
+    double dash, gap; // 0 for a solid line
+};
+
+// How borders and rivers of a level are drawn.
+Stroke line_stroke(const Style &style, LineKind kind, int level);
 
 // A preset, or settings KEY=VALUE, or both, between commas: "night,coast=#ff0000,coast-width=0.8". Without a
 // preset it is atlas. Throws UsageError for an unknown preset, key, colour or number, naming the known ones.
