@@ -5,6 +5,8 @@
 #include "common/errors.hpp"
 #include "subcommands.hpp"
 
+#include "gshhs_builder.hpp"
+#include "line_file.hpp"
 #include "picture.hpp"
 #include "plain_gshhs.hpp"
 #include "temporary_directory.hpp"
@@ -155,6 +157,36 @@ TEST_F(DrawCommand, missing_data_is_a_data_error_and_leaves_nothing_behind) {
     const Environment system("XDG_DATA_DIRS", scratch_.path().c_str());
     expect_refusal<DataError>({"--resolution", "f"}, "gshhs_f.b");
     EXPECT_TRUE(is_empty());
+}
+
+TEST_F(DrawCommand, missing_lines_are_a_data_error_and_leave_nothing_behind) {
+    const TemporaryDirectory coast;
+    coast.write("maps/lindra/gshhs_f.b", file_of({square(10, 20, 1)}));
+    const Environment data("LINDRA_DATA", coast.path().c_str());
+    const Environment home("XDG_DATA_HOME", scratch_.path().c_str());
+    const Environment system("XDG_DATA_DIRS", scratch_.path().c_str());
+    expect_refusal<DataError>({"--resolution", "f"}, "binned_border_f.cdf");
+    expect_refusal<DataError>({"--resolution", "f", "--layers", "land,rivers"}, "binned_river_f.cdf");
+    EXPECT_TRUE(is_empty());
+    draw({"-o", file("map.png"), "--resolution", "f", "--layers", "land", "--size", "100"});
+    EXPECT_FALSE(is_empty());
+}
+
+TEST_F(DrawCommand, lines_alone_need_no_coast) {
+    const LineData lines(LineFile().add(1, {{12, 41}, {14, 43}}));
+    const Environment home("XDG_DATA_HOME", scratch_.path().c_str());
+    draw({"-o", file("map.png"), "--resolution", "c", "--layers", "borders", "--size", "100"});
+    EXPECT_TRUE(read_file(file("map.png")).starts_with("\x89PNG"));
+}
+
+TEST_F(DrawCommand, without_options_shows_national_borders_and_major_rivers) {
+    draw({"-o", file("map.svg"), "--resolution", "c", "--style",
+          "border=#ff0000,river=#00ff00,state-border=#ff00ff,marine-border=#ff00ff,"
+          "intermittent-river=#ff00ff,canal=#ff00ff"});
+    const std::string svg = read_file(file("map.svg"));
+    EXPECT_NE(svg.find("rgb(100%,0%,0%)"), std::string::npos);
+    EXPECT_NE(svg.find("rgb(0%,100%,0%)"), std::string::npos);
+    EXPECT_EQ(svg.find("rgb(100%,0%,100%)"), std::string::npos);
 }
 
 TEST_F(DrawCommand, finished_file_replaces_an_older_one_and_failed_one_does_not) {

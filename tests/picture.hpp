@@ -6,6 +6,7 @@
 
 #include "map/chart.hpp"
 #include "map/drawing.hpp"
+#include "map/map_lines.hpp"
 #include "map/options.hpp"
 #include "map/projection.hpp"
 #include "map/style.hpp"
@@ -109,6 +110,9 @@ class Map {
     Map(const Wanted &wanted, tools::Coastline &coastline) : drawing_(chart(wanted), request(wanted)) {
         coastline.visit(drawing_.surroundings(),
                         [&](const tools::Polygon &polygon) { drawing_.add(polygon); });
+        for (const tools::MapLine &line :
+             tools::read_lines('c', tools::parse_layers(wanted.layers), drawing_.surroundings()))
+            drawing_.add(line);
         picture_ = std::make_unique<Picture>(drawing_.paint(tools::FileType::png));
     }
 

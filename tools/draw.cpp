@@ -90,13 +90,12 @@ MapRequest request_for(const Options &options) {
 }
 
 void add_layers(Drawing &drawing, const Layers &layers, char resolution) {
-    const bool needs_coast = layers.coast || layers.has_areas();
-    for (const MapLine &line : read_lines(resolution, layers, drawing.surroundings()))
-        drawing.add(line);
-    if (needs_coast)
+    if (layers.coast || layers.has_areas())
         Coastline(resolution).visit(drawing.surroundings(), [&](const Polygon &polygon) {
             drawing.add(polygon);
         });
+    for (const MapLine &line : read_lines(resolution, layers, drawing.surroundings()))
+        drawing.add(line);
 }
 
 void draw_map(const Options &options) {

@@ -122,9 +122,9 @@ void write_segments(const Options &options) {
     const char resolution = choose_resolution(options.resolution, km_per_pixel(window), layers.files());
 
     // All files are opened before anything is written.
-    const std::vector<MapLine> lines = read_lines(resolution, layers, window);
     std::optional<Coastline> coastline;
     if (layers.has_areas()) coastline.emplace(resolution);
+    const std::vector<MapLine> lines = read_lines(resolution, layers, window);
 
     SegmentWriter writer(format, options.output);
     if (coastline)
