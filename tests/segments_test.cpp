@@ -18,6 +18,8 @@
 namespace {
 
 using namespace lindra::test;
+using lindra::tools::LineKind;
+using lindra::tools::MapLine;
 using lindra::tools::Polygon;
 using lindra::tools::to_feature;
 using lindra::tools::to_text;
@@ -91,6 +93,47 @@ TEST(ToFeature, antarctica_is_one_polygon) {
     const Polygon cap = {1, 1, {{0, -60}, {120, -70}, {240, -65}, {360, -60}}, -1};
     const json feature = json::parse(to_feature(cap, {0, 360, -90, 90}));
     EXPECT_EQ(feature["geometry"]["type"], "Polygon");
+}
+
+// --- One line ---------------------------------------------------------------------------------------------
+
+const MapLine strait = {LineKind::border, 3, {{176.5, -19}, {180, -18}, {181.25, -16}}};
+
+TEST(LineToText, has_a_line_for_each_piece_and_one_for_each_point) {
+    EXPECT_EQ(to_text(strait, {170, 190, -50, -10}),
+              "> kind=border level=3 points=3\n176.5 -19\n180 -18\n181.25 -16\n");
+    EXPECT_EQ(to_text({LineKind::river, 4, {{1, 2}, {3, 4}}}, world),
+              "> kind=river level=4 points=2\n1 2\n3 4\n");
+}
+
+TEST(LineToText, is_clipped_at_the_window_in_its_longitudes) {
+    EXPECT_EQ(to_text(strait, {-190, -180, -18.5, -10}),
+              "> kind=border level=3 points=2\n-181.75 -18.5\n-180 -18\n");
+    EXPECT_EQ(to_text({LineKind::river, 1, {{-2, 1}, {0, -1}, {2, 1}}}, {-10, 10, 0, 10}),
+              "> kind=river level=1 points=2\n-2 1\n-1 0\n> kind=river level=1 points=2\n1 0\n2 1\n");
+}
+
+TEST(LineToText, is_empty_where_no_length_is_left) {
+    EXPECT_EQ(to_text(strait, {0, 10, -50, -10}), "");
+    EXPECT_EQ(to_feature(strait, {0, 10, -50, -10}), "");
+    const MapLine tiny = {LineKind::river, 1, {{1, 1}, {1 + 1e-8, 1}, {1, 1 + 1e-8}}};
+    EXPECT_EQ(to_text(tiny, world), "");
+    EXPECT_EQ(to_feature(tiny, world), "");
+    const MapLine touching = {LineKind::river, 1, {{9, 1}, {10, 2}, {9, 3}}};
+    EXPECT_EQ(to_text(touching, {10, 20, -10, 10}), "") << "a single point of it lies in the window";
+}
+
+TEST(LineToFeature, in_one_piece_is_a_line_string) {
+    EXPECT_EQ(to_feature({LineKind::river, 7, {{1, 2}, {3, 4.5}}}, {0, 360, -90, 90}),
+              R"({"type":"Feature","properties":{"level":7,"kind":"river"},"geometry":)"
+              R"({"type":"LineString","coordinates":[[1,2],[3,4.5]]}})");
+}
+
+TEST(LineToFeature, on_the_antimeridian_is_cut_there) {
+    EXPECT_EQ(to_feature(strait, {170, 190, -50, -10}),
+              R"({"type":"Feature","properties":{"level":3,"kind":"border"},"geometry":)"
+              R"({"type":"MultiLineString","coordinates":)"
+              R"([[[176.5,-19],[180,-18]],[[-180,-18],[-178.75,-16]]]}})");
 }
 
 // --- The command on the file that comes with the source ---------------------------------------------------
@@ -292,6 +335,97 @@ TEST_F(Segments, as_text_sequence_are_the_features_of_the_collection) {
     EXPECT_GT(count, 10u);
 }
 
+void expect_refusal(const Result &result, int code, const std::string &part) {
+    EXPECT_EQ(result.code, code);
+    EXPECT_EQ(result.output, "");
+    EXPECT_NE(result.errors.find(part), std::string::npos) << result.errors;
+    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
+    EXPECT_EQ(result.errors.rfind("lindra: ", 0), 0u) << result.errors;
+}
+
+// By kind and level.
+using Lengths = std::map<std::string, double>;
+
+void add_length(Lengths &lengths, const std::string &kind, int level, const Ring &line,
+                const Window &window) {
+    EXPECT_GE(line.size(), 2u);
+    for (size_t i = 0; i < line.size(); i++) {
+        EXPECT_TRUE(contains(window, line[i])) << line[i].lon << " " << line[i].lat;
+        if (i > 0)
+            lengths[kind + std::to_string(level)] +=
+                std::hypot(line[i].lon - line[i - 1].lon, line[i].lat - line[i - 1].lat);
+    }
+}
+
+// Throws for text of another form.
+Lengths text_lengths(const std::string &text, const Window &window) {
+    Lengths lengths;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        int level, points;
+        char kind[16];
+        if (sscanf(line.c_str(), "> kind=%15s level=%d points=%d", kind, &level, &points) != 3)
+            throw std::runtime_error("no header: " + line);
+        add_length(lengths, kind, level, read_points(lines, points), window);
+    }
+    return lengths;
+}
+
+Lengths feature_lengths(const std::string &text, const Window &window) {
+    Lengths lengths;
+    const json collection = json::parse(text);
+    for (const json &feature : collection["features"]) {
+        const json &geometry = feature["geometry"];
+        json parts = geometry["coordinates"];
+        if (geometry["type"] == "LineString")
+            parts = json::array({parts});
+        else
+            EXPECT_EQ(geometry["type"], "MultiLineString");
+        for (const json &part : parts)
+            add_length(lengths, feature["properties"]["kind"], feature["properties"]["level"],
+                       parse_ring(part), window);
+    }
+    return lengths;
+}
+
+TEST_P(SegmentsOfWindow, of_lines_have_their_kinds_and_levels_and_are_as_long_in_every_format) {
+    const auto [option, window] = GetParam();
+    const std::string command =
+        std::string("segments --resolution c --layers borders,rivers:1-4+8 --window ") + option;
+    const Result text = run_lindra(command);
+    ASSERT_EQ(text.code, 0) << text.errors;
+    const Result collection = run_lindra(command + " --format geojson");
+    ASSERT_EQ(collection.code, 0) << collection.errors;
+    const Lengths lengths = text_lengths(text.output, window);
+    const Lengths written = feature_lengths(collection.output, {-180, 180, window.south, window.north});
+    EXPECT_EQ(written.size(), lengths.size());
+    for (const auto &[kind, length] : written)
+        EXPECT_NEAR(length, lengths.at(kind), 1e-4 * length) << kind;
+    const std::set<std::string> known = {"border1", "border2", "border3", "river1",
+                                         "river2",  "river3",  "river4",  "river8"};
+    for (const auto &[kind, length] : lengths)
+        EXPECT_TRUE(known.count(kind)) << kind;
+}
+
+TEST_F(Segments, of_areas_and_lines_come_one_after_the_other) {
+    const std::string window = "segments --resolution c --window 0/20/40/50 --layers ";
+    EXPECT_EQ(run_lindra(window + "rivers:1,land,borders").output,
+              run_lindra(window + "land").output + run_lindra(window + "borders").output +
+                  run_lindra(window + "rivers:1").output);
+}
+
+TEST_F(Segments, missing_lines_write_nothing) {
+    const TemporaryDirectory scratch;
+    const Result result = run_lindra("segments --resolution f --layers rivers");
+    expect_refusal(result, 1, "there is no maps/lindra/binned_river_f.cdf in " LINDRA_TEST_DATA);
+    std::filesystem::create_directories(scratch.path() / "data/maps/lindra");
+    std::filesystem::copy_file(LINDRA_TEST_DATA "/maps/lindra/gshhs_c.b",
+                               scratch.path() / "data/maps/lindra/gshhs_i.b");
+    const Environment data("LINDRA_DATA", (scratch.path() / "data").c_str());
+    EXPECT_EQ(run_lindra("segments --resolution i --layers land").code, 0);
+    expect_refusal(run_lindra("segments --resolution i --layers land,borders"), 1, "binned_border_i.cdf");
+}
+
 TEST_F(Segments, of_an_empty_sea_are_nothing) {
     const std::string window = "segments --resolution c --window -30/-28/0/2 ";
     EXPECT_EQ(run_lindra(window).output, "");
@@ -310,20 +444,13 @@ TEST_F(Segments, file_holds_what_standard_output_would) {
 
 // --- What goes wrong --------------------------------------------------------------------------------------
 
-void expect_refusal(const Result &result, int code, const std::string &part) {
-    EXPECT_EQ(result.code, code);
-    EXPECT_EQ(result.output, "");
-    EXPECT_NE(result.errors.find(part), std::string::npos) << result.errors;
-    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
-    EXPECT_EQ(result.errors.rfind("lindra: ", 0), 0u) << result.errors;
-}
-
 TEST_F(Segments, bad_arguments_are_bad_usage) {
     expect_refusal(run_lindra("segments --window 1/2/3"), 2, "four numbers are needed");
     expect_refusal(run_lindra("segments --window 1/2/4/3"), 2, "south is not below north");
     expect_refusal(run_lindra("segments --window=nan/2/4/3"), 2, "west is 'nan'");
     expect_refusal(run_lindra("segments --layers land,sea"), 2, "no layer 'sea'");
     expect_refusal(run_lindra("segments --layers coast"), 2, "the layer coast is drawn only");
+    expect_refusal(run_lindra("segments --layers borders:9"), 2, "borders have no level '9'");
     expect_refusal(run_lindra("segments --resolution x"), 2, "no resolution 'x'");
     expect_refusal(run_lindra("segments --format xml"), 2, "no format 'xml'");
     EXPECT_EQ(run_lindra("segments --frobnicate").code, 2);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// `lindra draw`: a map of the coastlines as a picture.
+// `lindra draw`: a map of coastlines, borders and rivers as a picture.
 
 #include "subcommands.hpp"
 
@@ -135,7 +135,8 @@ it begins: 0/360/-90/90 has the Pacific in the middle.
 
 constexpr const char *style_notes =
     R"(Widths and sizes are pixels of a page whose longer side is 1200, and grow with
-it. With text=none,frame=none,graticule=none the page is the bare map.
+it. Major rivers have the width given, lesser ones less; intermittent rivers,
+canals and marine borders are dashed. With text=none,frame=none,graticule=none the page is the bare map.
 )";
 
 constexpr const char *examples =
@@ -152,6 +153,8 @@ constexpr const char *examples =
       Asia on a globe, at night, with golden coasts
   lindra draw --projection stere --window -180/180/-90/-60 -o antarctica.png
       Antarctica
+  lindra draw --window -125/-66/24/50 --layers coast,land,lakes,borders:1-2,rivers:1-4 -o states.png
+      the United States with their states and rivers
   lindra draw --layers coast --style plain,coast-width=1 -o outlines.svg
       outlines alone)";
 
@@ -159,8 +162,9 @@ std::string explanations() {
     const std::string settings =
         "Settings follow the name, or stand alone and change atlas: " + style_keys() + ".";
     const std::string colours = "Colours are #rgb, #rrggbb, #rrggbbaa or a name: " + colour_names() + ".";
-    return std::string(window_notes) + "\nProjections:\n" + projection_help() + "\nStyles: " + style_names() +
-           ".\n" + wrapped(settings, "") + "\n" + wrapped(colours, "") + "\n" + style_notes + "\n" + examples;
+    return std::string(window_notes) + "\n" + levels_help() + "\nProjections:\n" + projection_help() +
+           "\nStyles: " + style_names() + ".\n" + wrapped(settings, "") + "\n" + wrapped(colours, "") + "\n" +
+           style_notes + "\n" + examples;
 }
 
 CLI::Option *add_text_option(CLI::App &command, const char *names, std::string &value, const char *type,
@@ -172,7 +176,8 @@ CLI::Option *add_text_option(CLI::App &command, const char *names, std::string &
 
 void add_draw(CLI::App &program) {
     const auto options = std::make_shared<Options>();
-    CLI::App &command = *program.add_subcommand("draw", "Draw a map of the coastlines as PNG, SVG or PDF.");
+    CLI::App &command =
+        *program.add_subcommand("draw", "Draw a map of coastlines, borders and rivers as PNG, SVG or PDF.");
     add_text_option(command, "-o,--output", options->output, "FILE", "The picture: .png, .svg or .pdf");
     add_text_option(command, "--window", options->window, "W/E/S/N",
                     "Degrees; east below west crosses the antimeridian:\n"
@@ -188,8 +193,9 @@ void add_draw(CLI::App &program) {
                     "auto: what suits the size of a pixel");
     add_text_option(command, "--layers", options->layers, "LAYER,...",
                     "Any of land, lakes, islands (in lakes), ponds (on\n"
-                    "those), and coast: the outlines of the others, or\n"
-                    "of everything when it stands alone");
+                    "those), borders[:LEVELS], rivers[:LEVELS], and\n"
+                    "coast: the outlines of the areas, or of everything\n"
+                    "when no area is named");
     add_text_option(command, "--size", options->size, "WxH",
                     "Pixels of the page, 1 to 20000. A side left out\n"
                     "(1200x, x800) follows from the shape of the map.\n"

@@ -182,4 +182,13 @@ Layers parse_layers(const std::string &text) {
     return layers;
 }
 
+const char *levels_help() {
+    return R"(LEVELS of borders and rivers are numbers, ranges and names joined by +, such as
+borders:national+marine or rivers:1-2+6. Without them all are taken.
+  borders  1 national, 2 state, 3 marine
+  rivers   1 to 4 permanent, from major to minor; 5 to 7 intermittent; 8 to 10
+           canals: major, minor, irrigation. Wide rivers are among the lakes too
+)";
+}
+
 } // namespace lindra::tools

@@ -42,6 +42,9 @@ struct Layers {
 // Throws UsageError naming the unknown layer or level and the known ones.
 Layers parse_layers(const std::string &text);
 
+// What the help says of the levels of borders and rivers.
+const char *levels_help();
+
 } // namespace lindra::tools
 
 #endif
