@@ -32,7 +32,8 @@ constexpr const char *description =
 constexpr const char *footer =
     "A netCDF-4 file, or one with 64-bit offsets, is answered with the command that converts it.\n"
     "What can be read of a damaged shapefile or table is printed before the error.\n"
-    "JSON Schemas tell the layouts of --json: share/lindra/schemas/dump-{netcdf,shapefile,dbase}.schema.json\n"
+    "JSON Schemas tell the layouts of --json: "
+    "share/lindra/schemas/dump-{netcdf,shapefile,dbase}.schema.json\n"
     "beside the installed command, docs/schemas in its source.\n"
     "Exit status: 0; 1 when the file is missing, damaged or of no known format; 2 for wrong arguments.\n"
     "\n"
