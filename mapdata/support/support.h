@@ -183,6 +183,10 @@ LINDRA_API Dbptr lindra_db_next(Dbptr db);
 
 /* --- Extensions ----------------------------------------------------------------------------------------- */
 
+/* lindra_unmapfile releases the memory of a file that mapfile made readable without a cache handle: data and
+ * size are what it stored and returned. Null is accepted. */
+LINDRA_API void lindra_unmapfile(char *data, int64_t size);
+
 /* lindra_set_log_handler hands every later message of elog_log, line end included, to handler along with
  * context; null brings standard error back. The text is valid during the call only. The handler may be called
  * from every thread that uses the library. */
