@@ -37,6 +37,11 @@ T load_le(const unsigned char *from) {
 }
 
 template <>
+inline double load_be<double>(const unsigned char *from) {
+    return std::bit_cast<double>(load_be<uint64_t>(from));
+}
+
+template <>
 inline double load_le<double>(const unsigned char *from) {
     return std::bit_cast<double>(load_le<uint64_t>(from));
 }

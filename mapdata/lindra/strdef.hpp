@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A row of the field tables. It stands by itself because the C++ face, which derives the places of fields in a
-// file from the same rows, knows no more of the engine.
+// A row of the field tables. It stands by itself because the C++ face, which derives the places of fields in
+// a file from the same rows, knows no more of the engine.
 #ifndef LINDRA_STRDEF_HPP
 #define LINDRA_STRDEF_HPP
 
