@@ -197,7 +197,10 @@ class shapefile {
         for (char &c : capitals)
             c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
         std::error_code ignored;
-        return std::filesystem::exists(stem + extension, ignored) ? stem + extension : stem + capitals;
+        return std::filesystem::exists(stem + capitals, ignored) &&
+                       !std::filesystem::exists(stem + extension, ignored)
+                   ? stem + capitals
+                   : stem + extension;
     }
 
     void open(const shapefile_bytes &files, const std::string &main, const shapefile_options &options) {

@@ -99,16 +99,16 @@ class text_decoder {
   public:
     text_decoder() = default;
     explicit text_decoder(const std::string &encoding) : handle_(iconv_open("UTF-8", encoding.c_str())) {
-        keeps_ascii_ = is_open() && converts_ascii_to_itself();
+        keeps_plain_text_ = is_open() && converts_plain_text_to_itself();
     }
     ~text_decoder() {
         if (is_open()) iconv_close(handle_);
     }
     text_decoder(text_decoder &&other) noexcept
-        : handle_(std::exchange(other.handle_, closed())), keeps_ascii_(other.keeps_ascii_) {}
+        : handle_(std::exchange(other.handle_, closed())), keeps_plain_text_(other.keeps_plain_text_) {}
     text_decoder &operator=(text_decoder &&other) noexcept {
         std::swap(handle_, other.handle_);
-        std::swap(keeps_ascii_, other.keeps_ascii_);
+        std::swap(keeps_plain_text_, other.keeps_plain_text_);
         return *this;
     }
 
@@ -117,25 +117,27 @@ class text_decoder {
     // Bytes that are none of the encoding become U+FFFD each, a character cut off at the end is dropped; both
     // set is_damaged.
     std::string operator()(std::string_view text, bool &is_damaged) const {
-        if (keeps_ascii_ && is_ascii(text)) return std::string(text);
+        if (keeps_plain_text_ && is_plain(text)) return std::string(text);
         return convert(text, is_damaged);
     }
 
   private:
     static iconv_t closed() { return reinterpret_cast<iconv_t>(-1); }
 
-    static bool is_ascii(std::string_view text) {
-        return std::none_of(text.begin(), text.end(), [](char c) { return c & '\x80'; });
+    // Escape, shift out and shift in begin other characters in the encodings that have them.
+    static bool is_plain(std::string_view text) {
+        return std::none_of(text.begin(), text.end(),
+                            [](char c) { return (c & '\x80') || c == '\x1b' || c == '\x0e' || c == '\x0f'; });
     }
 
-    // Not so for encodings with shifts, and for those that have another character in the place of a
-    // backslash.
-    bool converts_ascii_to_itself() const {
-        std::string ascii;
-        for (char c = 0; c < 127; c++)
-            ascii += c;
+    // Not so where there is another character in the place of a backslash, or where printable ones shift, as
+    // in HZ and UTF-7.
+    bool converts_plain_text_to_itself() const {
+        std::string text = "~{VPND~}+AGE-";
+        for (char c = ' '; c < 127; c++)
+            text += c;
         bool is_damaged = false;
-        return convert(ascii, is_damaged) == ascii && !is_damaged;
+        return convert(text, is_damaged) == text && !is_damaged;
     }
 
     std::string convert(std::string_view text, bool &is_damaged) const {
@@ -168,7 +170,7 @@ class text_decoder {
     }
 
     iconv_t handle_ = closed();
-    bool keeps_ascii_ = false;
+    bool keeps_plain_text_ = false;
 };
 
 // What there is to choose an encoding from. Empty texts tell nothing.
