@@ -222,10 +222,10 @@ class attribute_table {
         for (size_t i = 0; i < fields_.size(); i++) {
             std::string &name = fields_[i].name;
             if (!name.empty() && *find(name) == i) continue;
-            const std::string number = std::to_string(i + 1);
-            name = name.empty() ? "FIELD_" + number : name + "_" + number;
+            name += name.empty() ? "FIELD_" : "_";
+            name += std::to_string(i + 1);
             report_(repair_kind::table, layout_->header_size + i * layout_->descriptor_size,
-                    "field " + number + " has no name of its own, and is called " + name);
+                    "has a field without a name of its own, which is called " + name);
         }
     }
 

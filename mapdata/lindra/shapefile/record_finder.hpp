@@ -110,7 +110,7 @@ class record_finder {
     std::vector<record_place> find() {
         walk();
         if (index_.size()) order_by_index();
-        check_numbers();
+        report_numbers();
         return std::move(records_);
     }
 
@@ -167,7 +167,7 @@ class record_finder {
 
     bool take(uint64_t at) {
         if (const auto size = told_size(at); size && (has_known_type(at) || leads_on_behind(at, *size))) {
-            records_.push_back({at, *size});
+            add({at, *size});
             return true;
         }
         return take_by_counts(at);
@@ -186,7 +186,7 @@ class record_finder {
                 "record " + std::to_string(number(at)) + " has a length of " +
                     std::to_string(record_length(bytes(at))) + " words; read as " + std::to_string(*size) +
                     " bytes");
-        records_.push_back({at, *size});
+        add({at, *size});
         return true;
     }
 
@@ -295,6 +295,7 @@ class record_finder {
                 "has " + std::to_string(records_.size()) + " records; the index has " +
                     std::to_string(ordered.size()) + " in another order or place, and is followed");
         records_ = std::move(ordered);
+        check_numbers_again();
     }
 
     bool is_as_walked() const {
@@ -339,17 +340,26 @@ class record_finder {
 
     // --- Numbers ---
 
-    void check_numbers() const {
-        size_t wrong = 0;
-        uint64_t first_wrong = 0;
-        for (size_t i = 0; i < records_.size(); i++) {
-            const uint64_t at = records_[i].offset;
-            if (!at || static_cast<size_t>(static_cast<uint32_t>(number(at))) == i + 1) continue;
-            if (!wrong++) first_wrong = at;
-        }
-        if (wrong)
-            report_(repair_kind::record_number, first_wrong,
-                    std::to_string(wrong) + " of " + std::to_string(records_.size()) +
+    void add(record_place record) {
+        check_number(record, records_.size());
+        records_.push_back(record);
+    }
+
+    void check_number(const record_place &record, size_t i) {
+        if (!record.offset || static_cast<uint32_t>(number(record.offset)) == i + 1) return;
+        if (!misnumbered_++) first_misnumbered_ = record.offset;
+    }
+
+    void check_numbers_again() {
+        misnumbered_ = 0;
+        for (size_t i = 0; i < records_.size(); i++)
+            check_number(records_[i], i);
+    }
+
+    void report_numbers() const {
+        if (misnumbered_)
+            report_(repair_kind::record_number, first_misnumbered_,
+                    std::to_string(misnumbered_) + " of " + std::to_string(records_.size()) +
                         " records bear another number than their place");
     }
 
@@ -359,6 +369,8 @@ class record_finder {
     const reporter &index_report_;
     int32_t type_;
     std::vector<record_place> records_;
+    size_t misnumbered_ = 0;
+    uint64_t first_misnumbered_ = 0;
     mutable std::optional<std::vector<uint64_t>> indexed_;
     mutable std::optional<std::vector<uint64_t>> named_;
 };

@@ -187,11 +187,12 @@ inline constexpr std::array shape_layouts = {
     layout_of(SHAPE_MULTIPATCH, esri::SHPRECMULTIPA_Strdef),
 };
 
-constexpr std::array<int8_t, 32> slots_of_layouts() {
-    std::array<int8_t, 32> slots{};
-    slots.fill(-1);
+// For each shape type the number of its layout; the number of layouts where there is none.
+constexpr std::array<uint8_t, 32> slots_of_layouts() {
+    std::array<uint8_t, 32> slots{};
+    slots.fill(static_cast<uint8_t>(shape_layouts.size()));
     for (size_t i = 0; i < shape_layouts.size(); i++)
-        slots.at(static_cast<size_t>(shape_layouts[i].type)) = static_cast<int8_t>(i);
+        slots.at(static_cast<size_t>(shape_layouts[i].type)) = static_cast<uint8_t>(i);
     return slots;
 }
 
@@ -199,8 +200,8 @@ constexpr std::array<int8_t, 32> slots_of_layouts() {
 inline const shape_layout *find_layout(int32_t type) {
     static constexpr auto slots = slots_of_layouts();
     if (type < 0 || static_cast<size_t>(type) >= slots.size()) return nullptr;
-    const int8_t slot = slots[static_cast<size_t>(type)];
-    return slot < 0 ? nullptr : &shape_layouts[static_cast<size_t>(slot)];
+    const size_t slot = slots[static_cast<size_t>(type)];
+    return slot < shape_layouts.size() ? &shape_layouts[slot] : nullptr;
 }
 
 // A shape begins with its type.

@@ -49,7 +49,7 @@ class shapefile {
     // Opens PATH.shp, given with or without the ending, and the .shx, .dbf and .cpg files beside it, where
     // they are there. Throws error when the main file cannot be read, is shorter than its header or does not
     // begin with the number of the format. Other files that are unusable are repairs.
-    explicit shapefile(const std::string &path, shapefile_options options = {})
+    explicit shapefile(const std::string &path, const shapefile_options &options = {})
         : state_(std::make_unique<state>()) {
         const std::string main = main_path(path);
         state_->shp = detail::mapped_file(main);
@@ -67,7 +67,7 @@ class shapefile {
     }
 
     // The same of files in memory, which outlive it. name: what errors and repairs call the main file.
-    explicit shapefile(const shapefile_bytes &files, shapefile_options options = {},
+    explicit shapefile(const shapefile_bytes &files, const shapefile_options &options = {},
                        const std::string &name = "memory.shp")
         : state_(std::make_unique<state>()) {
         open(files, name, options);

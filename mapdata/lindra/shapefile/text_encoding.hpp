@@ -99,20 +99,21 @@ class text_decoder {
   public:
     text_decoder() = default;
     explicit text_decoder(const std::string &encoding) : handle_(iconv_open("UTF-8", encoding.c_str())) {
-        keeps_plain_text_ = is_open() && converts_plain_text_to_itself();
+        is_open_ = reinterpret_cast<intptr_t>(handle_) != -1;
+        keeps_plain_text_ = is_open_ && converts_plain_text_to_itself();
     }
     ~text_decoder() {
-        if (is_open()) iconv_close(handle_);
+        if (is_open_) iconv_close(handle_);
     }
-    text_decoder(text_decoder &&other) noexcept
-        : handle_(std::exchange(other.handle_, closed())), keeps_plain_text_(other.keeps_plain_text_) {}
+    text_decoder(text_decoder &&other) noexcept { *this = std::move(other); }
     text_decoder &operator=(text_decoder &&other) noexcept {
         std::swap(handle_, other.handle_);
+        std::swap(is_open_, other.is_open_);
         std::swap(keeps_plain_text_, other.keeps_plain_text_);
         return *this;
     }
 
-    bool is_open() const { return handle_ != closed(); }
+    bool is_open() const { return is_open_; }
 
     // Bytes that are none of the encoding become U+FFFD each, a character cut off at the end is dropped; both
     // set is_damaged.
@@ -122,8 +123,6 @@ class text_decoder {
     }
 
   private:
-    static iconv_t closed() { return reinterpret_cast<iconv_t>(-1); }
-
     // Escape, shift out and shift in begin other characters in the encodings that have them.
     static bool is_plain(std::string_view text) {
         return std::none_of(text.begin(), text.end(),
@@ -169,7 +168,8 @@ class text_decoder {
         return reason;
     }
 
-    iconv_t handle_ = closed();
+    iconv_t handle_ = nullptr;
+    bool is_open_ = false;
     bool keeps_plain_text_ = false;
 };
 
@@ -196,7 +196,7 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
         report(repair_kind::encoding, 0,
                "\"" + candidate.name + "\" from " + to_text(candidate.origin) + " is unknown to iconv");
     }
-    const text_encoding standard{"ISO-8859-1", encoding_origin::standard};
+    text_encoding standard{"ISO-8859-1", encoding_origin::standard};
     decoder = text_decoder(standard.name);
     if (!decoder.is_open()) report.fail(0, "iconv knows no " + standard.name);
     return standard;
