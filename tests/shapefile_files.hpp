@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// Shapefiles made byte by byte, so that each byte can be made wrong.
+// Shapefiles with their index and table, made of given coordinates and rows, with any field of a header
+// wrong; and a shapefile opened on them.
 #ifndef LINDRA_TESTS_SHAPEFILE_FILES_HPP
 #define LINDRA_TESTS_SHAPEFILE_FILES_HPP
 
-#include "big_endian.hpp"
 #include "guarded_buffer.hpp"
+#include "little_endian.hpp"
+#include "shapefile_builder.hpp"
 
 #include "lindra/lindra.hpp"
 
-#include <bit>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,21 +19,6 @@
 #include <vector>
 
 namespace lindra::test {
-
-inline std::string le32(int64_t number) {
-    const std::string big = be32(number);
-    return {big.rbegin(), big.rend()};
-}
-
-inline std::string le16(int number) {
-    const std::string big = be16(number);
-    return {big.rbegin(), big.rend()};
-}
-
-inline std::string le_double(double number) {
-    const std::string big = be_double(number);
-    return {big.rbegin(), big.rend()};
-}
 
 inline std::string le_doubles(const std::vector<double> &numbers) {
     std::string bytes;
@@ -78,13 +64,13 @@ inline std::string extras(const std::vector<double> &numbers) {
 }
 
 inline std::string file_header(size_t size, int32_t type) {
-    return be32(9994) + std::string(20, '\0') + be32(static_cast<int64_t>(size / 2)) + le32(1000) +
-           le32(type) + le_doubles({0, 0, 10, 10, 0, 0, 0, 0});
+    return shp::header(static_cast<int32_t>(size / 2), type);
 }
 
+// words: what the length field says, where that is not the length.
 inline std::string record_bytes(int32_t number, const std::string &contents,
-                                std::optional<int64_t> words = {}) {
-    return be32(number) + be32(words.value_or(static_cast<int64_t>(contents.size() / 2))) + contents;
+                                std::optional<int32_t> words = {}) {
+    return shp::record_header(number, words.value_or(static_cast<int32_t>(contents.size() / 2))) + contents;
 }
 
 // The records, one after the other, below a header that fits.

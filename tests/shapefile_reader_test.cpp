@@ -180,7 +180,7 @@ TEST(Shapefile, the_size_of_the_file_counts_not_what_its_header_says) {
 }
 
 TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_by_what_the_shape_takes) {
-    for (const int64_t words : {0, 1, -1, 1000, 0x7fffffff}) {
+    for (const int32_t words : {0, 1, -1, 1000, 0x7fffffff}) {
         const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
         OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, line) + record_bytes(2, line, words) +
                                                          record_bytes(3, line)));
@@ -192,7 +192,7 @@ TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_by_what_the_shape_takes)
 
 TEST(Shapefile, a_length_that_reaches_over_the_next_record_does_not_hide_it) {
     const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
-    const auto words = static_cast<int64_t>(line.size() / 2 + 10);
+    const auto words = static_cast<int32_t>(line.size() / 2 + 10);
     OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, line, words) + record_bytes(2, line) +
                                                      record_bytes(3, line)));
     EXPECT_EQ(file->size(), 3U);
@@ -453,6 +453,28 @@ TEST(Shapefile, both_readers_give_the_same_bits_for_a_correct_file) {
         EXPECT_EQ(record->offset, seen.offset());
         ASSERT_EQ(static_cast<size_t>(shape->numpoints), seen.points().size());
         EXPECT_EQ(memcmp(shape->points, seen.points().bytes().data(), seen.points().bytes().size()), 0);
+    }
+}
+
+TEST(Shapefile, the_fields_of_every_type_are_found) {
+    for (const auto &[type, name] : shp::types) {
+        const std::string bytes = shp::file(type, {shp::record(1, shp::shape(type))});
+        OpenShapefile file(bytes);
+        const shape_record record = (*file)[0];
+        EXPECT_EQ(static_cast<int32_t>(record.type()), type);
+        const int count = type == SHAPE_NULL ? 0 : shp::is_point(type) ? 1 : 3;
+        ASSERT_EQ(record.points().size(), static_cast<size_t>(count)) << name;
+        EXPECT_EQ(record.parts().size(), count == 0 ? 0U : shp::has_parts(type) ? 2U : 1U) << name;
+        for (int i = 0; i < count; i++) {
+            const int which = count == 1 ? 1 : i;
+            const auto at = static_cast<size_t>(i);
+            EXPECT_EQ(record.points()[at], (shape_point{shp::x_of(which), shp::y_of(which)})) << name;
+            EXPECT_EQ(record.z(at), shp::has_z(type) ? std::optional(shp::z_of(which)) : std::nullopt)
+                << name;
+            EXPECT_EQ(record.m(at), shp::has_m(type) ? std::optional(shp::m_of(which)) : std::nullopt)
+                << name;
+        }
+        EXPECT_EQ(file.told(repair_kind::shape_cut) + file.told(repair_kind::gap), 0U) << name;
     }
 }
 

@@ -4,8 +4,8 @@
 
 usage: shapefiles_test.py LISTING DIRECTORY
 
-LISTING is the program shapefile_listing. Packages that are missing below DIRECTORY are downloaded with apt-get and
-unpacked there; nothing of them is installed. $LINDRA_SHAPEFILES names a directory that has them already.
+LISTING is the program shapefile_listing. The packages in DIRECTORY, which ./dev peers fetches, are unpacked beside
+themselves; nothing of them is installed. $LINDRA_SHAPEFILES names a directory that has shapefiles already.
 
   shpdump   every coordinate, height, measure and first point of a part, exactly
   dbfdump   every field, byte for byte but for blanks around it, and which rows are deleted
@@ -20,7 +20,6 @@ import subprocess
 import sys
 from pathlib import Path
 
-PACKAGES = ["golang-github-jonas-p-go-shp-dev", "python3-libpysal", "r-cran-maptools", "r-cran-sf", "r-cran-spdata"]
 FEWEST = 60  # files, so that a comparison of nothing is no success
 
 # What the reader of the C face does where it differs, and why.
@@ -49,13 +48,9 @@ def unpacked(directory):
     """The directory with the files of all packages."""
     if os.environ.get("LINDRA_SHAPEFILES"):
         return Path(os.environ["LINDRA_SHAPEFILES"])
-    directory.mkdir(parents=True, exist_ok=True)
-    for package in PACKAGES:
-        if not list(directory.glob(f"{package}_*.deb")):
-            subprocess.run(["apt-get", "download", "-qq", package], cwd=directory, check=True)
-        if not (directory / package).is_dir():
-            deb = next(directory.glob(f"{package}_*.deb"))
-            subprocess.run(["dpkg-deb", "-x", deb, directory / package], check=True)
+    for package in directory.glob("*.deb"):
+        if not package.with_suffix("").is_dir():
+            subprocess.run(["dpkg-deb", "-x", package, package.with_suffix("")], check=True)
     return directory
 
 
