@@ -115,11 +115,11 @@ class attribute_table {
                     detail::reporter report)
         : file_(file), report_(std::move(report)) {
         if (file_.size() < detail::level_5_layout.header_size)
-            report_.fail(file_.size(), "ends in the header of its table");
+            report_.refuse(file_.size(), "ends in the header of its table");
         const bool is_level_7 = (detail::table_flags(file_.data()) & 7) == 4;
         layout_ = is_level_7 ? &detail::level_7_layout : &detail::level_5_layout;
         if (file_.size() < layout_->header_size)
-            report_.fail(file_.size(), "ends in the header of its table");
+            report_.refuse(file_.size(), "ends in the header of its table");
         encoding_ = detail::choose_encoding({cpg, detail::table_language(file_.data()), given_encoding},
                                             report_, decoder_);
         const size_t descriptors_end = read_fields();

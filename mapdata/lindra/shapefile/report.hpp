@@ -72,7 +72,7 @@ class reporter {
         if (handler_) handler_({kind, file_, offset, std::move(text)});
     }
 
-    [[noreturn]] void fail(uint64_t offset, const std::string &text) const {
+    [[noreturn]] void refuse(uint64_t offset, const std::string &text) const {
         throw error(file_, offset, text);
     }
 

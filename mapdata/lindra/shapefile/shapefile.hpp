@@ -79,7 +79,8 @@ class shapefile {
 
     // Record i, from 0. Throws error when there is none.
     shape_record operator[](size_t i) const {
-        if (i >= size()) state_->report.fail(state_->file.size(), "there is no record " + std::to_string(i));
+        if (i >= size())
+            state_->report.refuse(state_->file.size(), "there is no record " + std::to_string(i));
         return record(i);
     }
 
@@ -216,9 +217,9 @@ class shapefile {
     void check_header() const {
         const byte_span file = state_->file;
         const detail::reporter &report = state_->report;
-        if (file.size() < detail::file_header_size) report.fail(file.size(), "ends in its header");
+        if (file.size() < detail::file_header_size) report.refuse(file.size(), "ends in its header");
         if (detail::file_magic(file.data()) != detail::index_entries::magic)
-            report.fail(0, "is no main file of a shapefile: it does not begin with the number 9994");
+            report.refuse(0, "is no main file of a shapefile: it does not begin with the number 9994");
         if (const int32_t version = detail::file_version(file.data()); version != format_version)
             report(repair_kind::file_header, detail::file_version.offset,
                    "has version " + std::to_string(version) + ", read as 1000");

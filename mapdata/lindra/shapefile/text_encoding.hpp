@@ -198,7 +198,7 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
     }
     text_encoding standard{"ISO-8859-1", encoding_origin::standard};
     decoder = text_decoder(standard.name);
-    if (!decoder.is_open()) report.fail(0, "iconv knows no " + standard.name);
+    if (!decoder.is_open()) report.refuse(0, "iconv knows no " + standard.name);
     return standard;
 }
 
