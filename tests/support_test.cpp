@@ -499,3 +499,26 @@ TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
         freearr(cache, free);
     }
 }
+
+// Whether anything is mapped at the page of an address.
+bool is_mapped(const void *at) {
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const uintptr_t begin = reinterpret_cast<uintptr_t>(at) / page * page;
+    unsigned char resident;
+    return mincore(reinterpret_cast<void *>(begin), page, &resident) == 0;
+}
+
+TEST_F(MapFile, an_unmapped_file_is_gone_with_its_guard) {
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    for (const size_t size : {size_t{0}, size_t{7}, page, page + 1, size_t{17} << 20}) {
+        const int64_t mapped =
+            mapfile(directory.write("file", std::string(size, 'x')).c_str(), nullptr, &data);
+        ASSERT_EQ(mapped, static_cast<int64_t>(size));
+        const char *guard = data + size + (page - 1);
+        EXPECT_TRUE(is_mapped(guard)) << size;
+        lindra_unmapfile(data, mapped);
+        EXPECT_FALSE(is_mapped(data)) << size;
+        EXPECT_FALSE(is_mapped(guard)) << size;
+    }
+    lindra_unmapfile(nullptr, 0);
+}

@@ -5,7 +5,7 @@
 #ifndef LINDRA_FIELD_TABLE_HPP
 #define LINDRA_FIELD_TABLE_HPP
 
-#include "strdefs.hpp"
+#include "strdef.hpp"
 
 #include <cstddef>
 #include <cstdint>

@@ -15,6 +15,7 @@
 
 #include "allocate.hpp"
 #include "source.hpp"
+#include "strdef.hpp"
 #include "support.h"
 
 #include <array>
@@ -31,17 +32,6 @@
 namespace lindra {
 
 // --- What a registry is made of ---------------------------------------------------------------------------
-
-// One field of a record.
-struct Strdef {
-    char name[32]; // as it is printed
-    int32_t type;
-    int32_t count;        // of elements; 0: as many as the count member says
-    int32_t count_member; // where in the structure the count stands, when count is 0
-    int32_t member;       // where in the structure the value stands, or the pointer to its array
-    int32_t big_endian;
-};
-static_assert(sizeof(Strdef) == 52);
 
 // The name of a code. Tables are searched in order.
 struct Codedef {

@@ -5,29 +5,14 @@
 #ifndef LINDRA_STREAM_HPP
 #define LINDRA_STREAM_HPP
 
+#include "bytes.hpp"
 #include "extents.hpp"
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
-#include <type_traits>
 
 namespace lindra {
-
-template <class T>
-T load_be(const unsigned char *from) {
-    static_assert(std::is_integral_v<T> && (sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8));
-    std::make_unsigned_t<T> value;
-    memcpy(&value, from, sizeof value);
-    if constexpr (std::endian::native == std::endian::little) {
-        if constexpr (sizeof(T) == 2) value = __builtin_bswap16(value);
-        if constexpr (sizeof(T) == 4) value = __builtin_bswap32(value);
-        if constexpr (sizeof(T) == 8) value = __builtin_bswap64(value);
-    }
-    return static_cast<T>(value);
-}
 
 class Stream {
   public:

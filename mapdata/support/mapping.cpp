@@ -8,6 +8,7 @@
 #include "support.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -144,4 +145,13 @@ int64_t mapfile(const char *path, Arr **cache, char **data) {
     if (!map_whole(path, mapping)) return -1;
     *data = mapping.data;
     return mapping.size;
+}
+
+// Both kinds of mapping begin at a page, hold the file and end with one page that cannot be read.
+void lindra_unmapfile(char *data, int64_t size) {
+    if (!data) return;
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t before = reinterpret_cast<uintptr_t>(data) % page;
+    const size_t room = (before + static_cast<size_t>(size) + page - 1) / page * page;
+    munmap(data - before, room + page);
 }

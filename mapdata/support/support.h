@@ -108,8 +108,8 @@ LINDRA_API void elog_die(int flag, const char *format, ...) LINDRA_PRINTF(2, 3) 
  * XDG Base Directory Specification (2021) wants it. */
 LINDRA_API char *datafile(const char *env, const char *relative_path);
 
-/* mapfile makes the whole regular file at path readable in memory for the life of the process, stores the
- * address of its first byte in data and returns its size in bytes. Files up to 16 MiB are read into private
+/* mapfile makes the whole regular file at path readable in memory for the life of the process, or until
+ * lindra_unmapfile, stores the address of its first byte in data and returns its size in bytes. Files up to 16 MiB are read into private
  * memory that ends at an unreadable page; larger ones are mapped. With a cache handle (the address of an Arr
  * pointer that is null at first) a file mapped through it before is not mapped again: the same address and
  * size are returned. Returns -1 with null in data when path is no readable regular file, or memory is
@@ -182,6 +182,10 @@ LINDRA_API int lindra_db_close(Dbptr db);
 LINDRA_API Dbptr lindra_db_next(Dbptr db);
 
 /* --- Extensions ----------------------------------------------------------------------------------------- */
+
+/* lindra_unmapfile releases the memory of a file that mapfile made readable without a cache handle: data and
+ * size are what it stored and returned. Null is accepted. */
+LINDRA_API void lindra_unmapfile(char *data, int64_t size);
 
 /* lindra_set_log_handler hands every later message of elog_log, line end included, to handler along with
  * context; null brings standard error back. The text is valid during the call only. The handler may be called

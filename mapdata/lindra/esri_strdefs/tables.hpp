@@ -9,8 +9,12 @@
 #ifndef LINDRA_ESRI_STRDEFS_TABLES_HPP
 #define LINDRA_ESRI_STRDEFS_TABLES_HPP
 
-#include "field_table.hpp"
-#include "lindra.h"
+#include "../field_table.hpp"
+#include "../lindra.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
 
 namespace lindra::esri {
 
@@ -24,6 +28,12 @@ constexpr int32_t size_of(int32_t type) {
 
 constexpr bool little = false;
 constexpr bool big = true;
+
+// This header is installed with the C++ face, into programs that may have macros of these names.
+#pragma push_macro("FIELD")
+#pragma push_macro("ARRAY")
+#undef FIELD
+#undef ARRAY
 
 // A row whose member is named once. A text of several characters has room for a closing zero byte, which is
 // not in the file.
@@ -259,6 +269,8 @@ static_assert(lies_at(DBASEFIELDDESCR7_Strdef, {0, 32, 33, 34, 35, 37, 38, 40, 4
 
 #undef FIELD
 #undef ARRAY
+#pragma pop_macro("ARRAY")
+#pragma pop_macro("FIELD")
 
 } // namespace lindra::esri
 

@@ -1,0 +1,482 @@
+// SPDX-License-Identifier: MIT
+#include "shapefile_files.hpp"
+#include "temporary_directory.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <ranges>
+
+namespace lindra::test {
+namespace {
+
+static_assert(std::random_access_iterator<point_range::iterator>);
+static_assert(std::random_access_iterator<shapefile::iterator>);
+static_assert(std::forward_iterator<part_range::iterator>);
+static_assert(std::ranges::sized_range<part_range>);
+
+const Path triangle = {{0, 0}, {0, 1}, {1, 0}, {0, 0}};
+
+std::string three_points() {
+    return main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(3, 4), point_shape(5, 6)});
+}
+
+// The x of each record's first point; -1 where there is none.
+std::vector<double> first_xs(const shapefile &file) {
+    std::vector<double> xs;
+    for (const shape_record &record : file)
+        xs.push_back(record.points().empty() ? -1 : record.points()[0].x);
+    return xs;
+}
+
+using Xs = std::vector<double>;
+
+// --- Correct files ---
+
+TEST(Shapefile, points_are_read_in_place) {
+    OpenShapefile file(three_points());
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ(file->type(), shape_type::point);
+    const shape_record second = (*file)[1];
+    EXPECT_EQ(second.number(), 2);
+    EXPECT_EQ(second.index(), 1U);
+    EXPECT_EQ(second.offset(), 128U);
+    EXPECT_EQ(second.type(), shape_type::point);
+    EXPECT_EQ(second.points()[0], (shape_point{3, 4}));
+    EXPECT_EQ(second.bbox(), (shape_box{3, 4, 3, 4}));
+    EXPECT_EQ(second.parts().size(), 1U);
+    EXPECT_EQ(second.contents().size(), 20U);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, parts_end_where_the_next_begins) {
+    OpenShapefile file(main_file_of(
+        SHAPE_POLYLINE, {path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}, {{5, 6}, {7, 8}, {9, 10}}})}));
+    const shape_record record = (*file)[0];
+    std::vector<size_t> sizes, firsts;
+    for (const shape_part part : record.parts()) {
+        sizes.push_back(part.size());
+        firsts.push_back(part.first_point());
+    }
+    EXPECT_EQ(sizes, (std::vector<size_t>{2, 3}));
+    EXPECT_EQ(firsts, (std::vector<size_t>{0, 2}));
+    EXPECT_EQ(record.bbox(), (shape_box{0, 0, 10, 10}));
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, heights_and_measures_belong_to_points) {
+    OpenShapefile file(main_file_of(SHAPE_POLYLINEZ, {path_shape(SHAPE_POLYLINEZ, {{{1, 2}, {3, 4}}}) +
+                                                      extras({7, 8}) + extras({9, -1e39})}));
+    const shape_record record = (*file)[0];
+    EXPECT_EQ(record.z(0), 7);
+    EXPECT_EQ(record.z(1), 8);
+    EXPECT_EQ(record.m(0), 9);
+    EXPECT_EQ(record.m(1), std::nullopt);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, a_shape_with_heights_may_lack_measures) {
+    OpenShapefile file(
+        main_file_of(SHAPE_POLYLINEZ,
+                     {path_shape(SHAPE_POLYLINEZ, {{{1, 2}, {3, 4}}}) + extras({7, 8}),
+                      path_shape(SHAPE_POLYLINEZ, {{{5, 6}, {7, 8}}}) + extras({1, 2}) + extras({3, 4})}));
+    EXPECT_EQ(file->size(), 2U);
+    EXPECT_EQ((*file)[0].z(1), 8);
+    EXPECT_FALSE((*file)[0].has_m());
+    EXPECT_EQ((*file)[1].m(1), 4);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, a_point_with_a_height_may_lack_its_measure) {
+    OpenShapefile file(main_file_of(SHAPE_POINTZ, {le32(SHAPE_POINTZ) + le_doubles({1, 2, 3}),
+                                                   le32(SHAPE_POINTZ) + le_doubles({1, 2, 3, 4})}));
+    EXPECT_EQ((*file)[0].z(0), 3);
+    EXPECT_FALSE((*file)[0].has_m());
+    EXPECT_EQ((*file)[1].m(0), 4);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, parts_of_a_multipatch_have_types) {
+    const std::string patch =
+        le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(2) + le32(7) + le32(0) + le32(3) + le32(1) +
+        le32(2) + coordinates({{{0, 0}, {0, 1}, {1, 0}}, triangle}) + extras({1, 2, 3, 4, 5, 6, 7});
+    OpenShapefile file(main_file_of(SHAPE_MULTIPATCH, {patch}));
+    const shape_record record = (*file)[0];
+    auto part = record.parts().begin();
+    EXPECT_EQ((*part).type(), part_type::triangle_fan);
+    EXPECT_EQ((*part).size(), 3U);
+    ++part;
+    EXPECT_EQ((*part).type(), part_type::outer_ring);
+    EXPECT_EQ((*part).size(), 4U);
+    EXPECT_EQ(record.z(6), 7);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, records_stay_valid_when_the_shapefile_moves) {
+    const std::string bytes = three_points();
+    shapefile file({{reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size()}});
+    const shape_record record = file[2];
+    const shapefile moved = std::move(file);
+    EXPECT_EQ(record.points()[0].x, 5);
+    EXPECT_EQ(moved.size(), 3U);
+}
+
+// --- Files ---
+
+TEST(Shapefile, opens_the_files_beside_the_main_one) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.write("roads.shp", three_points());
+    directory.write("roads.SHX", index_file(SHAPE_POINT, {{156, 20}, {100, 20}, {128, 20}}));
+    directory.write("roads.dbf", table_file({{"NAME", 'C', 2}}, {" \xe4 ", " b ", " c "}));
+    directory.write("roads.cpg", "1252\r\n");
+    const shapefile file(path);
+    EXPECT_EQ(first_xs(file), (Xs{5, 1, 3}));
+    EXPECT_EQ(file.encoding()->name, "CP1252");
+    EXPECT_EQ(file.encoding()->origin, encoding_origin::cpg);
+    EXPECT_EQ(file[0].attributes()["NAME"], attribute_value("\xc3\xa4"));
+    EXPECT_EQ(shapefile(directory.path() / "roads").size(), 3U);
+}
+
+TEST(Shapefile, a_missing_file_is_an_error_that_names_it) {
+    try {
+        const shapefile file("/nowhere/roads.shp");
+        FAIL();
+    } catch (const error &reason) {
+        EXPECT_EQ(reason.file(), "/nowhere/roads.shp");
+        EXPECT_STREQ(reason.what(), "/nowhere/roads.shp: byte 0: No such file or directory");
+    }
+}
+
+TEST(Shapefile, a_cut_header_is_an_error_with_its_place) {
+    try {
+        OpenShapefile file(three_points().substr(0, 99));
+        FAIL();
+    } catch (const error &reason) {
+        EXPECT_EQ(reason.offset(), 99U);
+        EXPECT_EQ(reason.file(), "memory.shp");
+    }
+}
+
+TEST(Shapefile, another_kind_of_file_is_an_error) {
+    EXPECT_THROW(OpenShapefile(std::string(200, 'x')), error);
+}
+
+TEST(Shapefile, a_record_beyond_the_last_is_an_error) {
+    OpenShapefile file(three_points());
+    EXPECT_THROW((*file)[3], error);
+}
+
+// --- Headers and lengths ---
+
+TEST(Shapefile, the_size_of_the_file_counts_not_what_its_header_says) {
+    for (const int64_t words : {0, 50, 64, 1000000, -1}) {
+        std::string bytes = three_points();
+        bytes.replace(24, 4, be32(words));
+        OpenShapefile file(bytes);
+        EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5})) << words;
+        EXPECT_EQ(file.told(repair_kind::file_header), 1U);
+    }
+}
+
+TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_by_what_the_shape_takes) {
+    for (const int32_t words : {0, 1, -1, 1000, 0x7fffffff}) {
+        const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+        OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, line) + record_bytes(2, line, words) +
+                                                         record_bytes(3, line)));
+        EXPECT_EQ(first_xs(*file), (Xs{3, 3, 3})) << words;
+        EXPECT_EQ(file.told(repair_kind::record_length), 1U) << words;
+        EXPECT_EQ(file.repairs()[0].offset, 100 + 8 + line.size() + 4);
+    }
+}
+
+TEST(Shapefile, a_length_that_reaches_over_the_next_record_does_not_hide_it) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+    const auto words = static_cast<int32_t>(line.size() / 2 + 10);
+    OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, line, words) + record_bytes(2, line) +
+                                                     record_bytes(3, line)));
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ((*file)[0].contents().size(), line.size());
+    EXPECT_EQ(file.told(repair_kind::record_length), 1U);
+}
+
+TEST(Shapefile, a_record_without_contents_is_null) {
+    OpenShapefile file(main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + record_bytes(2, "") +
+                                                  record_bytes(3, point_shape(5, 6))));
+    EXPECT_EQ(first_xs(*file), (Xs{1, -1, 5}));
+    EXPECT_EQ((*file)[1].type(), shape_type::null);
+    EXPECT_EQ(file.told(repair_kind::record_length), 1U);
+}
+
+TEST(Shapefile, a_last_record_that_is_cut_keeps_its_whole_points) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}, {5, 6}}});
+    const std::string bytes = main_file_of(SHAPE_POLYLINE, {line, line});
+    OpenShapefile file(bytes.substr(0, bytes.size() - 20));
+    EXPECT_EQ(file->size(), 2U);
+    EXPECT_EQ((*file)[1].points().size(), 1U);
+    EXPECT_EQ(file.told(repair_kind::shape_cut), 1U);
+}
+
+// --- Gaps ---
+
+TEST(Shapefile, the_walk_finds_the_record_behind_a_gap) {
+    for (const char filler : {'\0', '\xff', 'x'}) {
+        const std::string gap(46, filler);
+        OpenShapefile file(main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + gap +
+                                                      record_bytes(2, point_shape(3, 4)) +
+                                                      record_bytes(3, point_shape(5, 6))));
+        EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5})) << static_cast<int>(filler);
+        ASSERT_EQ(file.told(repair_kind::gap), 1U);
+        EXPECT_EQ(file.repairs()[0].offset, 128U);
+        EXPECT_EQ(file.repairs()[0].text, "46 bytes belong to no record");
+    }
+}
+
+TEST(Shapefile, a_gap_ends_at_the_next_record_of_the_index) {
+    // What follows the record is nothing that a search would believe.
+    const std::string tail(12, 'x');
+    const std::string bytes =
+        main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + std::string(40, 'x') +
+                                   record_bytes(2, point_shape(3, 4)) + tail);
+    EXPECT_EQ(OpenShapefile(bytes)->size(), 1U);
+    OpenShapefile file(bytes, index_file(SHAPE_POINT, {{100, 20}, {168, 20}}));
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3}));
+    EXPECT_EQ(file.told(repair_kind::gap), 2U);
+}
+
+TEST(Shapefile, bytes_behind_the_last_record_are_told) {
+    OpenShapefile file(three_points() + "abcde");
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ(file.told(repair_kind::gap), 1U);
+}
+
+// --- Numbers, order, index ---
+
+TEST(Shapefile, numbers_out_of_order_are_kept_and_told) {
+    OpenShapefile file(main_file(SHAPE_POINT, record_bytes(7, point_shape(1, 2)) +
+                                                  record_bytes(-3, point_shape(3, 4)) +
+                                                  record_bytes(3, point_shape(5, 6))));
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
+    EXPECT_EQ((*file)[1].number(), -3);
+    ASSERT_EQ(file.told(repair_kind::record_number), 1U);
+    EXPECT_EQ(file.repairs()[0].text, "2 of 3 records bear another number than their place");
+}
+
+TEST(Shapefile, an_index_that_leads_to_every_record_gives_the_order) {
+    OpenShapefile file(three_points(), index_file(SHAPE_POINT, {{156, 20}, {100, 20}, {128, 20}}));
+    EXPECT_EQ(first_xs(*file), (Xs{5, 1, 3}));
+    EXPECT_EQ(file.told(repair_kind::record_order), 1U);
+}
+
+TEST(Shapefile, a_record_that_the_index_leaves_out_is_no_longer_valid) {
+    OpenShapefile file(three_points(), index_file(SHAPE_POINT, {{100, 20}, {156, 20}}));
+    EXPECT_EQ(first_xs(*file), (Xs{1, 5}));
+    EXPECT_EQ(file.told(repair_kind::record_order), 1U);
+}
+
+TEST(Shapefile, a_blank_entry_of_the_index_keeps_the_place_of_a_null_shape) {
+    OpenShapefile file(three_points(), index_file(SHAPE_POINT, {{100, 20}, {0, 0}, {128, 20}, {156, 20}}));
+    EXPECT_EQ(first_xs(*file), (Xs{1, -1, 3, 5}));
+    EXPECT_EQ((*file)[1].offset(), 0U);
+    EXPECT_EQ((*file)[1].number(), 0);
+    EXPECT_EQ((*file)[1].type_code(), SHAPE_NULL);
+}
+
+TEST(Shapefile, an_index_with_wrong_entries_is_left_aside) {
+    const std::vector<std::vector<std::pair<size_t, size_t>>> wrong = {
+        {{100, 20}, {130, 20}, {156, 20}}, {{100, 20}, {100, 20}, {156, 20}}, {{100, 20}, {99999990, 20}}};
+    for (const auto &entries : wrong) {
+        OpenShapefile file(three_points(), index_file(SHAPE_POINT, entries));
+        EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
+        EXPECT_EQ(file.told(repair_kind::index), 1U);
+    }
+}
+
+TEST(Shapefile, an_index_that_is_cut_is_left_aside) {
+    const std::string index = index_file(SHAPE_POINT, {{100, 20}, {128, 20}, {156, 20}});
+    OpenShapefile file(three_points(), index.substr(0, index.size() - 8));
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ(file.told(repair_kind::index), 2U);
+}
+
+// --- Shapes ---
+
+TEST(Shapefile, a_type_without_a_meaning_is_a_record_without_a_shape) {
+    OpenShapefile file(main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) +
+                                                  record_bytes(2, le32(77) + std::string(20, 'x')) +
+                                                  record_bytes(3, point_shape(5, 6))));
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_EQ((*file)[1].type(), shape_type::unknown);
+    EXPECT_EQ((*file)[1].type_code(), 77);
+    EXPECT_TRUE((*file)[1].points().empty());
+    EXPECT_EQ(file.told(repair_kind::shape_type), 3U); // whenever it is looked at
+}
+
+TEST(Shapefile, counts_beyond_the_record_are_cut_to_it) {
+    std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}});
+    line.replace(40, 4, le32(0x7fffffff));
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {line}));
+    EXPECT_EQ((*file)[0].points().size(), 2U);
+    EXPECT_EQ(file.told(repair_kind::shape_cut), 1U);
+    line.replace(36, 4, le32(-1));
+    EXPECT_TRUE((*OpenShapefile(main_file_of(SHAPE_POLYLINE, {line})))[0].points().empty());
+}
+
+TEST(Shapefile, part_indexes_out_of_order_share_no_point) {
+    std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}}, {{3, 4}}, {{5, 6}}});
+    line.replace(44, 12, le32(0) + le32(900) + le32(-4));
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {line}));
+    const shape_record record = (*file)[0];
+    size_t points = 0;
+    for (const shape_part part : record.parts())
+        points += part.size();
+    EXPECT_EQ(points, 3U);
+    EXPECT_EQ(record.parts().size(), 3U);
+    EXPECT_EQ(file.told(repair_kind::parts), 1U);
+}
+
+TEST(Shapefile, points_without_a_part_are_one) {
+    const std::string line =
+        le32(SHAPE_POLYLINE) + le_doubles({0, 0, 1, 1}) + le32(0) + le32(2) + coordinates({{{1, 2}, {3, 4}}});
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {line}));
+    const shape_record record = (*file)[0];
+    ASSERT_EQ(record.parts().size(), 1U);
+    EXPECT_EQ((*record.parts().begin()).size(), 2U);
+    EXPECT_EQ(file.told(repair_kind::parts), 1U);
+}
+
+// --- Damage ---
+
+struct Files {
+    std::string shp, shx, dbf;
+};
+
+Files sample() {
+    const std::string shp = main_file_of(
+        SHAPE_POLYGONZ, {path_shape(SHAPE_POLYGONZ, {triangle, triangle}) +
+                             extras(std::vector<double>(8, 1.5)) + extras(std::vector<double>(8, 2.5)),
+                         path_shape(SHAPE_POLYGONZ, {triangle}) + extras({1, 2, 3, 4}), le32(SHAPE_NULL)});
+    const std::string dbf =
+        table_file({{"NAME", 'C', 4}, {"SIZE", 'N', 5, 1}, {"DAY", 'D', 8}, {"OK", 'L', 1}},
+                   {" one   1.520240229T", "*two  *****00000000?", " \xc3\xa9xx     3        F"});
+    return {shp, index_file(SHAPE_POLYGONZ, {{100, 340}, {448, 160}, {616, 4}}), dbf};
+}
+
+void expect_result_or_error(const Files &files) {
+    try {
+        OpenShapefile file(files.shp, files.shx, files.dbf, "UTF-8");
+        read_everything(*file);
+    } catch (const error &reason) {
+        EXPECT_LT(files.shp.size(), 100U) << reason.what();
+    }
+}
+
+TEST(ShapefileDamage, the_sample_is_sound) {
+    const Files files = sample();
+    OpenShapefile file(files.shp, files.shx, files.dbf, "UTF-8");
+    EXPECT_EQ(file->size(), 3U);
+    EXPECT_GT(read_everything(*file), 100U);
+    EXPECT_EQ(file.told(repair_kind::gap) + file.told(repair_kind::index) + file.told(repair_kind::table),
+              0U);
+}
+
+TEST(ShapefileDamage, a_main_file_may_end_at_any_byte) {
+    const Files files = sample();
+    for (size_t size = 0; size < files.shp.size(); size++) {
+        expect_result_or_error({files.shp.substr(0, size), files.shx, files.dbf});
+        expect_result_or_error({files.shp.substr(0, size), "", ""});
+    }
+}
+
+TEST(ShapefileDamage, an_index_may_end_at_any_byte) {
+    const Files files = sample();
+    for (size_t size = 0; size < files.shx.size(); size++)
+        expect_result_or_error({files.shp, files.shx.substr(0, size), files.dbf});
+}
+
+TEST(ShapefileDamage, a_table_may_end_at_any_byte) {
+    const Files files = sample();
+    for (size_t size = 0; size < files.dbf.size(); size++)
+        expect_result_or_error({files.shp, files.shx, files.dbf.substr(0, size)});
+}
+
+TEST(ShapefileDamage, any_byte_may_be_wrong) {
+    const Files files = sample();
+    const auto spoil = [&](std::string Files::*file) {
+        for (size_t at = 0; at < (files.*file).size(); at++)
+            for (const char wrong : {'\0', '\x01', '\x7f', '\x80', '\xff'}) {
+                Files spoiled = files;
+                (spoiled.*file)[at] = wrong;
+                try {
+                    OpenShapefile open(spoiled.shp, spoiled.shx, spoiled.dbf, "UTF-8");
+                    read_everything(*open);
+                } catch (const error &) {
+                    EXPECT_TRUE(file == &Files::shp && at < 4) << at;
+                }
+            }
+    };
+    spoil(&Files::shp);
+    spoil(&Files::shx);
+    spoil(&Files::dbf);
+}
+
+// --- The two readers ---
+
+struct Decoded {
+    explicit Decoded(const std::string &bytes) : buffer(bytes) {
+        unsigned char *position = buffer.data();
+        lindra_bound(buffer.data(), buffer.size());
+        status = esri_unstuff_stream(ESRI_FILE, &file, buffer.data(), &position);
+    }
+    ~Decoded() {
+        lindra_unbound(buffer.data());
+        lindra_free_esri(ESRI_FILE, file);
+    }
+    GuardedBuffer buffer;
+    void *file = nullptr;
+    int status;
+};
+
+TEST(Shapefile, both_readers_give_the_same_bits_for_a_correct_file) {
+    const std::string line =
+        path_shape(SHAPE_POLYLINE, {{{0.1, 1e300}, {-0.0, 5e-324}}, {{1.0 / 3, 4}, {5, 6}}});
+    const std::string bytes = main_file_of(SHAPE_POLYLINE, {line, line});
+    const Decoded strict(bytes);
+    OpenShapefile tolerant(bytes);
+    ASSERT_EQ(strict.status, 0);
+    Tbl *records = static_cast<SHPFILE *>(strict.file)->records;
+    ASSERT_EQ(counttbl(records), static_cast<int>(tolerant->size()));
+    for (int i = 0; i < counttbl(records); i++) {
+        const auto *record = static_cast<const SHPRECORD *>(gettbl(records, i));
+        const auto *shape = static_cast<const SHPRECPOLYL *>(record->shape);
+        const shape_record seen = (*tolerant)[static_cast<size_t>(i)];
+        EXPECT_EQ(record->offset, seen.offset());
+        ASSERT_EQ(static_cast<size_t>(shape->numpoints), seen.points().size());
+        EXPECT_EQ(memcmp(shape->points, seen.points().bytes().data(), seen.points().bytes().size()), 0);
+    }
+}
+
+TEST(Shapefile, the_fields_of_every_type_are_found) {
+    for (const auto &[type, name] : shp::types) {
+        const std::string bytes = shp::file(type, {shp::record(1, shp::shape(type))});
+        OpenShapefile file(bytes);
+        const shape_record record = (*file)[0];
+        EXPECT_EQ(static_cast<int32_t>(record.type()), type);
+        const int count = type == SHAPE_NULL ? 0 : shp::is_point(type) ? 1 : 3;
+        ASSERT_EQ(record.points().size(), static_cast<size_t>(count)) << name;
+        EXPECT_EQ(record.parts().size(), count == 0 ? 0U : shp::has_parts(type) ? 2U : 1U) << name;
+        for (int i = 0; i < count; i++) {
+            const int which = count == 1 ? 1 : i;
+            const auto at = static_cast<size_t>(i);
+            EXPECT_EQ(record.points()[at], (shape_point{shp::x_of(which), shp::y_of(which)})) << name;
+            EXPECT_EQ(record.z(at), shp::has_z(type) ? std::optional(shp::z_of(which)) : std::nullopt)
+                << name;
+            EXPECT_EQ(record.m(at), shp::has_m(type) ? std::optional(shp::m_of(which)) : std::nullopt)
+                << name;
+        }
+        EXPECT_EQ(file.told(repair_kind::shape_cut) + file.told(repair_kind::gap), 0U) << name;
+    }
+}
+
+} // namespace
+} // namespace lindra::test
