@@ -24,8 +24,6 @@ using namespace lindra::test;
 
 namespace {
 
-constexpr char *end = nullptr;
-
 // --- SQLite's memory, taken by this program's own malloc, which an AllocationWatch counts and makes fail.
 
 constexpr size_t front = 16; // keeps the size, and the alignment
@@ -59,6 +57,11 @@ int sqlite_memory_init(void *) {
 }
 void sqlite_memory_shutdown(void *) {}
 
+sqlite3_mem_methods usual_memory = {};
+constexpr sqlite3_mem_methods counted_memory = {
+    sqlite_malloc,  sqlite_free,        sqlite_realloc,         sqlite_size,
+    sqlite_roundup, sqlite_memory_init, sqlite_memory_shutdown, nullptr};
+
 // --- The connection that the library opened last, and how many statements it has prepared.
 
 sqlite3 *library_connection = nullptr;
@@ -91,11 +94,14 @@ constexpr const char *world =
 
 struct DatabaseTest : testing::Test {
     static void SetUpTestSuite() {
-        sqlite3_mem_methods memory = {sqlite_malloc,  sqlite_free,        sqlite_realloc,         sqlite_size,
-                                      sqlite_roundup, sqlite_memory_init, sqlite_memory_shutdown, nullptr};
         sqlite3_shutdown();
-        ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_MALLOC, &memory), SQLITE_OK);
+        ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_GETMALLOC, &usual_memory), SQLITE_OK);
+        ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_MALLOC, &counted_memory), SQLITE_OK);
         ASSERT_EQ(sqlite3_initialize(), SQLITE_OK);
+    }
+    static void TearDownTestSuite() {
+        sqlite3_shutdown();
+        ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_MALLOC, &usual_memory), SQLITE_OK);
     }
     ~DatabaseTest() override {
         for (const Dbptr view : open_)
@@ -138,7 +144,7 @@ struct DatabaseTest : testing::Test {
     static std::string filename_of(Dbptr view) {
         char name[256];
         memset(name, '#', sizeof name);
-        return dbgetv(view, nullptr, "filename", name, end) == 0 ? name : "failed";
+        return dbgetv(view, nullptr, "filename", name, nullptr) == 0 ? name : "failed";
     }
 
     // What "filename" holds in a table of one row with that value.
@@ -156,7 +162,7 @@ struct DatabaseTest : testing::Test {
                                        "); INSERT INTO shape VALUES(" + value + ")");
         long number = -7;
         const Dbptr row = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr));
-        if (dbgetv(row, nullptr, "fileid", &number, end) == 0) return number;
+        if (dbgetv(row, nullptr, "fileid", &number, nullptr) == 0) return number;
         EXPECT_EQ(number, -7);
         return -1;
     }
@@ -257,7 +263,7 @@ TEST_F(DatabaseTest, closed_database_is_gone_for_every_view) {
 TEST_F(DatabaseTest, zeroed_view_fails_everywhere) {
     char *file = nullptr;
     long number;
-    EXPECT_EQ(dbgetv(Dbptr{}, nullptr, "fileid", &number, end), -1);
+    EXPECT_EQ(dbgetv(Dbptr{}, nullptr, "fileid", &number, nullptr), -1);
     EXPECT_EQ(dbquery(Dbptr{}, LINDRA_DB_FILE_PATH, &file), -1);
     EXPECT_EQ(file_row(Dbptr{}, "17").record, -102);
     EXPECT_EQ(dblookup(Dbptr{}, nullptr, nullptr, "dbALL", nullptr).record, -102);
@@ -293,7 +299,7 @@ TEST_F(DatabaseTest, shape_leads_to_its_file) {
     const Dbptr view = opened_with(world);
     const Dbptr shape = dblookup(view, nullptr, "shape", "shapeid", "17");
     long fileid = 0, offset = 0;
-    ASSERT_EQ(dbgetv(shape, nullptr, "fileid", &fileid, "offset", &offset, end), 0);
+    ASSERT_EQ(dbgetv(shape, nullptr, "fileid", &fileid, "offset", &offset, nullptr), 0);
     EXPECT_EQ(fileid, 17);
     EXPECT_EQ(offset, 356);
     const Dbptr file = file_row(shape, "17");
@@ -422,11 +428,11 @@ TEST_F(DatabaseTest, caller_may_set_the_row_itself) {
     Dbptr row = dblookup(opened_with(world), nullptr, "shape", nullptr, nullptr);
     long offset = 0;
     row.record = 2;
-    EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, end), 0);
+    EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, nullptr), 0);
     EXPECT_EQ(offset, 228);
     for (const int64_t record : {int64_t{3}, int64_t{-1}, int64_t{-102}, INT64_MAX, INT64_MIN}) {
         row.record = record;
-        EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, end), -1);
+        EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, nullptr), -1);
     }
     EXPECT_EQ(offset, 228);
 }
@@ -479,7 +485,7 @@ TEST_F(DatabaseTest, text_in_another_encoding_is_utf8_for_the_caller) {
                     "INSERT INTO filename VALUES('17', 'Øst.shp')");
     EXPECT_EQ(filename_of(file_row(view, "17")), "Øst.shp");
     long fileid = 0;
-    EXPECT_EQ(dbgetv(file_row(view, "17"), nullptr, "fileid", &fileid, end), 0);
+    EXPECT_EQ(dbgetv(file_row(view, "17"), nullptr, "fileid", &fileid, nullptr), 0);
     EXPECT_EQ(fileid, 17);
 }
 
@@ -489,10 +495,10 @@ TEST_F(DatabaseTest, failure_writes_nothing) {
     const Dbptr row = file_row(view, "17");
     long fileid = 5, offset = 6;
     char name[256] = "before";
-    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "filename", name, "offset", &offset, end), -1);
-    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "recno", &offset, end), -1);
-    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "path", name, end), -1);
-    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "offset", nullptr, end), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "filename", name, "offset", &offset, nullptr), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "recno", &offset, nullptr), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "path", name, nullptr), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, "fileid", &fileid, "offset", nullptr, nullptr), -1);
     EXPECT_EQ(fileid, 5);
     EXPECT_EQ(offset, 6);
     EXPECT_STREQ(name, "before");
@@ -501,17 +507,17 @@ TEST_F(DatabaseTest, failure_writes_nothing) {
 TEST_F(DatabaseTest, table_may_be_named_but_is_the_views_own) {
     const Dbptr row = file_row(opened_with(world), "17");
     long fileid = 0;
-    EXPECT_EQ(dbgetv(row, "filename", "fileid", &fileid, end), 0);
+    EXPECT_EQ(dbgetv(row, "filename", "fileid", &fileid, nullptr), 0);
     EXPECT_EQ(fileid, 17);
-    EXPECT_EQ(dbgetv(row, "shape", "fileid", &fileid, end), -1);
-    EXPECT_EQ(dbgetv(row, "none", "fileid", &fileid, end), -1);
+    EXPECT_EQ(dbgetv(row, "shape", "fileid", &fileid, nullptr), -1);
+    EXPECT_EQ(dbgetv(row, "none", "fileid", &fileid, nullptr), -1);
 }
 
 TEST_F(DatabaseTest, no_fields_tell_whether_the_row_is_there) {
     Dbptr row = file_row(opened_with(world), "17");
-    EXPECT_EQ(dbgetv(row, nullptr, end), 0);
+    EXPECT_EQ(dbgetv(row, nullptr, nullptr), 0);
     row.record = 3;
-    EXPECT_EQ(dbgetv(row, nullptr, end), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, nullptr), -1);
 }
 
 TEST_F(DatabaseTest, declared_types_do_not_change_what_is_written) {
@@ -520,7 +526,7 @@ TEST_F(DatabaseTest, declared_types_do_not_change_what_is_written) {
     struct {
         long value, guard;
     } fileid = {0, 42};
-    ASSERT_EQ(dbgetv(file_row(view, "17"), nullptr, "fileid", &fileid.value, end), 0);
+    ASSERT_EQ(dbgetv(file_row(view, "17"), nullptr, "fileid", &fileid.value, nullptr), 0);
     EXPECT_EQ(fileid.value, 17);
     EXPECT_EQ(fileid.guard, 42);
     EXPECT_EQ(filename_of(file_row(view, "17")), "12345678901234");
@@ -676,7 +682,7 @@ TEST_F(DatabaseTest, computed_columns_are_none) {
     long number = 0;
     EXPECT_EQ(row.record, 1);
     EXPECT_EQ(filename_of(row), "failed");
-    EXPECT_EQ(dbgetv(row, nullptr, "offset", &number, end), -1);
+    EXPECT_EQ(dbgetv(row, nullptr, "offset", &number, nullptr), -1);
     EXPECT_EQ(dblookup(view, nullptr, "filename", "filename", "x").record, -102);
 }
 
@@ -784,13 +790,13 @@ void read_all(const std::string &file) {
         const Dbptr row = dblookup(view, nullptr, "filename", "fileid", fileid);
         const auto name = std::make_unique<char[]>(256);
         memset(name.get(), '#', 256);
-        const bool read = dbgetv(row, nullptr, "filename", name.get(), end) == 0;
+        const bool read = dbgetv(row, nullptr, "filename", name.get(), nullptr) == 0;
         EXPECT_TRUE(!read || strnlen(name.get(), 256) < 256);
     }
     Dbptr row = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr));
     for (int i = 0; i < 100 && row.record != LINDRA_DB_NO_RECORD; i++) {
         const auto numbers = std::make_unique<long[]>(2);
-        dbgetv(row, nullptr, "fileid", &numbers[0], "offset", &numbers[1], end);
+        dbgetv(row, nullptr, "fileid", &numbers[0], "offset", &numbers[1], nullptr);
         row = lindra_db_next(row);
     }
     EXPECT_EQ(lindra_db_close(view), 0);
@@ -833,7 +839,7 @@ bool fetch_all(const char *file) {
     if (lindra_db_open(file, &view) < 0) return false;
     char name[256] = "before";
     const Dbptr row = dblookup(view, nullptr, "filename", "fileid", "17");
-    const bool read = dbgetv(row, nullptr, "filename", name, end) == 0;
+    const bool read = dbgetv(row, nullptr, "filename", name, nullptr) == 0;
     const bool found = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr)).record == 1;
     EXPECT_STREQ(name, read ? "shapes/roads.shp" : "before");
     EXPECT_EQ(lindra_db_close(view), 0);

@@ -143,12 +143,12 @@ enum {
 };
 
 /* dbgetv copies fields of the view's row into the caller's variables: name, address, name, address, ..., and
- * a null pointer of type char * at the end. The name alone says what stands at the address: "fileid",
- * "offset", "shapeid", "recno" and "shape_type" a long, "filename" a buffer of 256 bytes; other names are a
- * failure. table is null or names the view's own table. An integer field takes an integer or its decimal
- * text, a text field a text without NUL bytes or an integer. A text longer than 255 bytes is cut there, or
- * before the UTF-8 character that stands across. Returns 0, or -1 with nothing written: no such database,
- * row or field, a value that is null or of another type, a database that cannot be read, exhausted memory. */
+ * a null pointer at the end. The name alone says what stands at the address: "fileid", "offset", "shapeid",
+ * "recno" and "shape_type" a long, "filename" a buffer of 256 bytes; other names are a failure. table is null
+ * or names the view's own table. An integer field takes an integer or its decimal text, a text field a text
+ * without NUL bytes or an integer. A text longer than 255 bytes is cut there, or before the UTF-8 character
+ * that stands across. Returns 0, or -1 with nothing written: no such database, row or field, a value that is
+ * null or of another type, a row of more than 1 MiB, a database that cannot be read, exhausted memory. */
 LINDRA_API int dbgetv(Dbptr db, const char *table, ...) __attribute__((__sentinel__));
 
 /* dbquery stores in result, for code LINDRA_DB_FILE_PATH, the path of the view's database as it was given to
