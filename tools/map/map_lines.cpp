@@ -41,7 +41,24 @@ struct Source {
 constexpr Source border_source = {LineKind::border, MapFile::borders, "p:"};
 constexpr Source river_source = {LineKind::river, MapFile::rivers, "r:"};
 
-// One file, and what the library reads it with.
+// The library's handle and the arrays it delivers into.
+struct Handle {
+    GmtMap *map = nullptr;
+    int capacity = 0;
+    float *lon = nullptr;
+    float *lat = nullptr;
+
+    Handle() = default;
+    ~Handle() {
+        free(lon);
+        free(lat);
+        lindra_free_gmtmap(map);
+    }
+    Handle(const Handle &) = delete;
+    Handle &operator=(const Handle &) = delete;
+};
+
+// One file, selected by levels.
 class LineFile {
   public:
     LineFile(const Source &source, char resolution, const Levels &levels)
@@ -49,22 +66,16 @@ class LineFile {
         const std::string list = source.word + std::to_string(levels.mask());
         const char name[] = {resolution, '\0'};
         const CapturedLog log;
-        if (gmtmap_open(&map_) < 0 || gmtmap_select(map_, list.c_str(), name, 0, 360, -90, 90) < 0)
+        if (gmtmap_open(&handle_.map) < 0 ||
+            gmtmap_select(handle_.map, list.c_str(), name, 0, 360, -90, 90) < 0)
             fail(log.one_line());
         check_bins();
     }
-    ~LineFile() {
-        free(lon_);
-        free(lat_);
-        lindra_free_gmtmap(map_);
-    }
-    LineFile(const LineFile &) = delete;
-    LineFile &operator=(const LineFile &) = delete;
 
     Pieces read(const Window &window) {
         Pieces pieces;
-        for (int i = 0; i < map_->nsegs; i++)
-            if (const GmtSeg &segment = map_->segs[i]; meets(bin_of(segment), window))
+        for (int i = 0; i < handle_.map->nsegs; i++)
+            if (const GmtSeg &segment = handle_.map->segs[i]; meets(bin_of(segment), window))
                 if (Line line = read_segment(i); has_length(line))
                     pieces[segment.level].push_back(std::move(line));
         return pieces;
@@ -78,7 +89,7 @@ class LineFile {
     // The library takes a negative number of segments for none; on a map they would be missing without a
     // word.
     void check_bins() const {
-        const GmtMapFile &file = *map_->select[0].file;
+        const GmtMapFile &file = *handle_.map->select[0].file;
         for (int bin = 0; bin < file.nbins; bin++) {
             int16_t count = 0;
             N2H2(&count, file.bin_nsegs + 2 * static_cast<ptrdiff_t>(bin), 1);
@@ -98,24 +109,23 @@ class LineFile {
     }
 
     Line read_segment(int index) {
-        map_->iseg = index;
+        handle_.map->iseg = index;
         int count = 0;
         char type[4];
         int level = 0;
-        if (gmtmap_nextseg(map_, &count, &capacity_, &lon_, &lat_, type, &level) < 0) throw std::bad_alloc();
-        const GmtSeg &segment = map_->segs[index];
+        if (gmtmap_nextseg(handle_.map, &count, &handle_.capacity, &handle_.lon, &handle_.lat, type, &level) <
+            0)
+            throw std::bad_alloc();
+        const GmtSeg &segment = handle_.map->segs[index];
         const double turn = segment.west + segment.file->dlon / 2 > 180 ? -360 : 0;
         Line line(static_cast<size_t>(count));
         for (size_t i = 0; i < line.size(); i++)
-            line[i] = {lon_[i] + turn, lat_[i]};
+            line[i] = {handle_.lon[i] + turn, handle_.lat[i]};
         return line;
     }
 
     std::string path_;
-    GmtMap *map_ = nullptr;
-    int capacity_ = 0;
-    float *lon_ = nullptr;
-    float *lat_ = nullptr;
+    Handle handle_;
 };
 
 void append_lines(std::vector<MapLine> &to, const Source &source, char resolution, const Levels &levels,
