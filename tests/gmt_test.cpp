@@ -2,6 +2,7 @@
 
 #include "allocations.hpp"
 #include "gmt_builder.hpp"
+#include "leak_allowed.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,27 +11,9 @@
 #include <limits>
 #include <random>
 
-// Where the reader means to lose memory, the leak check looks away.
-extern "C" {
-[[gnu::weak]] void __lsan_disable();
-[[gnu::weak]] void __lsan_enable();
-}
-
 using namespace lindra::test;
 
 namespace {
-
-class LeakAllowed {
-  public:
-    LeakAllowed() {
-        if (__lsan_disable) __lsan_disable();
-    }
-    ~LeakAllowed() {
-        if (__lsan_enable) __lsan_enable();
-    }
-    LeakAllowed(const LeakAllowed &) = delete;
-    LeakAllowed &operator=(const LeakAllowed &) = delete;
-};
 
 struct Gmt : testing::Test {
     TemporaryDirectory directory;
