@@ -85,7 +85,7 @@ SqliteConnection open_index_for_writing(const fs::path &path) {
     require_regular_file(path);
     SqliteConnection connection(path.string(), SqliteConnection::Access::write);
     connection.run("PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
-    if (connection.number("PRAGMA page_count") == 0)
+    if (fs::file_size(path) == 0)
         connection.run(tables);
     else
         require_index(connection);

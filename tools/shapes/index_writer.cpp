@@ -61,7 +61,7 @@ double in_float_range(double value) {
 } // namespace
 
 IndexWriter::IndexWriter(fs::path path)
-    : path_(std::move(path)), connection_(open_index_for_writing(path_)),
+    : traces_{std::move(path)}, connection_(open_index_for_writing(traces_.path)),
       remove_boxes_(connection_,
                     "DELETE FROM shape_box WHERE shapeid IN (SELECT shapeid FROM shape WHERE fileid = ?1)"),
       remove_shapes_(connection_, "DELETE FROM shape WHERE fileid = ?1"),
@@ -75,11 +75,13 @@ IndexWriter::IndexWriter(fs::path path)
       add_shape_(connection_, "INSERT INTO shape VALUES(NULL, ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)"),
       add_box_(connection_, "INSERT INTO shape_box VALUES(?1, ?2, ?3, ?4, ?5)"), last_commit_(Clock::now()) {}
 
-// A file that SQLite made and nothing was written to is no index.
+IndexWriter::Traces::~Traces() {
+    std::error_code unknown;
+    if (fs::file_size(path, unknown) == 0 && !unknown) unlink(path.c_str());
+}
+
 IndexWriter::~IndexWriter() {
     sqlite3_exec(connection_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
-    std::error_code unknown;
-    if (fs::file_size(path_, unknown) == 0 && !unknown) unlink(path_.c_str());
 }
 
 std::map<std::string, IndexWriter::File> IndexWriter::files() {

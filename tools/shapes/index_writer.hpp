@@ -57,7 +57,13 @@ class IndexWriter {
     void add_shape(int64_t fileid, const shape_record &record);
     void add_box(const shape_box &box);
 
-    std::filesystem::path path_;
+    // A file that SQLite made and nothing was written to is no index, and does not stay.
+    struct Traces {
+        std::filesystem::path path;
+        ~Traces();
+    };
+
+    Traces traces_;
     SqliteConnection connection_;
     SqliteStatement remove_boxes_, remove_shapes_, remove_fields_, remove_file_;
     SqliteStatement find_file_, add_file_, change_file_, add_field_, add_shape_, add_box_;
