@@ -8,6 +8,7 @@
 #include "common/errors.hpp"
 #include "common/interruption.hpp"
 #include "common/progress.hpp"
+#include "common/shown.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_file.hpp"
 #include "shapes/index_writer.hpp"
@@ -15,7 +16,6 @@
 
 #include "lindra/lindra.hpp"
 
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -57,14 +57,6 @@ struct Options {
     std::string output;
     std::string encoding;
 };
-
-// A text of others within a line of ours.
-std::string shown(const std::string &text) {
-    std::string result = text;
-    std::ranges::replace_if(
-        result, [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    return result;
-}
 
 // Whether something of the shapes themselves is lost.
 bool is_damage(repair_kind kind) {

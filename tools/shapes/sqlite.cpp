@@ -2,9 +2,7 @@
 
 #include "shapes/sqlite.hpp"
 
-#include "common/errors.hpp"
-
-#include <utility>
+#include <new>
 
 namespace lindra::tools {
 
@@ -14,14 +12,10 @@ constexpr int wait_for_others_ms = 5000;
 constexpr int longest_value = 1 << 24; // bytes: no shape has more attributes
 
 std::string advice(int result) {
-    switch (result) {
-    case SQLITE_BUSY:
+    if ((result & 0xff) == SQLITE_BUSY)
         return ": another program is writing it; try again when that has ended";
-    case SQLITE_READONLY_ROLLBACK:
-        return ": a run of lindra index was cut short; run it again";
-    default:
-        return "";
-    }
+    if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
+    return "";
 }
 
 } // namespace
@@ -63,8 +57,8 @@ int64_t SqliteConnection::number(const char *sql) {
 
 void SqliteConnection::fail() const {
     const int result = sqlite3_extended_errcode(handle());
-    const std::string more = advice(result);
-    throw DataError(path_ + ": " + sqlite3_errmsg(handle()) + (more.empty() ? advice(result & 0xff) : more));
+    const std::string message = sqlite3_errmsg(handle());
+    throw SqliteError(path_ + ": " + message + advice(result), result & 0xff, message);
 }
 
 SqliteStatement::SqliteStatement(SqliteConnection &connection, const std::string &sql)

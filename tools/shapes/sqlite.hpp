@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// A SQLite database of the command's own: the connection and its statements. Every failure throws DataError
+// A SQLite database of the command's own: the connection and its statements. Every failure throws SqliteError
 // with the file's name and what SQLite says.
 #ifndef LINDRA_TOOLS_SQLITE_HPP
 #define LINDRA_TOOLS_SQLITE_HPP
+
+#include "common/errors.hpp"
 
 #include <sqlite3.h>
 
@@ -11,8 +13,18 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace lindra::tools {
+
+// What SQLite says, and its number for it.
+struct SqliteError : DataError {
+    SqliteError(const std::string &text, int number, std::string told)
+        : DataError(text), result(number), message(std::move(told)) {}
+
+    int result;
+    std::string message;
+};
 
 class SqliteConnection {
   public:
