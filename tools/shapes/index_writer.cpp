@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 constexpr std::chrono::seconds between_commits(1);
 
 // A row must not be longer than the library's database views read.
-constexpr size_t longest_attributes = 1 << 19; // bytes
+constexpr size_t longest_attributes = 1'000'000; // bytes
 
 bool is_box(const shape_box &box) {
     return box.xmin <= box.xmax && box.ymin <= box.ymax;
@@ -47,10 +47,15 @@ std::optional<shape_box> box_of(const shape_record &record) {
     return is_box(counted) ? std::optional(counted) : std::nullopt;
 }
 
+// Empty when there are none.
 std::string attributes_of(const shape_record &record) {
     std::string text;
     if (record.table()) detail::append_properties(text, record.table(), record.attributes());
-    return text;
+    if (text.size() <= longest_attributes) return text;
+    record.report()(repair_kind::table, record.offset(),
+                    "record " + std::to_string(record.number()) + " has " + std::to_string(text.size()) +
+                        " bytes of attributes, which are left out");
+    return {};
 }
 
 // Beyond the range of 32-bit numbers rounding would go inward.
@@ -158,7 +163,7 @@ void IndexWriter::add_shape(int64_t fileid, const shape_record &record) {
         for (int place = 6; place <= 9; place++)
             add_shape_.bind_null(place);
     const std::string attributes = attributes_of(record);
-    if (attributes.empty() || attributes.size() > longest_attributes)
+    if (attributes.empty())
         add_shape_.bind_null(10);
     else
         add_shape_.bind(10, attributes);

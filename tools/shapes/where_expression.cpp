@@ -105,12 +105,12 @@ std::string value_of_any(const std::vector<std::string> &names) {
 constexpr const char *tables[] = {"shape", "filename", "shape_box", "json_each"};
 
 constexpr const char *functions[] = {
-    "abs",      "avg",   "ceil",  "ceiling", "char",      "coalesce",  "count",        "date",
-    "datetime", "exp",   "floor", "glob",    "hex",       "ifnull",    "iif",          "instr",
-    "length",   "like",  "ln",    "log",     "json_each", "julianday", "json_extract", "lower",
-    "ltrim",    "max",   "min",   "mod",     "nullif",    "pow",       "power",        "replace",
-    "round",    "rtrim", "sign",  "sqrt",    "strftime",  "substr",    "substring",    "sum",
-    "time",     "total", "trim",  "trunc",   "typeof",    "unicode",   "upper"};
+    "->",     "->>",      "abs",      "avg",    "ceil",      "ceiling",   "char",         "coalesce", "count",
+    "date",   "datetime", "exp",      "floor",  "glob",      "hex",       "ifnull",       "iif",      "instr",
+    "length", "like",     "ln",       "log",    "json_each", "julianday", "json_extract", "lower",    "ltrim",
+    "max",    "min",      "mod",      "nullif", "pow",       "power",     "replace",      "round",    "rtrim",
+    "sign",   "sqrt",     "strftime", "substr", "substring", "sum",       "time",         "total",    "trim",
+    "trunc",  "typeof",   "unicode",  "upper"};
 
 template <size_t count>
 bool is_one_of(const char *const (&names)[count], const char *name) {
@@ -160,8 +160,8 @@ std::string attribute_columns(const std::vector<std::string> &names, std::string
 }
 
 void allow_expressions_only(SqliteConnection &connection) {
-    // What the table needs for itself is prepared when it is first named.
-    SqliteStatement(connection, "SELECT 1 FROM shape_box LIMIT 0").run();
+    // What virtual tables need for themselves is prepared when they are first named.
+    SqliteStatement(connection, "SELECT 1 FROM shape_box, json_each('[]') LIMIT 0").run();
     sqlite3_set_authorizer(connection.handle(), authorize, nullptr);
 }
 
