@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// `lindra fetch`: shapes found by an index, as the library prints them or as GeoJSON.
+// `lindra fetch`: shapes found by an index, as the library prints them, as GeoJSON or on a map.
 
 #include "subcommands.hpp"
 
@@ -9,10 +9,12 @@
 #include "common/shown.hpp"
 #include "common/standard_output.hpp"
 #include "dump/json.hpp"
+#include "map/picture.hpp"
 #include "shapes/index_file.hpp"
 #include "shapes/index_reader.hpp"
 #include "shapes/shape_selection.hpp"
 #include "shapes/shape_window.hpp"
+#include "shapes/shapes_on_earth.hpp"
 
 #include "lindra/lindra.hpp"
 
@@ -46,6 +48,9 @@ YYYY-MM-DD, logical values 1 and 0. It can read and compute, and nothing else.
               them stand file and record, its number there; coordinates are those of the file
   geojsonseq  the same features as a text sequence (RFC 8142), one line each
 
+With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the window when it is in degrees or
+of all that is found. Coordinates go through PROJ where a .prj file tells what they are.
+
 Records that break the format are refused as text, and read as far as they make sense otherwise; either is
 told on standard error.
 Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for wrong arguments.
@@ -53,9 +58,10 @@ Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for wrong
 Examples:
   lindra fetch shapes.db --window 5/15/45/50
   lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" --format geojson -o towns.json
+  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 -o lines.png
   lindra fetch shapes.db --id 17)";
 
-enum class Format { text, geojson, geojsonseq };
+enum class Format { text, geojson, geojsonseq, picture };
 
 struct Options {
     std::string index;
@@ -64,7 +70,12 @@ struct Options {
     std::vector<int64_t> ids;
     std::string format;
     std::string output;
+    PictureOptions picture;
 };
+
+bool is_picture(const std::string &path) {
+    return path.ends_with(".png") || path.ends_with(".svg") || path.ends_with(".pdf");
+}
 
 Format parse_format(const Options &options) {
     if (options.format == "geojson") return Format::geojson;
@@ -72,6 +83,7 @@ Format parse_format(const Options &options) {
     if (!options.format.empty() && options.format != "text")
         throw UsageError("there is no format '" + options.format +
                          "'; the formats are text, geojson and geojsonseq");
+    if (is_picture(options.output) && options.format.empty()) return Format::picture;
     if (!options.output.empty())
         throw UsageError(
             "the format text goes to standard output; leave out -o, or ask for --format geojson");
@@ -178,6 +190,21 @@ std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shap
     }
 }
 
+// Calls visit with each shape that is there, its file and its record.
+template <class Visit>
+void visit_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchReport &report, Visit visit) {
+    for (const int64_t shapeid : shapes) {
+        const std::optional<IndexedShape> shape = reader.find(shapeid);
+        if (!shape)
+            report.not_there(shapeid);
+        else if (const std::optional<shape_record> record = viewed(reader, *shape, report))
+            visit(*shape, reader.file_of(*shape), *record);
+    }
+}
+
+// --- As GeoJSON
+// ---------------------------------------------------------------------------------------------
+
 std::string feature(const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
     return R"({"type":"Feature","id":)" + std::to_string(shape.shapeid) + R"(,"geometry":)" +
            geojson_geometry(record) + R"(,"properties":)" + shape.attributes + R"(,"file":)" +
@@ -186,14 +213,42 @@ std::string feature(const IndexedShape &shape, const IndexedFile &file, const sh
 
 void write_features(IndexReader &reader, std::span<const int64_t> shapes, FeatureOutput &output,
                     FetchReport &report) {
-    for (const int64_t shapeid : shapes) {
-        const std::optional<IndexedShape> shape = reader.find(shapeid);
-        if (!shape)
-            report.not_there(shapeid);
-        else if (const std::optional<shape_record> record = viewed(reader, *shape, report))
-            output.write(feature(*shape, reader.file_of(*shape), *record));
-    }
+    visit_shapes(reader, shapes, report,
+                 [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
+                     output.write(feature(shape, file, record));
+                 });
     output.finish();
+}
+
+// --- On a map
+// -----------------------------------------------------------------------------------------------
+
+// The window of the request where it can be one of the map.
+std::string window_of_map(const Options &options) {
+    if (options.window.empty()) return {};
+    const ShapeWindow window = parse_shape_window(options.window).front();
+    const bool is_area = window.west < window.east && window.south < window.north;
+    return is_area && is_in_degrees(window) ? options.window : "";
+}
+
+void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Options &options,
+                 FetchReport &report) {
+    std::map<int64_t, CoordinateSystem> systems;
+    std::vector<MapShape> drawn;
+    const auto draw = [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
+        try {
+            const CoordinateSystem &system = systems.try_emplace(shape.fileid, file.path).first->second;
+            if (std::optional<MapShape> on_earth = system.on_earth(record))
+                drawn.push_back(*std::move(on_earth));
+        } catch (const DataError &reason) {
+            report.lost(file, shape, reason.what());
+        }
+    };
+    visit_shapes(reader, shapes, report, draw);
+    PictureOptions picture = options.picture;
+    picture.output = options.output;
+    picture.window = window_of_map(options);
+    draw_picture(picture, drawn);
 }
 
 void fetch(const Options &options) {
@@ -204,6 +259,8 @@ void fetch(const Options &options) {
     FetchReport report;
     if (format == Format::text) {
         print_shapes(reader, shapes, report);
+    } else if (format == Format::picture) {
+        draw_shapes(reader, shapes, options, report);
     } else {
         const bool is_sequence = format == Format::geojsonseq;
         FeatureOutput output(is_sequence ? FeatureOutput::Form::sequence : FeatureOutput::Form::collection,
@@ -211,6 +268,20 @@ void fetch(const Options &options) {
         write_features(reader, shapes, output, report);
     }
     report.finish(shapes.size());
+}
+
+// What of lindra draw's options suits a map of shapes.
+void add_picture_options(CLI::App &command, PictureOptions &picture) {
+    command.add_option("--projection", picture.projection, "Of the map; see lindra draw --help")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command.add_option("--layers", picture.layers, "Below the shapes on the map; see lindra draw --help")
+        ->type_name("LAYER,...")
+        ->capture_default_str();
+    command.add_option("--size", picture.size, "Of the map, pixels")->type_name("WxH");
+    command.add_option("--style", picture.style, "Of the map; see lindra draw --help")
+        ->type_name("NAME,KEY=VALUE,...")
+        ->capture_default_str();
 }
 
 } // namespace
@@ -233,8 +304,12 @@ void add_fetch(CLI::App &program) {
         ->excludes(where);
     command->add_option("--format", options->format, "How to write them (default: text)")
         ->type_name("text|geojson|geojsonseq");
-    command->add_option("-o,--output", options->output, "Write to FILE, which appears when it is complete")
+    command
+        ->add_option(
+            "-o,--output", options->output,
+            "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf")
         ->type_name("FILE");
+    add_picture_options(*command, options->picture);
     command->footer(footer);
     command->callback([options] { fetch(*options); });
 }

@@ -27,12 +27,12 @@ double parse_edge(const std::string &window, const std::string &text) {
     return value;
 }
 
+} // namespace
+
 bool is_in_degrees(const ShapeWindow &window) {
     return std::fabs(window.west) <= 360 && std::fabs(window.east) <= 360 && window.south >= -90 &&
            window.north <= 90;
 }
-
-} // namespace
 
 std::vector<ShapeWindow> parse_shape_window(const std::string &text) {
     std::istringstream items(text);

@@ -17,6 +17,9 @@ struct ShapeWindow {
 // degrees: a window across the antimeridian. A rectangle may be without width or height. Throws UsageError.
 std::vector<ShapeWindow> parse_shape_window(const std::string &text);
 
+// Whether its numbers can be longitudes and latitudes.
+bool is_in_degrees(const ShapeWindow &window);
+
 } // namespace lindra::tools
 
 #endif
