@@ -32,8 +32,7 @@ std::string summary(int shapes, int read, int unchanged, int removed) {
            std::to_string(removed) + " removed\n";
 }
 
-// --- Every record looked at
-// ---------------------------------------------------------------------------------
+// --- Every record looked at ---
 
 struct Box {
     double xmin, ymin, xmax, ymax;
@@ -307,8 +306,8 @@ TEST_F(Index, attributes_of_any_bytes_are_sound_json) {
         every_byte[i] = static_cast<char>(i + 1);
     const std::string row = padded(" ", 1) + every_byte + "q*****";
     for (const std::string encoding : {"UTF-8", "1252", "no such thing"}) {
-        write("a", {point_shape(1, 1)}, {{"\"\\\x01'", 'C', 255}, {"", 'C', 1}, {"X", 'N', 5}},
-              {row}, encoding);
+        write("a", {point_shape(1, 1)}, {{"\"\\\x01'", 'C', 255}, {"", 'C', 1}, {"X", 'N', 5}}, {row},
+              encoding);
         (void)index();
         EXPECT_EQ(number("SELECT json_valid(attributes) FROM shape"), 1);
         const Result result = fetch("--format geojson");

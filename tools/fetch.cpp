@@ -138,8 +138,7 @@ class FetchReport {
     size_t lost_ = 0;
 };
 
-// --- As text
-// ------------------------------------------------------------------------------------------------
+// --- As text ---
 
 void print(const IndexedShape &shape, const IndexedFile &file, FetchedRecord &record) {
     const bool has_number = shape.shapeid <= INT_MAX;
@@ -170,8 +169,7 @@ void print_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchRep
         });
 }
 
-// --- In place
-// -----------------------------------------------------------------------------------------------
+// --- In place ---
 
 // The library's fetch judges the record; what it shows is read where it stands.
 std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shape, FetchReport &report) {
@@ -202,8 +200,7 @@ void visit_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchRep
     }
 }
 
-// --- As GeoJSON
-// ---------------------------------------------------------------------------------------------
+// --- As GeoJSON ---
 
 std::string feature(const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
     return R"({"type":"Feature","id":)" + std::to_string(shape.shapeid) + R"(,"geometry":)" +
@@ -220,8 +217,7 @@ void write_features(IndexReader &reader, std::span<const int64_t> shapes, Featur
     output.finish();
 }
 
-// --- On a map
-// -----------------------------------------------------------------------------------------------
+// --- On a map ---
 
 // The window of the request where it can be one of the map.
 std::string window_of_map(const Options &options) {

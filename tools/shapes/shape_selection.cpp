@@ -6,6 +6,7 @@
 #include "shapes/shape_selection.hpp"
 
 #include "common/errors.hpp"
+#include "common/shown.hpp"
 #include "shapes/index_file.hpp"
 #include "shapes/where_expression.hpp"
 
@@ -93,7 +94,7 @@ class Selection {
         } catch (const SqliteError &error) {
             if (!is_fault_of_expression(error)) throw;
             throw UsageError("the expression " + request_.where + ": " + error.message + "; " +
-                             listed(names));
+                             shown(listed(names)));
         }
     }
 

@@ -19,8 +19,7 @@ namespace {
     throw UsageError("the expression " + std::string(text) + " " + why);
 }
 
-// --- One expression
-// -----------------------------------------------------------------------------------------
+// --- One expression ---
 
 // How a token ends that begins at the head of rest; nothing for one that hides nothing.
 std::optional<std::string_view> end_of_token(std::string_view rest) {
@@ -60,8 +59,7 @@ int depth_behind(std::string_view text, char letter, int depth) {
     return letter == ')' ? depth - 1 : depth;
 }
 
-// --- Columns
-// ------------------------------------------------------------------------------------------------
+// --- Columns ---
 
 struct CaseBlind {
     bool operator()(const std::string &a, const std::string &b) const {
@@ -99,8 +97,7 @@ std::string value_of_any(const std::vector<std::string> &names) {
     return "coalesce(" + values + ")";
 }
 
-// --- What is allowed
-// ----------------------------------------------------------------------------------------
+// --- What is allowed ---
 
 constexpr const char *tables[] = {"shape", "filename", "shape_box", "json_each"};
 
