@@ -52,6 +52,8 @@ int run(int argc, char **argv) {
     add_segments(program);
     add_dump(program);
     add_import(program);
+    add_index(program);
+    add_fetch(program);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

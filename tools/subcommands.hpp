@@ -13,6 +13,8 @@ void add_draw(CLI::App &program);
 void add_segments(CLI::App &program);
 void add_dump(CLI::App &program);
 void add_import(CLI::App &program);
+void add_index(CLI::App &program);
+void add_fetch(CLI::App &program);
 
 } // namespace lindra::tools
 

@@ -11,6 +11,7 @@
 #include "map/scale.hpp"
 
 #include <cmath>
+#include <numbers>
 #include <utility>
 
 namespace lindra::tools {
@@ -39,6 +40,17 @@ PlaneLine thinned_line(const PlaneLine &line, const Page &page) {
 Colour area_colour(const Style &style, int level) {
     const Colour colours[] = {style.land, style.lake, style.island, style.pond};
     return colours[level];
+}
+
+// Of a few pixels, whose corners are not seen.
+PlaneLine disc_round(PlanePoint centre, double radius) {
+    constexpr int corners = 16;
+    PlaneLine ring;
+    for (int i = 0; i < corners; i++) {
+        const double angle = 2 * std::numbers::pi * i / corners;
+        ring.push_back({centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)});
+    }
+    return ring;
 }
 
 } // namespace
@@ -83,6 +95,29 @@ void Drawing::add(const MapLine &line) {
         lines.push_back(std::move(piece));
 }
 
+void Drawing::add_ring(PageShape &page_shape, const Line &ring) const {
+    const Polygon polygon = {0, 1, ring, 0};
+    for (PlaneLine &piece : thinned(chart_->area(polygon), 3))
+        page_shape.area.push_back(std::move(piece));
+    for (PlaneLine &piece : thinned(chart_->shore(polygon), 2))
+        page_shape.lines.push_back(std::move(piece));
+}
+
+// The even-odd rule holds for the pieces of all rings together, since it does for those of each.
+void Drawing::add(const MapShape &shape) {
+    PageShape page_shape;
+    for (const Line &part : shape.parts) {
+        if (shape.kind == MapShape::Kind::area) add_ring(page_shape, part);
+        if (shape.kind == MapShape::Kind::lines)
+            for (PlaneLine &piece : thinned(chart_->course(part), 2))
+                page_shape.lines.push_back(std::move(piece));
+        if (shape.kind == MapShape::Kind::points)
+            for (const Point &place : part)
+                if (const std::optional<PlanePoint> dot = pixel(place)) page_shape.dots.push_back(*dot);
+    }
+    shapes_.push_back(std::move(page_shape));
+}
+
 std::optional<PlanePoint> Drawing::pixel(Point place) const {
     const std::optional<PlanePoint> point = chart_->place(place);
     return point ? std::optional(layout_.page.at(*point)) : std::nullopt;
@@ -117,6 +152,24 @@ void Drawing::paint_lines(Canvas &canvas, LineKind kind) const {
     }
 }
 
+void Drawing::paint_shapes(Canvas &canvas) const {
+    const Style &style = request_.style;
+    for (const PageShape &shape : shapes_) {
+        canvas.trace_rings(shape.area);
+        canvas.fill(style.shape);
+    }
+    for (const PageShape &shape : shapes_) {
+        for (const PlaneLine &line : shape.lines)
+            canvas.trace_line(line);
+        canvas.stroke(style.shape_line, style.shape_width * unit_);
+    }
+    for (const PageShape &shape : shapes_)
+        for (const PlanePoint &dot : shape.dots) {
+            canvas.trace_rings({disc_round(dot, style.dot_size / 2 * unit_)});
+            canvas.fill(style.shape_line);
+        }
+}
+
 void Drawing::paint_graticule(Canvas &canvas) const {
     for (const PlaneLine &line : layout_.page.at(layout_.graticule.lines))
         canvas.trace_line(line);
@@ -140,6 +193,7 @@ void Drawing::paint_map(Canvas &canvas) const {
     for (int level = 0; level < levels; level++)
         paint_shores(canvas, level);
     paint_lines(canvas, LineKind::border);
+    paint_shapes(canvas);
     paint_graticule(canvas);
     paint_frame(canvas);
     canvas.end_region();

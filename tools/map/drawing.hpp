@@ -8,6 +8,7 @@
 #include "map/chart.hpp"
 #include "map/furniture.hpp"
 #include "map/map_lines.hpp"
+#include "map/map_shape.hpp"
 #include "map/options.hpp"
 #include "map/page.hpp"
 #include "map/style.hpp"
@@ -41,6 +42,7 @@ class Drawing {
 
     void add(const Polygon &polygon);
     void add(const MapLine &line);
+    void add(const MapShape &shape);
 
     // The finished file. May be called again for another type.
     std::string paint(FileType type) const;
@@ -59,12 +61,21 @@ class Drawing {
         PlaneLines shores;
     };
 
+    // What of a shape is on the page.
+    struct PageShape {
+        PlaneLines area;
+        PlaneLines lines;
+        PlaneLine dots;
+    };
+
     bool shows_shore(int level) const;
+    void add_ring(PageShape &page_shape, const Line &ring) const;
     PlaneLines thinned(const PlaneLines &lines, size_t fewest) const;
     void paint_map(Canvas &canvas) const;
     void paint_areas(Canvas &canvas, int level) const;
     void paint_shores(Canvas &canvas, int level) const;
     void paint_lines(Canvas &canvas, LineKind kind) const;
+    void paint_shapes(Canvas &canvas) const;
     void paint_graticule(Canvas &canvas) const;
     void paint_frame(Canvas &canvas) const;
 
@@ -74,6 +85,7 @@ class Drawing {
     double unit_;
     std::array<Level, levels> levels_; // on the page
     std::map<std::pair<LineKind, int>, PlaneLines> lines_;
+    std::vector<PageShape> shapes_;
 };
 
 } // namespace lindra::tools

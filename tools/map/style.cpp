@@ -28,6 +28,7 @@ constexpr Preset presets[] = {
      "river=#86b1cf,intermittent-river=#86b1cf,canal=#86b1cf,"
      "border-width=0.9,state-border-width=0.6,marine-border-width=0.6,"
      "river-width=0.9,intermittent-river-width=0.7,canal-width=0.7,"
+     "shape=#d9822b66,shape-line=#b3541e,shape-width=0.9,dot-size=4,"
      "coast-width=0.7,shore-width=0.5,graticule-width=0.6,frame-width=1.3,text-size=12,title-size=20"},
     {"plain",
      "background=#ffffff,sea=#ffffff,land=#dedede,lake=#ffffff,island=#dedede,pond=#ffffff,"
@@ -36,6 +37,7 @@ constexpr Preset presets[] = {
      "river=#a0a0a0,intermittent-river=#a0a0a0,canal=#a0a0a0,"
      "border-width=0.9,state-border-width=0.5,marine-border-width=0.5,"
      "river-width=0.7,intermittent-river-width=0.6,canal-width=0.6,"
+     "shape=#6f6f6f80,shape-line=#000000,shape-width=0.9,dot-size=4,"
      "coast-width=0.6,shore-width=0.4,graticule-width=0.6,frame-width=1.2,text-size=12,title-size=20"},
     {"night",
      "background=#0d1219,sea=#131c28,land=#2e3c4b,lake=#131c28,island=#2e3c4b,pond=#131c28,"
@@ -44,6 +46,7 @@ constexpr Preset presets[] = {
      "river=#3f6789,intermittent-river=#3f6789,canal=#3f6789,"
      "border-width=0.9,state-border-width=0.6,marine-border-width=0.6,"
      "river-width=0.8,intermittent-river-width=0.7,canal-width=0.7,"
+     "shape=#e0a03c66,shape-line=#f2c14e,shape-width=0.9,dot-size=4,"
      "coast-width=0.7,shore-width=0.5,graticule-width=0.6,frame-width=1.2,text-size=12,title-size=20"},
 };
 
@@ -67,6 +70,8 @@ constexpr ColourKey colour_keys[] = {
     {"river", &Style::river},
     {"intermittent-river", &Style::intermittent_river},
     {"canal", &Style::canal},
+    {"shape", &Style::shape},
+    {"shape-line", &Style::shape_line},
     {"graticule", &Style::graticule},
     {"frame", &Style::frame},
     {"text", &Style::text},
@@ -87,6 +92,8 @@ constexpr NumberKey number_keys[] = {
     {"river-width", &Style::river_width, 50},
     {"intermittent-river-width", &Style::intermittent_river_width, 50},
     {"canal-width", &Style::canal_width, 50},
+    {"shape-width", &Style::shape_width, 50},
+    {"dot-size", &Style::dot_size, 50},
     {"graticule-width", &Style::graticule_width, 50},
     {"frame-width", &Style::frame_width, 50},
     {"text-size", &Style::text_size, 200},

@@ -25,12 +25,15 @@ struct Style {
     Colour shore; // outlines of lakes, islands and ponds
     Colour border, state_border, marine_border;
     Colour river, intermittent_river, canal;
-    Colour graticule; // meridians and parallels
+    Colour shape;      // areas of shapefiles
+    Colour shape_line; // their outlines, lines and points
+    Colour graticule;  // meridians and parallels
     Colour frame;
     Colour text;
     double coast_width, shore_width;
     double border_width, state_border_width, marine_border_width;
     double river_width, intermittent_river_width, canal_width; // of the major ones
+    double shape_width, dot_size;
     double graticule_width, frame_width;
     double text_size, title_size;
 };

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+//
+// Shapes of shapefiles on maps: what of them is seen, pixel by pixel, and where on the Earth they lie.
+
+#include "indexed_shapes.hpp"
+#include "picture.hpp"
+
+#include "map/map_shape.hpp"
+
+using namespace lindra::test;
+using namespace lindra::tools;
+
+namespace {
+
+constexpr Pixel red = 0xff0000;
+constexpr Pixel green = 0x00ff00;
+constexpr Pixel white = 0xffffff;
+
+// Shapes alone, on a map that fills its page.
+constexpr const char *looks =
+    " --layers coast --style 'sea=#fff,coast=none,shore=none,shape=#f00,shape-line=none,"
+    "dot-size=20,shape-width=20,text=none,graticule=none,frame=none' ";
+constexpr const char *lines_look =
+    " --layers coast --style 'sea=#fff,coast=none,shore=none,shape=none,shape-line=#0f0,"
+    "dot-size=20,shape-width=20,text=none,graticule=none,frame=none' ";
+
+// UTM zone 31 north, whose middle is 3 degrees east.
+constexpr const char *utm =
+    R"(PROJCS["WGS_1984_UTM_Zone_31N",GEOGCS["GCS_WGS_1984",DATUM["D_WGS_1984",SPHEROID["WGS_1984",6378137.0,)"
+    R"(298.257223563]],PRIMEM["Greenwich",0.0],UNIT["Degree",0.0174532925199433]],PROJECTION["Transverse_Mercator"],)"
+    R"(PARAMETER["False_Easting",500000.0],PARAMETER["False_Northing",0.0],PARAMETER["Central_Meridian",3.0],)"
+    R"(PARAMETER["Scale_Factor",0.9996],PARAMETER["Latitude_Of_Origin",0.0],UNIT["Meter",1.0]])";
+
+// Clockwise from its south-western corner.
+Path square(double west, double east, double south, double north) {
+    return {{west, south}, {west, north}, {east, north}, {east, south}, {west, south}};
+}
+
+struct DrawShapes : IndexedShapes {
+    void write_polygon(const std::string &name, const std::vector<Path> &rings) const {
+        directory.write(name + ".shp", main_file_of(SHAPE_POLYGON, {path_shape(SHAPE_POLYGON, rings)}));
+    }
+
+    // A page of 200 pixels.
+    Picture draw(const std::string &arguments, const std::string &look = looks) const {
+        const Result result = run_lindra("draw " + arguments + look + "--size 200 -o " + path("map.png"));
+        EXPECT_EQ(result.code, 0) << result.errors;
+        return Picture(read_file(path("map.png")));
+    }
+};
+
+} // namespace
+
+TEST_F(DrawShapes, polygon_is_filled_but_for_its_holes) {
+    write_polygon("a", {square(2, 8, 2, 8), square(4, 6, 4, 6)});
+    const Picture map = draw(path("a.shp") + " --window 0/10/0/10");
+    EXPECT_EQ(map.at(60, 100), red);
+    EXPECT_EQ(map.at(100, 60), red);
+    EXPECT_EQ(map.at(100, 100), white);
+    EXPECT_EQ(map.at(20, 100), white);
+}
+
+TEST_F(DrawShapes, holes_are_holes_on_a_globe_too) {
+    write_polygon("a", {square(-30, 30, -30, 30), square(-10, 10, -10, 10)});
+    const Picture map = draw(path("a.shp") + " --window -180/180/-90/90 --projection ortho --center 0/0");
+    EXPECT_EQ(map.at(100, 100), white);
+    EXPECT_EQ(map.at(135, 100), red);
+    EXPECT_EQ(map.at(100, 65), red);
+    EXPECT_EQ(map.at(170, 100), white);
+}
+
+TEST_F(DrawShapes, lines_and_outlines_and_points_are_drawn) {
+    write("line", {diagonal(1, 1, 9, 9)});
+    write_polygon("ring", {square(2, 4, 6, 8)});
+    write("place", {point_shape(8, 2)});
+    const Picture map =
+        draw(path("line") + " " + path("ring") + " " + path("place") + " --window 0/10/0/10", lines_look);
+    EXPECT_EQ(map.at(100, 100), green);
+    EXPECT_EQ(map.at(40, 60), green);
+    EXPECT_EQ(map.at(60, 60), white);
+    EXPECT_EQ(map.at(160, 160), green);
+    EXPECT_EQ(map.at(120, 160), white);
+}
+
+TEST_F(DrawShapes, shape_across_the_antimeridian_is_seen_in_every_turn) {
+    write_polygon("a", {square(175, 185, -5, 5)});
+    for (const std::string window : {"170/190/-10/10", "-190/-170/-10/10", "170/-170/-10/10"}) {
+        const Picture map = draw(path("a.shp") + " --window " + window);
+        EXPECT_EQ(map.at(100, 100), red) << window;
+        EXPECT_EQ(map.at(20, 100), white) << window;
+    }
+}
+
+TEST_F(DrawShapes, metres_go_through_the_prj_file) {
+    write_polygon("a", {square(400'000, 600'000, 5'400'000, 5'600'000)});
+    directory.write("a.prj", utm);
+    const Picture map = draw(path("a.shp") + " --window 0/6/47/53");
+    EXPECT_EQ(map.at(100, 90), red);   // 3 east, 50.3 north: northing 5.57e6
+    EXPECT_EQ(map.at(100, 40), white); // 51.8 north: 5.74e6
+    EXPECT_EQ(map.at(100, 180), white);
+    EXPECT_EQ(map.at(20, 100), white);
+}
+
+TEST_F(DrawShapes, metres_without_a_prj_file_are_an_error) {
+    write_polygon("a", {square(400'000, 600'000, 5'400'000, 5'600'000)});
+    const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "a.shp: its coordinates are not degrees, and there is no .prj file"))
+        << result.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("map.png")));
+    directory.write("a.prj", "no coordinate system");
+    const Result strange = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+    EXPECT_EQ(strange.code, 1);
+    EXPECT_TRUE(has(strange.errors, "PROJ does not understand the coordinate system")) << strange.errors;
+}
+
+TEST_F(DrawShapes, file_that_is_missing_is_told) {
+    const Result result = run_lindra("draw " + path("missing.shp") + " -o " + path("map.png"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "missing.shp: byte 0: No such file or directory")) << result.errors;
+}
+
+TEST_F(DrawShapes, without_a_window_the_map_shows_all_shapes) {
+    write_polygon("a", {square(20, 30, 40, 50)});
+    const Picture map = draw(path("a.shp"));
+    EXPECT_EQ(map.at(map.width() / 2, map.height() / 2), red);
+    EXPECT_EQ(map.at(2, 2), white);
+    EXPECT_EQ(map.at(30, 30), red);
+}
+
+TEST(WindowRound, leaves_room_and_stays_on_the_earth) {
+    const auto round = [](const Line &points) {
+        return window_round({{MapShape::Kind::points, {points}}}).value();
+    };
+    const Window some = round({{0, 0}, {10, 20}});
+    EXPECT_EQ(some.west, -1);
+    EXPECT_EQ(some.north, 21);
+    const Window place = round({{5, 5}});
+    EXPECT_EQ(place.east - place.west, 2);
+    const Window world = round({{-180, -90}, {180, 90}});
+    EXPECT_EQ(world.west, -180);
+    EXPECT_EQ(world.east, 180);
+    EXPECT_EQ(world.south, -90);
+    const Window turned = round({{0, -90}, {360, 90}});
+    EXPECT_EQ(turned.east - turned.west, 360);
+    EXPECT_FALSE(window_round({}).has_value());
+}
+
+TEST_F(DrawShapes, fetch_draws_what_it_finds_in_its_window) {
+    write_polygon("a", {square(2, 4, 2, 8)});
+    write_polygon("b", {square(6, 8, 2, 8)});
+    ASSERT_EQ(index().code, 0);
+    const std::string picture = std::string(looks) + "--size 200 -o " + path("map.png");
+    ASSERT_EQ(fetch("--window 0/10/0/10 --where \"filename = 'b.shp'\"" + picture).code, 0);
+    const Picture map(read_file(path("map.png")));
+    EXPECT_EQ(map.at(60, 100), white);
+    EXPECT_EQ(map.at(140, 100), red);
+    for (const std::string ending : {"svg", "pdf"})
+        EXPECT_EQ(fetch("--id 1 -o " + path("map." + ending)).code, 0);
+    EXPECT_EQ(fetch("--format text -o " + path("map.png")).code, 2);
+}
+
+TEST_F(DrawShapes, fetch_tells_files_that_cannot_be_placed_and_draws_the_others) {
+    write_polygon("a", {square(2, 4, 2, 8)});
+    write_polygon("metres", {square(400'000, 600'000, 5'400'000, 5'600'000)});
+    ASSERT_EQ(index().code, 0);
+    const Result result = fetch(std::string(looks) + "--size 200 -o " + path("map.png"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "metres.shp: its coordinates are not degrees")) << result.errors;
+    EXPECT_TRUE(has(result.errors, "1 of 2 shapes could not be fetched")) << result.errors;
+    EXPECT_EQ(Picture(read_file(path("map.png"))).width(), 200);
+}

@@ -1,0 +1,313 @@
+// SPDX-License-Identifier: MIT
+//
+// `lindra fetch`: shapes found by an index, as the library prints them, as GeoJSON or on a map.
+
+#include "subcommands.hpp"
+
+#include "common/errors.hpp"
+#include "common/feature_output.hpp"
+#include "common/shown.hpp"
+#include "common/standard_output.hpp"
+#include "dump/json.hpp"
+#include "map/picture.hpp"
+#include "shapes/index_file.hpp"
+#include "shapes/index_reader.hpp"
+#include "shapes/shape_selection.hpp"
+#include "shapes/shape_window.hpp"
+#include "shapes/shapes_on_earth.hpp"
+
+#include "lindra/lindra.hpp"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr const char *description = "Fetch shapes from shapefiles by a database that lindra index has made.";
+
+constexpr const char *footer =
+    R"(Without a window, an expression or numbers it is all shapes. Coordinates and windows are in the unit of the
+shapefiles, whatever that is. A shape meets a window when their boxes do, on their edges too; shapes without
+a box (null shapes) meet none.
+
+The expression of --where is one of SQLite, with the attributes as columns, and behind them filename, shapeid,
+recno, shape_type, xmin, ymin, xmax and ymax. A shape without an attribute has NULL there, dates are texts
+YYYY-MM-DD, logical values 1 and 0. It can read and compute, and nothing else.
+
+  text        each record as lindra dump prints it, numbered by its shapeid, with its file and its attributes
+  geojson     one FeatureCollection (RFC 7946): id is the shapeid, properties are the attributes, and beside
+              them stand file and record, its number there; coordinates are those of the file
+  geojsonseq  the same features as a text sequence (RFC 8142), one line each
+
+With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the window when it is in degrees or
+of all that is found. Coordinates go through PROJ where a .prj file tells what they are.
+
+Records that break the format are refused as text, and read as far as they make sense otherwise; either is
+told on standard error.
+Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for wrong arguments.
+
+Examples:
+  lindra fetch shapes.db --window 5/15/45/50
+  lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" --format geojson -o towns.json
+  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 -o lines.png
+  lindra fetch shapes.db --id 17)";
+
+enum class Format { text, geojson, geojsonseq, picture };
+
+struct Options {
+    std::string index;
+    std::string window;
+    std::string where;
+    std::vector<int64_t> ids;
+    std::string format;
+    std::string output;
+    PictureOptions picture;
+};
+
+bool is_picture(const std::string &path) {
+    return path.ends_with(".png") || path.ends_with(".svg") || path.ends_with(".pdf");
+}
+
+Format parse_format(const Options &options) {
+    if (options.format == "geojson") return Format::geojson;
+    if (options.format == "geojsonseq") return Format::geojsonseq;
+    if (!options.format.empty() && options.format != "text")
+        throw UsageError("there is no format '" + options.format +
+                         "'; the formats are text, geojson and geojsonseq");
+    if (is_picture(options.output) && options.format.empty()) return Format::picture;
+    if (!options.output.empty())
+        throw UsageError(
+            "the format text goes to standard output; leave out -o, or ask for --format geojson");
+    return Format::text;
+}
+
+std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem::path &index) {
+    if (!options.ids.empty()) return options.ids;
+    ShapeRequest request;
+    if (!options.window.empty()) request.windows = parse_shape_window(options.window);
+    request.where = options.where;
+    return select_shapes(index, request);
+}
+
+// What goes wrong with shapes, the first time of each file told at once.
+class FetchReport {
+  public:
+    void not_there(int64_t shapeid) {
+        say("there is no shape " + std::to_string(shapeid));
+        lost_++;
+    }
+
+    void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
+        lost_++;
+        first(file,
+              "shape " + std::to_string(shape.shapeid) + ": " + (file.is_there ? why : "the file is gone"));
+    }
+
+    void mended(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
+        first(file, "shape " + std::to_string(shape.shapeid) +
+                        " breaks the format, and is read as far as it makes sense: " + why);
+    }
+
+    void look_at(const IndexedFile &file) {
+        if (file.has_changed) first(file, "has changed since it was indexed; run lindra index again");
+    }
+
+    void finish(size_t wanted) const {
+        if (lost_ > 0)
+            throw DataError(std::to_string(lost_) + " of " + std::to_string(wanted) +
+                            (wanted == 1 ? " shape" : " shapes") + " could not be fetched");
+    }
+
+  private:
+    static void say(const std::string &line) { fprintf(stderr, "lindra: %s\n", shown(line).c_str()); }
+
+    void first(const IndexedFile &file, const std::string &what) {
+        if (told_[file.path]++ == 0) say(file.path + ": " + what);
+    }
+
+    std::map<std::string, size_t> told_;
+    size_t lost_ = 0;
+};
+
+// --- As text ---
+
+void print(const IndexedShape &shape, const IndexedFile &file, FetchedRecord &record) {
+    const bool has_number = shape.shapeid <= INT_MAX;
+    const char *indentation = has_number ? "  " : "";
+    esri_print_shapefile_record("", record.get(), has_number ? static_cast<int>(shape.shapeid) : -1);
+    printf("%sfilename=%s\n", indentation, shown(file.name).c_str());
+    printf("%sattributes=%s\n", indentation, shape.attributes.c_str());
+}
+
+void print(IndexReader &reader, int64_t shapeid, FetchReport &report) {
+    const std::optional<IndexedShape> shape = reader.find(shapeid);
+    if (!shape) return report.not_there(shapeid);
+    const IndexedFile &file = reader.file_of(*shape);
+    report.look_at(file);
+    FetchedRecord record;
+    if (const std::string complaint = reader.fetch(shapeid, record); !complaint.empty())
+        return report.lost(file, *shape, "byte " + std::to_string(shape->offset) + ": " + complaint);
+    print(*shape, file, record);
+}
+
+// In blocks, so that a reader that has gone is seen soon.
+void print_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchReport &report) {
+    constexpr size_t block = 256;
+    for (; !shapes.empty(); shapes = shapes.subspan(std::min(block, shapes.size())))
+        print_to_standard_output([&] {
+            for (const int64_t shapeid : shapes.first(std::min(block, shapes.size())))
+                print(reader, shapeid, report);
+        });
+}
+
+// --- In place ---
+
+// The library's fetch judges the record; what it shows is read where it stands.
+std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shape, FetchReport &report) {
+    const IndexedFile &file = reader.file_of(shape);
+    report.look_at(file);
+    FetchedRecord record;
+    const std::string complaint = reader.fetch(shape.shapeid, record);
+    try {
+        const shape_record found = reader.view(shape);
+        if (!complaint.empty())
+            report.mended(file, shape, "byte " + std::to_string(shape.offset) + ": " + complaint);
+        return found;
+    } catch (const DataError &reason) {
+        report.lost(file, shape, reason.what());
+        return std::nullopt;
+    }
+}
+
+// Calls visit with each shape that is there, its file and its record.
+template <class Visit>
+void visit_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchReport &report, Visit visit) {
+    for (const int64_t shapeid : shapes) {
+        const std::optional<IndexedShape> shape = reader.find(shapeid);
+        if (!shape)
+            report.not_there(shapeid);
+        else if (const std::optional<shape_record> record = viewed(reader, *shape, report))
+            visit(*shape, reader.file_of(*shape), *record);
+    }
+}
+
+// --- As GeoJSON ---
+
+std::string feature(const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
+    return R"({"type":"Feature","id":)" + std::to_string(shape.shapeid) + R"(,"geometry":)" +
+           geojson_geometry(record) + R"(,"properties":)" + shape.attributes + R"(,"file":)" +
+           json_text(file.name, -1) + R"(,"record":)" + std::to_string(shape.recno) + "}";
+}
+
+void write_features(IndexReader &reader, std::span<const int64_t> shapes, FeatureOutput &output,
+                    FetchReport &report) {
+    visit_shapes(reader, shapes, report,
+                 [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
+                     output.write(feature(shape, file, record));
+                 });
+    output.finish();
+}
+
+// --- On a map ---
+
+// The window of the request where it can be one of the map.
+std::string window_of_map(const Options &options) {
+    if (options.window.empty()) return {};
+    const ShapeWindow window = parse_shape_window(options.window).front();
+    const bool is_area = window.west < window.east && window.south < window.north;
+    return is_area && is_in_degrees(window) ? options.window : "";
+}
+
+void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Options &options,
+                 FetchReport &report) {
+    std::map<int64_t, CoordinateSystem> systems;
+    std::vector<MapShape> drawn;
+    const auto draw = [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
+        try {
+            const CoordinateSystem &system = systems.try_emplace(shape.fileid, file.path).first->second;
+            if (std::optional<MapShape> on_earth = system.on_earth(record))
+                drawn.push_back(*std::move(on_earth));
+        } catch (const DataError &reason) {
+            report.lost(file, shape, reason.what());
+        }
+    };
+    visit_shapes(reader, shapes, report, draw);
+    PictureOptions picture = options.picture;
+    picture.output = options.output;
+    picture.window = window_of_map(options);
+    draw_picture(picture, drawn);
+}
+
+void fetch(const Options &options) {
+    const Format format = parse_format(options);
+    const std::filesystem::path index = whole_path(options.index);
+    const std::vector<int64_t> shapes = chosen_shapes(options, index);
+    IndexReader reader(index);
+    FetchReport report;
+    if (format == Format::text) {
+        print_shapes(reader, shapes, report);
+    } else if (format == Format::picture) {
+        draw_shapes(reader, shapes, options, report);
+    } else {
+        const bool is_sequence = format == Format::geojsonseq;
+        FeatureOutput output(is_sequence ? FeatureOutput::Form::sequence : FeatureOutput::Form::collection,
+                             options.output);
+        write_features(reader, shapes, output, report);
+    }
+    report.finish(shapes.size());
+}
+
+// What of lindra draw's options suits a map of shapes.
+void add_picture_options(CLI::App &command, PictureOptions &picture) {
+    command.add_option("--projection", picture.projection, "Of the map; see lindra draw --help")
+        ->type_name("NAME")
+        ->capture_default_str();
+    command.add_option("--layers", picture.layers, "Below the shapes on the map; see lindra draw --help")
+        ->type_name("LAYER,...")
+        ->capture_default_str();
+    command.add_option("--size", picture.size, "Of the map, pixels")->type_name("WxH");
+    command.add_option("--style", picture.style, "Of the map; see lindra draw --help")
+        ->type_name("NAME,KEY=VALUE,...")
+        ->capture_default_str();
+}
+
+} // namespace
+
+void add_fetch(CLI::App &program) {
+    CLI::App *command = program.add_subcommand("fetch", description);
+    const auto options = std::make_shared<Options>();
+    command->add_option("INDEX", options->index, "The database")->required();
+    CLI::Option *window = command->add_option(
+        "--window", options->window,
+        "Shapes whose boxes meet it; in degrees, east below west crosses the antimeridian");
+    window->type_name("W/E/S/N");
+    CLI::Option *where =
+        command->add_option("--where", options->where, "Shapes whose attributes make this expression true");
+    where->type_name("SQL");
+    command->add_option("--id", options->ids, "The shapes of these numbers")
+        ->delimiter(',')
+        ->type_name("N,...")
+        ->excludes(window)
+        ->excludes(where);
+    command->add_option("--format", options->format, "How to write them (default: text)")
+        ->type_name("text|geojson|geojsonseq");
+    command
+        ->add_option(
+            "-o,--output", options->output,
+            "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf")
+        ->type_name("FILE");
+    add_picture_options(*command, options->picture);
+    command->footer(footer);
+    command->callback([options] { fetch(*options); });
+}
+
+} // namespace lindra::tools

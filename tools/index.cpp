@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: MIT
+//
+// `lindra index`: a database of the shapes in many shapefiles.
+
+#include "subcommands.hpp"
+
+#include "common/captured_log.hpp"
+#include "common/errors.hpp"
+#include "common/interruption.hpp"
+#include "common/progress.hpp"
+#include "common/shown.hpp"
+#include "shapes/file_stamp.hpp"
+#include "shapes/index_file.hpp"
+#include "shapes/index_writer.hpp"
+#include "shapes/shapefile_walk.hpp"
+
+#include "lindra/lindra.hpp"
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr const char *description =
+    "Make a database of the shapes in many shapefiles, or bring one up to date.\n"
+    "\n"
+    "Of every shape it holds the file and the place in it, record number, type, bounding box (in an R*Tree)\n"
+    "and attributes (as JSON). lindra fetch finds shapes with it.";
+
+constexpr const char *footer =
+    R"(A directory stands for all .shp files below it. Files whose size and time of change are those in the database
+are not read again, with their .shx, .dbf and .cpg files; files that are gone are taken out. A run that is
+cut short keeps the files that it has read, and the next one goes on from there. Names of files below the
+database's directory are kept relative to it, so that the two can be moved together.
+
+What a shapefile has wrong is told, and what can be read of it is in the database.
+Exit status: 0; 1 when a file could not be read in whole, or the database not be written; 2 for wrong arguments.
+
+Examples:
+  lindra index maps -o maps/shapes.db
+      every shapefile below maps
+  lindra index roads.shp rivers.shp -o shapes.db
+      two more; what else the database holds stays
+  sqlite3 shapes.db "SELECT filename, count(*) FROM shape JOIN filename USING(fileid) GROUP BY 1"
+      how many shapes each file has)";
+
+// As long as the library's database views hand out.
+constexpr size_t longest_name = 255; // bytes
+
+struct Options {
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string encoding;
+};
+
+// Whether something of the shapes themselves is lost.
+bool is_damage(repair_kind kind) {
+    return kind == repair_kind::shape_cut || kind == repair_kind::record_length || kind == repair_kind::gap ||
+           kind == repair_kind::shape_type;
+}
+
+// What is wrong with one file.
+class Complaints {
+  public:
+    void add(const repair &told) {
+        if (count_++ == 0 || (is_damage(told.kind) && !is_damaged_)) first_ = told;
+        is_damaged_ = is_damaged_ || is_damage(told.kind);
+    }
+
+    bool is_damaged() const { return is_damaged_; }
+    bool empty() const { return count_ == 0; }
+
+    // The first damage, or else the first of whatever it is.
+    std::string line() const {
+        return first_.file + ": byte " + std::to_string(first_.offset) + ": " + first_.text +
+               (count_ > 1 ? " (and " + std::to_string(count_ - 1) + " more)" : "");
+    }
+
+  private:
+    size_t count_ = 0;
+    bool is_damaged_ = false;
+    repair first_ = {};
+};
+
+// What ends the reading of a file when the user wants to stop.
+struct Stopped {};
+
+struct Task {
+    std::string path;
+    std::string name;
+    FileStamp stamp;
+};
+
+class Indexing {
+  public:
+    explicit Indexing(const Options &options)
+        : options_(options), found_(walk_shapefiles(options.inputs)), path_(whole_path(options.output)),
+          names_(path_) {
+        for (const std::string &problem : found_.problems)
+            refuse(problem);
+        require_shapefiles();
+    }
+
+    void run() {
+        const Interruption interruption;
+        {
+            IndexWriter index(path_);
+            known_ = index.files();
+            remove_vanished(index);
+            read(index, tasks());
+            index.commit();
+            tell(index.shapes());
+        }
+        Interruption::end_if_asked();
+        if (refused_)
+            throw DataError(std::to_string(refused_) + (refused_ == 1 ? " file" : " files") +
+                            " could not be read in whole; all else is in " + shown(options_.output));
+    }
+
+  private:
+    // An empty database would help nobody; in one that is there, files may be gone.
+    void require_shapefiles() const {
+        std::error_code ignored;
+        if (found_.files.empty() && !std::filesystem::exists(path_, ignored))
+            throw DataError("there is no .shp file at " + shown(options_.inputs.front()));
+    }
+
+    void say(const std::string &line) {
+        if (progress_) progress_->hide();
+        fprintf(stderr, "lindra: %s\n", shown(line).c_str());
+    }
+
+    void refuse(const std::string &line) {
+        say(line);
+        refused_++;
+    }
+
+    void remove_vanished(IndexWriter &index) {
+        std::error_code ignored;
+        for (const auto &[name, file] : known_) {
+            const std::string path = names_.path_of(name);
+            if (!found_.covers(path) || std::filesystem::exists(path, ignored)) continue;
+            index.remove(file.fileid);
+            removed_++;
+        }
+    }
+
+    bool is_unchanged(const Task &task) const {
+        const auto known = known_.find(task.name);
+        return known != known_.end() && known->second.stamp == task.stamp;
+    }
+
+    // The files to be read.
+    std::vector<Task> tasks() {
+        std::vector<Task> all;
+        for (const std::string &path : found_.files) {
+            const std::optional<FileStamp> stamp = stamp_of(path, options_.encoding);
+            if (!stamp) continue;
+            Task task{path, names_.name_of(path), *stamp};
+            if (task.name.size() > longest_name)
+                refuse(path + ": the name is longer than " + std::to_string(longest_name) +
+                       " bytes; put the database nearer to it");
+            else if (is_unchanged(task))
+                unchanged_++;
+            else
+                all.push_back(std::move(task));
+        }
+        return all;
+    }
+
+    void read(IndexWriter &index, const std::vector<Task> &all) {
+        double total = 0;
+        for (const Task &task : all)
+            total += static_cast<double>(task.stamp.size);
+        progress_.emplace("reading shapefiles", total);
+        for (const Task &task : all) {
+            if (Interruption::is_asked()) break;
+            read(index, task);
+            done_ += static_cast<double>(task.stamp.size);
+            index.commit_now_and_then();
+        }
+        progress_.reset();
+    }
+
+    void read(IndexWriter &index, const Task &task) {
+        Complaints complaints;
+        try {
+            const CapturedLog log;
+            const shapefile file(task.path,
+                                 {options_.encoding, [&](const repair &told) { complaints.add(told); }});
+            index.replace(task.name, task.stamp, file, [&](const shape_record &record) { look(record); });
+            read_++;
+        } catch (const Stopped &) {
+            return;
+        } catch (const error &reason) {
+            forget(index, task);
+            return refuse(reason.what());
+        }
+        if (complaints.is_damaged())
+            refuse(complaints.line());
+        else if (!complaints.empty())
+            say(complaints.line());
+    }
+
+    void look(const shape_record &record) {
+        if (Interruption::is_asked()) throw Stopped();
+        progress_->update(done_ + static_cast<double>(record.offset()));
+    }
+
+    // What the index has of a file that cannot be read any more leads nowhere.
+    void forget(IndexWriter &index, const Task &task) const {
+        if (const auto known = known_.find(task.name); known != known_.end())
+            index.remove(known->second.fileid);
+    }
+
+    void tell(int64_t shapes) {
+        std::string line = options_.output + ": " + std::to_string(shapes) + " shapes; " +
+                           std::to_string(read_) + (read_ == 1 ? " file read, " : " files read, ") +
+                           std::to_string(unchanged_) + " unchanged, " + std::to_string(removed_) +
+                           " removed";
+        if (Interruption::is_asked()) line += "; interrupted, run it again to go on";
+        say(line);
+    }
+
+    const Options &options_;
+    ShapefileWalk found_;
+    std::filesystem::path path_;
+    StoredNames names_;
+    std::map<std::string, IndexWriter::File> known_;
+    std::optional<Progress> progress_;
+    double done_ = 0; // bytes
+    size_t read_ = 0, unchanged_ = 0, removed_ = 0;
+    size_t refused_ = 0;
+};
+
+} // namespace
+
+void add_index(CLI::App &program) {
+    CLI::App *command = program.add_subcommand("index", description);
+    const auto options = std::make_shared<Options>();
+    command->add_option("INPUT", options->inputs, "Shapefiles, and directories with shapefiles below")
+        ->required()
+        ->type_name("DIR|FILE");
+    command->add_option("-o,--output", options->output, "The database")->required()->type_name("FILE");
+    command
+        ->add_option("--encoding", options->encoding,
+                     "What texts are in where no .cpg file and no table tells; ISO-8859-1 when not given")
+        ->type_name("NAME");
+    command->footer(footer);
+    command->callback([options] { Indexing(*options).run(); });
+}
+
+} // namespace lindra::tools

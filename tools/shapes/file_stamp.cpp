@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+
+#include "shapes/file_stamp.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <sys/stat.h>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr int64_t ns_per_second = 1'000'000'000;
+
+std::string in_capitals(std::string text) {
+    std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::toupper(c); });
+    return text;
+}
+
+int64_t mtime_ns(const struct stat &found) {
+    return int64_t{found.st_mtim.tv_sec} * ns_per_second + found.st_mtim.tv_nsec;
+}
+
+} // namespace
+
+std::optional<FileStamp> stamp_of(const std::string &path, const std::string &encoding) {
+    struct stat found;
+    if (stat(path.c_str(), &found) != 0) return std::nullopt;
+    FileStamp stamp{found.st_size, mtime_ns(found), {}};
+    const std::string stem = path.substr(0, path.rfind('.'));
+    for (const std::string ending : {".shx", ".dbf", ".cpg"})
+        for (const std::string &spelling : {ending, in_capitals(ending)})
+            if (stat((stem + spelling).c_str(), &found) == 0)
+                stamp.beside += spelling + " " + std::to_string(found.st_size) + " " +
+                                std::to_string(mtime_ns(found)) + "; ";
+    stamp.beside += encoding;
+    return stamp;
+}
+
+} // namespace lindra::tools

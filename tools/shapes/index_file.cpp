@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+//
+// What the library's fetch of shapes reads are the tables shape and filename. The R*Tree has 32-bit numbers,
+// rounded outward, so that it finds what may meet a window; the columns of shape decide.
+
+#include "shapes/index_file.hpp"
+
+#include "common/errors.hpp"
+
+namespace lindra::tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// "LdSh", in the header of the file, and the number of the layout below.
+constexpr int64_t application_mark = 0x4c645368;
+constexpr int64_t layout_version = 1;
+
+// Numbers of files and shapes are never used again.
+constexpr const char *tables = R"(
+PRAGMA application_id = 0x4c645368;
+PRAGMA user_version = 1;
+CREATE TABLE filename(
+    fileid INTEGER PRIMARY KEY AUTOINCREMENT,
+    filename TEXT NOT NULL UNIQUE,
+    size INTEGER NOT NULL,
+    mtime_ns INTEGER NOT NULL,
+    beside TEXT NOT NULL);
+CREATE TABLE field(
+    fileid INTEGER NOT NULL,
+    position INTEGER NOT NULL,
+    name TEXT NOT NULL,
+    type TEXT NOT NULL,
+    PRIMARY KEY(fileid, position)) WITHOUT ROWID;
+CREATE TABLE shape(
+    shapeid INTEGER PRIMARY KEY AUTOINCREMENT,
+    fileid INTEGER NOT NULL,
+    offset INTEGER NOT NULL,
+    length INTEGER NOT NULL,
+    recno INTEGER NOT NULL,
+    shape_type INTEGER NOT NULL,
+    xmin REAL, ymin REAL, xmax REAL, ymax REAL,
+    attributes TEXT);
+CREATE INDEX shape_fileid ON shape(fileid);
+CREATE VIRTUAL TABLE shape_box USING rtree(shapeid, xmin, xmax, ymin, ymax);
+)";
+
+void require_regular_file(const fs::path &path) {
+    std::error_code ignored;
+    const fs::file_status status = fs::status(path, ignored);
+    if (fs::exists(status) && !fs::is_regular_file(status))
+        throw DataError(path.string() + " is no regular file; name another one for the index");
+}
+
+void require_index(SqliteConnection &connection) {
+    if (connection.number("PRAGMA application_id") != application_mark)
+        throw DataError(connection.path() + " is a database of another kind, and no index of shapes");
+    if (const int64_t version = connection.number("PRAGMA user_version"); version != layout_version)
+        throw DataError(connection.path() + " is an index of version " + std::to_string(version) +
+                        ", and this lindra has version " + std::to_string(layout_version) +
+                        "; make a new one with lindra index");
+}
+
+} // namespace
+
+fs::path whole_path(const fs::path &path) {
+    std::error_code unresolved;
+    const fs::path whole = fs::weakly_canonical(fs::absolute(path), unresolved);
+    return unresolved ? fs::absolute(path).lexically_normal() : whole;
+}
+
+SqliteConnection open_index(const fs::path &path) {
+    require_regular_file(path);
+    std::error_code ignored;
+    if (!fs::exists(path, ignored))
+        throw DataError(path.string() + " is not there; make it with lindra index DIRECTORY -o " +
+                        path.filename().string());
+    SqliteConnection connection(path.string(), SqliteConnection::Access::read);
+    require_index(connection);
+    return connection;
+}
+
+SqliteConnection open_index_for_writing(const fs::path &path) {
+    require_regular_file(path);
+    SqliteConnection connection(path.string(), SqliteConnection::Access::write);
+    connection.run("PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
+    if (fs::file_size(path) == 0)
+        connection.run(tables);
+    else
+        require_index(connection);
+    return connection;
+}
+
+} // namespace lindra::tools

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+
+#include "shapes/index_reader.hpp"
+
+#include "common/captured_log.hpp"
+#include "common/errors.hpp"
+#include "shapes/file_stamp.hpp"
+
+namespace lindra::tools {
+
+IndexReader::IndexReader(const std::filesystem::path &path)
+    : names_(path), connection_(open_index(path)),
+      find_shape_(connection_, "SELECT fileid, offset, length, recno, "
+                               "CASE WHEN json_valid(attributes) THEN attributes ELSE 'null' END "
+                               "FROM shape WHERE shapeid = ?1"),
+      find_file_(connection_, "SELECT filename, size, mtime_ns FROM filename WHERE fileid = ?1") {
+    if (lindra_db_open(path.c_str(), &database_) < 0) throw DataError(path.string() + " cannot be read");
+    shapes_ = dblookup(database_, nullptr, "shape", nullptr, nullptr);
+}
+
+IndexReader::~IndexReader() {
+    lindra_db_close(database_);
+}
+
+std::optional<IndexedShape> IndexReader::find(int64_t shapeid) {
+    if (!find_shape_.bind(1, shapeid).next()) return std::nullopt;
+    IndexedShape shape = {shapeid,
+                          find_shape_.integer(0),
+                          static_cast<uint64_t>(find_shape_.integer(1)),
+                          static_cast<uint64_t>(find_shape_.integer(2)),
+                          static_cast<int32_t>(find_shape_.integer(3)),
+                          find_shape_.text(4)};
+    find_shape_.run();
+    return shape;
+}
+
+const IndexedFile &IndexReader::file_of(const IndexedShape &shape) {
+    const auto known = files_.find(shape.fileid);
+    return known != files_.end() ? known->second
+                                 : files_.emplace(shape.fileid, read_file(shape.fileid)).first->second;
+}
+
+IndexedFile IndexReader::read_file(int64_t fileid) {
+    if (!find_file_.bind(1, fileid).next())
+        throw DataError(connection_.path() + " has no file of number " + std::to_string(fileid));
+    IndexedFile file = {find_file_.text(0), names_.path_of(find_file_.text(0)), false, false};
+    const std::optional<FileStamp> stamp = stamp_of(file.path, "");
+    file.is_there = stamp.has_value();
+    file.has_changed =
+        stamp && (stamp->size != find_file_.integer(1) || stamp->mtime_ns != find_file_.integer(2));
+    find_file_.run();
+    return file;
+}
+
+std::string IndexReader::fetch(int64_t shapeid, FetchedRecord &out) {
+    const CapturedLog log;
+    Dbptr row = shapes_;
+    row.record = shapeid;
+    return esri_get_db_shp_record(out.get(), row) < 0 ? log.one_line() : "";
+}
+
+shape_record IndexReader::view(const IndexedShape &shape) {
+    auto known = contents_.find(shape.fileid);
+    if (known == contents_.end())
+        known = contents_.emplace(shape.fileid, InputFile(file_of(shape).path)).first;
+    const InputFile &file = known->second;
+    const uint64_t header = detail::record_header_size;
+    if (shape.length > UINT32_MAX || file.size() < header || shape.length > file.size() - header ||
+        shape.offset > file.size() - header - shape.length)
+        throw DataError(file.path() + " ends before the record at byte " + std::to_string(shape.offset));
+    return {
+        {file.data(), file.size()}, {shape.offset, static_cast<uint32_t>(shape.length)}, 0, nullptr, silent_};
+}
+
+} // namespace lindra::tools

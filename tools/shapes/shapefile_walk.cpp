@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+
+#include "shapes/shapefile_walk.hpp"
+
+#include "shapes/index_file.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <strings.h>
+#include <sys/stat.h>
+#include <utility>
+
+namespace lindra::tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char *ending = ".shp";
+
+bool is_main_file(const fs::path &path) {
+    return strcasecmp(path.extension().c_str(), ending) == 0;
+}
+
+class Walker {
+  public:
+    void add(const std::string &argument) {
+        fs::path path = with_whole_directory(argument);
+        std::error_code ignored;
+        if (!fs::exists(path, ignored) && fs::exists(path.string() + ending, ignored)) path += ending;
+        found_.roots.push_back(path.string());
+        const fs::file_status status = fs::status(path, ignored);
+        if (fs::is_directory(status)) return enter(path);
+        if (!fs::exists(status)) return;
+        if (is_main_file(path))
+            found_.files.insert(path.string());
+        else
+            found_.problems.push_back(path.string() + " is no directory and does not end in " + ending);
+    }
+
+    ShapefileWalk found() && { return std::move(found_); }
+
+  private:
+    // A file keeps its own name, even where that is a link: the files beside it are named after it.
+    static fs::path with_whole_directory(const std::string &argument) {
+        std::error_code ignored;
+        const fs::path path = fs::absolute(argument).lexically_normal();
+        if (fs::is_directory(path, ignored) || !path.has_filename()) return whole_path(path);
+        return whole_path(path.parent_path()) / path.filename();
+    }
+
+    // Whether it is the first time.
+    bool comes_to(const fs::path &directory) {
+        struct stat found;
+        return stat(directory.c_str(), &found) == 0 && entered_.emplace(found.st_dev, found.st_ino).second;
+    }
+
+    // Links may lead to one directory by several ways: which is taken must not depend on the file system.
+    void enter(const fs::path &directory) {
+        if (!comes_to(directory)) return;
+        std::vector<fs::path> entries;
+        std::error_code reason;
+        for (fs::directory_iterator each(directory, reason), end; !reason && each != end;
+             each.increment(reason))
+            entries.push_back(each->path());
+        if (reason)
+            found_.problems.push_back(directory.string() + " cannot be searched: " + reason.message());
+        std::ranges::sort(entries);
+        for (const fs::path &entry : entries)
+            look_at(entry);
+    }
+
+    void look_at(const fs::path &entry) {
+        std::error_code ignored;
+        const fs::file_status status = fs::status(entry, ignored);
+        if (fs::is_directory(status))
+            enter(entry);
+        else if (fs::is_regular_file(status) && is_main_file(entry))
+            found_.files.insert(entry.string());
+    }
+
+    ShapefileWalk found_;
+    std::set<std::pair<dev_t, ino_t>> entered_;
+};
+
+} // namespace
+
+bool ShapefileWalk::covers(const std::string &path) const {
+    return std::ranges::any_of(roots, [&](const std::string &root) {
+        return path == root || (path.starts_with(root) && (root.ends_with('/') || path[root.size()] == '/'));
+    });
+}
+
+ShapefileWalk walk_shapefiles(const std::vector<std::string> &arguments) {
+    Walker walker;
+    for (const std::string &argument : arguments)
+        walker.add(argument);
+    return std::move(walker).found();
+}
+
+} // namespace lindra::tools

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+
+#include "shapes/shapes_on_earth.hpp"
+
+#include "common/captured_log.hpp"
+#include "common/errors.hpp"
+#include "common/shown.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <proj.h>
+
+namespace lindra::tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t longest_definition = 1 << 16; // bytes
+constexpr double rounding = 1e-6;              // degrees, let pass beyond a pole
+
+// Empty when there is none.
+std::string definition_beside(const std::string &path) {
+    for (const char *ending : {".prj", ".PRJ"}) {
+        std::ifstream file(fs::path(path).replace_extension(ending), std::ios::binary);
+        if (!file) continue;
+        std::string text(longest_definition, '\0');
+        file.read(text.data(), static_cast<std::streamsize>(text.size()));
+        text.resize(static_cast<size_t>(file.gcount()));
+        if (text.find_first_not_of(" \t\r\n") != text.npos) return text;
+    }
+    return {};
+}
+
+bool is_geographic(const PJ *system) {
+    const PJ_TYPE type = proj_get_type(system);
+    return type == PJ_TYPE_GEOGRAPHIC_2D_CRS || type == PJ_TYPE_GEOGRAPHIC_3D_CRS;
+}
+
+double to_nearest_turn(double longitude, double near) {
+    return longitude + 360 * std::round((near - longitude) / 360);
+}
+
+bool is_closed(const Line &line) {
+    return line.size() > 1 && line.front().lon == line.back().lon && line.front().lat == line.back().lat;
+}
+
+std::optional<MapShape::Kind> kind_of(shape_type type) {
+    switch (type) {
+    case shape_type::point:
+    case shape_type::point_m:
+    case shape_type::point_z:
+    case shape_type::multipoint:
+    case shape_type::multipoint_m:
+    case shape_type::multipoint_z:
+        return MapShape::Kind::points;
+    case shape_type::polyline:
+    case shape_type::polyline_m:
+    case shape_type::polyline_z:
+    case shape_type::multipatch:
+        return MapShape::Kind::lines;
+    case shape_type::polygon:
+    case shape_type::polygon_m:
+    case shape_type::polygon_z:
+        return MapShape::Kind::area;
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+struct CoordinateSystem::Machine {
+    PJ_CONTEXT *context = proj_context_create();
+    PJ *transformation = nullptr;
+    bool from_degrees = false;
+
+    explicit Machine(const std::string &definition) {
+        proj_log_level(context, PJ_LOG_NONE);
+        PJ *system = proj_create(context, definition.c_str());
+        PJ *target = proj_create(context, "OGC:CRS84");
+        if (system && target) {
+            from_degrees = is_geographic(system);
+            PJ *found = proj_create_crs_to_crs_from_pj(context, system, target, nullptr, nullptr);
+            if (found) transformation = proj_normalize_for_visualization(context, found);
+            proj_destroy(found);
+        }
+        proj_destroy(target);
+        proj_destroy(system);
+    }
+    ~Machine() {
+        proj_destroy(transformation);
+        proj_context_destroy(context);
+    }
+    Machine(const Machine &) = delete;
+    Machine &operator=(const Machine &) = delete;
+};
+
+CoordinateSystem::CoordinateSystem(const std::string &path) : path_(path) {
+    const std::string definition = definition_beside(path);
+    if (definition.empty()) return;
+    machine_ = std::make_unique<Machine>(definition);
+    if (!machine_->transformation)
+        throw DataError(path + ": PROJ does not understand the coordinate system in the .prj file beside it");
+}
+
+CoordinateSystem::~CoordinateSystem() = default;
+CoordinateSystem::CoordinateSystem(CoordinateSystem &&) noexcept = default;
+
+Point CoordinateSystem::checked(shape_point point) const {
+    if (std::fabs(point.x) <= 360 && std::fabs(point.y) <= 90 + rounding)
+        return {point.x, std::clamp(point.y, -90.0, 90.0)};
+    throw DataError(path_ +
+                    ": its coordinates are not degrees, and there is no .prj file beside it that tells what "
+                    "they are");
+}
+
+// A line in degrees goes on as the file has it, also along the antimeridian; another one goes the short way.
+std::optional<Point> CoordinateSystem::transformed(shape_point point, const Line &before) const {
+    const PJ_COORD from = proj_coord(point.x, point.y, 0, 0);
+    const PJ_COORD to = proj_trans(machine_->transformation, PJ_FWD, from);
+    if (!std::isfinite(to.xy.x) || !(std::fabs(to.xy.y) <= 90 + rounding)) return std::nullopt;
+    double longitude = to.xy.x;
+    if (machine_->from_degrees)
+        longitude = to_nearest_turn(longitude, std::clamp(point.x, -360.0, 360.0));
+    else if (!before.empty())
+        longitude = to_nearest_turn(longitude, before.back().lon);
+    return Point{longitude, std::clamp(to.xy.y, -90.0, 90.0)};
+}
+
+Line CoordinateSystem::line(const shape_part &part) const {
+    Line line;
+    line.reserve(part.size());
+    for (const shape_point point : part) {
+        if (!std::isfinite(point.x) || !std::isfinite(point.y)) continue;
+        if (!machine_)
+            line.push_back(checked(point));
+        else if (const std::optional<Point> place = transformed(point, line))
+            line.push_back(*place);
+    }
+    return line;
+}
+
+std::optional<MapShape> CoordinateSystem::on_earth(const shape_record &record) const {
+    const std::optional<MapShape::Kind> kind = kind_of(record.type());
+    if (!kind) return std::nullopt;
+    MapShape shape = {*kind, {}};
+    for (const shape_part part : record.parts()) {
+        Line points = line(part);
+        if (*kind == MapShape::Kind::area && is_closed(points)) points.pop_back();
+        if (!points.empty()) shape.parts.push_back(std::move(points));
+    }
+    return shape.parts.empty() ? std::nullopt : std::optional(std::move(shape));
+}
+
+void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
+    try {
+        const CapturedLog log;
+        const shapefile file(path);
+        const CoordinateSystem system(path.ends_with(".shp") || path.ends_with(".SHP") ? path
+                                                                                       : path + ".shp");
+        for (const shape_record &record : file)
+            if (!record.deleted())
+                if (std::optional<MapShape> shape = system.on_earth(record))
+                    shapes.push_back(*std::move(shape));
+    } catch (const error &reason) {
+        throw DataError(shown(reason.what()));
+    }
+}
+
+} // namespace lindra::tools

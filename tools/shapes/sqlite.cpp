@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+
+#include "shapes/sqlite.hpp"
+
+#include <new>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr int wait_for_others_ms = 5000;
+constexpr int longest_value = 1 << 24; // bytes: no shape has more attributes
+
+std::string advice(int result) {
+    if ((result & 0xff) == SQLITE_BUSY)
+        return ": another program is writing it; try again when that has ended";
+    if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
+    return "";
+}
+
+} // namespace
+
+SqliteConnection::SqliteConnection(std::string path, Access access) : path_(std::move(path)) {
+    const int flags =
+        access == Access::read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    sqlite3 *handle = nullptr;
+    const int result = sqlite3_open_v2(path_.c_str(), &handle, flags, nullptr);
+    handle_.reset(handle);
+    if (!handle) throw std::bad_alloc();
+    sqlite3_extended_result_codes(handle, 1);
+    if (result != SQLITE_OK) fail();
+    distrust();
+}
+
+// After "Defense Against The Dark Arts" (sqlite.org, 2023).
+void SqliteConnection::distrust() {
+    for (const int setting :
+         {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_TRUSTED_SCHEMA,
+          SQLITE_DBCONFIG_DQS_DML, SQLITE_DBCONFIG_DQS_DDL})
+        sqlite3_db_config(handle(), setting, 0, nullptr);
+    sqlite3_db_config(handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_limit(handle(), SQLITE_LIMIT_LENGTH, longest_value);
+    sqlite3_limit(handle(), SQLITE_LIMIT_ATTACHED, 0);
+    sqlite3_busy_timeout(handle(), wait_for_others_ms);
+    sqlite3_exec(handle(), "PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY", nullptr, nullptr,
+                 nullptr);
+}
+
+void SqliteConnection::run(const char *sql) {
+    if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+}
+
+int64_t SqliteConnection::number(const char *sql) {
+    SqliteStatement statement(*this, sql);
+    return statement.next() ? statement.integer(0) : 0;
+}
+
+void SqliteConnection::fail() const {
+    const int result = sqlite3_extended_errcode(handle());
+    const std::string message = sqlite3_errmsg(handle());
+    throw SqliteError(path_ + ": " + message + advice(result), result & 0xff, message);
+}
+
+SqliteStatement::SqliteStatement(SqliteConnection &connection, const std::string &sql)
+    : connection_(&connection) {
+    sqlite3_stmt *statement = nullptr;
+    const int result = sqlite3_prepare_v3(connection.handle(), sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT,
+                                          &statement, nullptr);
+    statement_.reset(statement);
+    check(result);
+}
+
+void SqliteStatement::check(int result) const {
+    if (result != SQLITE_OK) connection_->fail();
+}
+
+SqliteStatement &SqliteStatement::bind(int place, int64_t number) {
+    check(sqlite3_bind_int64(statement_.get(), place, number));
+    return *this;
+}
+
+SqliteStatement &SqliteStatement::bind(int place, double number) {
+    check(sqlite3_bind_double(statement_.get(), place, number));
+    return *this;
+}
+
+SqliteStatement &SqliteStatement::bind(int place, std::string_view text) {
+    check(sqlite3_bind_text64(statement_.get(), place, text.data(), text.size(), SQLITE_TRANSIENT,
+                              SQLITE_UTF8));
+    return *this;
+}
+
+SqliteStatement &SqliteStatement::bind_null(int place) {
+    check(sqlite3_bind_null(statement_.get(), place));
+    return *this;
+}
+
+bool SqliteStatement::next() {
+    const int result = sqlite3_step(statement_.get());
+    if (result == SQLITE_ROW) return true;
+    if (result != SQLITE_DONE) connection_->fail();
+    sqlite3_reset(statement_.get());
+    return false;
+}
+
+std::string SqliteStatement::text(int column) const {
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(statement_.get(), column));
+    if (!text) return {};
+    return {text, static_cast<size_t>(sqlite3_column_bytes(statement_.get(), column))};
+}
+
+std::string quoted_name(std::string_view name) {
+    std::string text = "\"";
+    for (const char letter : name)
+        text.append(letter == '"' ? 2 : 1, letter);
+    return text += '"';
+}
+
+} // namespace lindra::tools
