@@ -30,11 +30,15 @@ std::string meets(const char *name, int first_place) {
            "ymin <= ?" + place(3) + " AND " + table + "ymax >= ?" + place(2);
 }
 
-// The edges of window i take the places from 8 i + 1: first those for the tree, then those for the shapes.
+// Where the edges of window i begin: first those for the tree, then those for the shapes.
+int place_of_window(size_t i) {
+    return 2 * edges_of_a_window * static_cast<int>(i) + 1;
+}
+
 std::string windows_condition(size_t windows) {
     std::string tree, boxes;
     for (size_t i = 0; i < windows; i++) {
-        const int place = static_cast<int>(2 * edges_of_a_window * i) + 1;
+        const int place = place_of_window(i);
         tree += (i ? " UNION " : "") + ("SELECT shapeid FROM shape_box WHERE " + meets("", place));
         boxes += (i ? " OR " : "") + meets("s.", place + edges_of_a_window);
     }
@@ -121,7 +125,7 @@ class Selection {
     std::vector<int64_t> numbers(const std::string &sql) {
         SqliteStatement statement(connection_, sql);
         for (size_t i = 0; i < request_.windows.size(); i++)
-            bind_window(statement, static_cast<int>(2 * edges_of_a_window * i) + 1, request_.windows[i]);
+            bind_window(statement, place_of_window(i), request_.windows[i]);
         std::vector<int64_t> found;
         while (statement.next())
             found.push_back(statement.integer(0));

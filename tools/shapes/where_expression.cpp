@@ -69,7 +69,7 @@ struct CaseBlind {
 
 bool contains(std::string_view text, std::string_view part) {
     const auto same = [](char a, char b) { return sqlite3_strnicmp(&a, &b, 1) == 0; };
-    return !std::ranges::search(text, part, same).empty();
+    return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
 
 std::string quoted_text(std::string_view text) {
