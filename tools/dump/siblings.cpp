@@ -103,9 +103,11 @@ std::string as_line(const std::string &path, const std::string &fact) {
 Siblings::Siblings(const std::string &path) {
     std::error_code none;
     if (fs::exists(path, none)) return;
+    // A shell that completes the name stops behind the dot.
+    const std::string base = path.substr(0, path.size() - (path.ends_with('.') ? 1 : 0));
     for (const Sibling &sibling : siblings)
         for (const char *ending : sibling.endings)
-            if (fs::exists(path + ending, none)) paths_.push_back(path + ending);
+            if (fs::exists(base + ending, none)) paths_.push_back(base + ending);
 }
 
 void Siblings::print(bool json) const {
