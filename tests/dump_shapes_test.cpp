@@ -179,6 +179,13 @@ TEST_F(DumpShapes, index_is_refused_and_told_from_a_main_file) {
         EXPECT_EQ(dump(shp::file(type, {shp::record(50, shp::shape(type))})).code, 0) << type;
 }
 
+TEST_F(DumpShapes, texts_of_siblings_do_not_steer_the_terminal) {
+    directory.write("towns.prj", "PROJCS[\"\x1b[31mred\x7f\"]");
+    const std::string base = (directory.path() / "towns").string();
+    EXPECT_EQ(run_lindra("dump " + base).output,
+              lines_of(base, {".prj  coordinate system: PROJCS[\"?[31mred?\"]"}));
+}
+
 TEST_F(DumpShapes, damaged_siblings_are_told_with_the_others) {
     directory.write("towns.shp", "short");
     directory.write("towns.dbf", "");
