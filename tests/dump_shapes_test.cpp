@@ -159,6 +159,33 @@ TEST_F(DumpShapes, shapefile_without_its_ending_shows_what_is_there) {
     EXPECT_EQ(facts[3]["holds"], "encoding: UTF-8");
 }
 
+TEST_F(DumpShapes, base_name_may_end_in_the_dot_that_a_shell_completes_to) {
+    directory.write("towns.shp", two_records(SHAPE_POINT));
+    const std::string base = (directory.path() / "towns").string();
+    EXPECT_EQ(run_lindra("dump " + base + ".").output, lines_of(base, {".shp  shapes: RecordPoint"}));
+}
+
+// An entry of an index has the layout of a record's header.
+TEST_F(DumpShapes, index_is_refused_and_told_from_a_main_file) {
+    const std::string entry = shp::record_header(50, 10);
+    for (const std::string &more : {std::string(), shp::record_header(64, 10)}) {
+        const Result index = dump(shp::header(58, SHAPE_POINT) + entry + more);
+        EXPECT_EQ(index.code, 1);
+        EXPECT_EQ(index.output, "");
+        EXPECT_TRUE(has(index.errors,
+                        "file is the index of a shapefile; print the file beside it that ends in .shp"));
+    }
+    for (const int type : {SHAPE_NULL, SHAPE_POINT, SHAPE_MULTIPATCH})
+        EXPECT_EQ(dump(shp::file(type, {shp::record(50, shp::shape(type))})).code, 0) << type;
+}
+
+TEST_F(DumpShapes, texts_of_siblings_do_not_steer_the_terminal) {
+    directory.write("towns.prj", "PROJCS[\"\x1b[31mred\x7f\"]");
+    const std::string base = (directory.path() / "towns").string();
+    EXPECT_EQ(run_lindra("dump " + base).output,
+              lines_of(base, {".prj  coordinate system: PROJCS[\"?[31mred?\"]"}));
+}
+
 TEST_F(DumpShapes, damaged_siblings_are_told_with_the_others) {
     directory.write("towns.shp", "short");
     directory.write("towns.dbf", "");

@@ -12,6 +12,10 @@ using Json = nlohmann::json;
 
 const std::string golden = LINDRA_GOLDEN_DIRECTORY "/netcdf_every_type/";
 
+constexpr const char *unknown_format =
+    " is of no format that lindra can print; it prints netCDF classic files, "
+    "shapefiles (.shp) and dBase tables (.dbf)";
+
 struct Dump : testing::Test {
     TemporaryDirectory directory;
 
@@ -92,9 +96,8 @@ TEST_F(Dump, hdf5_behind_a_block_of_the_users_own_is_recognised) {
                        " is an HDF5 file, as netCDF-4 files are; convert it with `nccopy -k classic " + path +
                            " OUT` (package netcdf-bin)");
     for (const size_t block : {256U, 511U, 513U, 1536U})
-        expect_refusal(std::string(block, 'u') + signature + std::string(2000, 'u'),
-                       " is of no format that lindra can print");
-    expect_refusal(std::string(512, 'u') + signature.substr(0, 7), " is of no format that lindra can print");
+        expect_refusal(std::string(block, 'u') + signature + std::string(2000, 'u'), unknown_format);
+    expect_refusal(std::string(512, 'u') + signature.substr(0, 7), unknown_format);
 }
 
 TEST_F(Dump, command_that_converts_can_be_pasted_into_a_shell) {
@@ -114,9 +117,9 @@ TEST_F(Dump, command_that_converts_can_be_pasted_into_a_shell) {
 }
 
 TEST_F(Dump, what_is_no_file_of_a_known_format_is_refused) {
-    expect_refusal("", " is empty");
-    expect_refusal("CDF", " is of no format that lindra can print");
-    expect_refusal("some text", " is of no format that lindra can print");
+    expect_refusal("", " is empty; make or copy it anew");
+    expect_refusal("CDF", unknown_format);
+    expect_refusal("some text", unknown_format);
     const Result missing = run_lindra("dump " + (directory.path() / "absent").string());
     EXPECT_EQ(missing.code, 1);
     EXPECT_NE(missing.errors.find("absent cannot be read: No such file or directory"), std::string::npos);

@@ -5,6 +5,8 @@
 #include "command.hpp"
 
 #include <gtest/gtest.h>
+#include <sstream>
+#include <string>
 
 namespace {
 
@@ -28,7 +30,7 @@ TEST(Command, unknown_commands_and_options_are_one_line_that_names_them) {
                  "lindra: --output: At Most 1 required but received 2; see lindra draw --help\n");
     const Result none = run_lindra("");
     EXPECT_EQ(none.code, 2);
-    EXPECT_EQ(none.errors, "lindra: A subcommand is required; see lindra --help\n");
+    EXPECT_EQ(none.errors, "lindra: a command is needed; see lindra --help\n");
 }
 
 TEST(Command, version_and_help_go_to_standard_output) {
@@ -39,6 +41,15 @@ TEST(Command, version_and_help_go_to_standard_output) {
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.output.find("--projection"), std::string::npos);
     EXPECT_EQ(help.errors, "");
+}
+
+TEST(Command, help_fits_a_terminal) {
+    constexpr size_t terminal = 80;
+    for (const char *command : {"", "segments", "dump", "import"}) {
+        std::istringstream help(run_lindra(command + std::string(" --help")).output);
+        for (std::string line; std::getline(help, line);)
+            EXPECT_LE(line.size(), terminal) << line;
+    }
 }
 
 TEST(Command, help_that_cannot_be_written_is_a_failure) {

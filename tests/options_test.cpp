@@ -153,6 +153,11 @@ TEST(ParseLayers, names_the_unknown_level_and_the_known_ones) {
               "the layer land has no levels; only borders and rivers have");
 }
 
+TEST(ParseLayers, level_behind_a_comma_is_told_how_levels_are_joined) {
+    EXPECT_EQ(refusal([] { parse_layers("rivers:1,2"); }),
+              "there is no layer '2'; levels are joined by +, such as rivers:1+2");
+}
+
 TEST(ParseLayers, know_the_files_that_hold_them) {
     using Files = std::vector<MapFile>;
     EXPECT_EQ(parse_layers("coast").files(), Files{MapFile::coast});

@@ -18,30 +18,33 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr const char *description =
-    "Print what a file holds.\n"
-    "\n"
-    "The format is recognised by what the file holds, whatever its name:\n"
-    "  netCDF classic    the header: dimensions, attributes and variables, every value\n"
-    "  shapefile (.shp)  the header and every record, long lists cut short\n"
-    "  dBase table       the header, the fields and the text of every record\n"
-    "\n"
-    "FILE may be a shapefile without its ending: then what is there of its .shp, .shx, .dbf, .prj and\n"
-    ".cpg is told, a line each.";
+constexpr const char *description = "Print what a file holds: netCDF header, shapefile or dBase table.";
 
 constexpr const char *footer =
-    "A netCDF-4 file, or one with 64-bit offsets, is answered with the command that converts it.\n"
-    "What can be read of a damaged shapefile or table is printed before the error.\n"
-    "JSON Schemas tell the layouts of --json: "
-    "share/lindra/schemas/dump-{netcdf,shapefile,dbase}.schema.json\n"
-    "beside the installed command, docs/schemas in its source.\n"
-    "Exit status: 0; 1 when the file is missing, damaged or of no known format; 2 for wrong arguments.\n"
-    "\n"
-    "Examples:\n"
-    "  lindra dump binned_river_c.cdf\n"
-    "  lindra dump --json binned_river_c.cdf | jq '.variables[].name'\n"
-    "  lindra dump --json roads.shp | jq '.records[] | {number, bbox}'\n"
-    "  lindra dump roads";
+    R"(The format is recognised by what the file holds, whatever its name:
+  netCDF classic    the header: dimensions, variables, all attributes
+  shapefile (.shp)  the header and every record, long lists cut short
+  dBase table       the header, the fields and the text of every record
+
+FILE may be a shapefile without its ending: then what is there of its .shp,
+.shx, .dbf, .prj and .cpg is told, a line each.
+
+A netCDF-4 file, or one with 64-bit offsets, is answered with the command that
+converts it. What can be read of a damaged shapefile or table is printed before
+the error.
+
+JSON Schemas tell the layouts of --json for a file of each format:
+  share/lindra/schemas/dump-{netcdf,shapefile,dbase}.schema.json
+beside the installed command, docs/schemas in its source.
+
+Exit status: 0; 1 when the file is missing, damaged or of no known format;
+2 for wrong arguments.
+
+Examples:
+  lindra dump binned_river_c.cdf
+  lindra dump --json binned_river_c.cdf | jq '.variables[].name'
+  lindra dump --json roads.shp | jq '.records[] | {number, bbox}'
+  lindra dump roads)";
 
 struct DumpOptions {
     std::string path;
@@ -50,11 +53,13 @@ struct DumpOptions {
 
 void dump_file(const InputFile &file, bool json) {
     if (is_netcdf(file)) return dump_netcdf(file, json);
+    if (is_shapefile(file)) refuse_index(file);
     if (is_shapefile(file)) return dump_shapefile(file, json);
     if (is_dbase(file)) return dump_dbase(file, json);
     refuse_later_netcdf(file);
-    throw DataError(file.path() +
-                    (file.size() == 0 ? " is empty" : " is of no format that lindra can print"));
+    if (file.size() == 0) throw DataError(file.path() + " is empty; make or copy it anew");
+    throw DataError(file.path() + " is of no format that lindra can print; it prints netCDF classic files, "
+                                  "shapefiles (.shp) and dBase tables (.dbf)");
 }
 
 void dump(const DumpOptions &options) {
@@ -70,7 +75,7 @@ void dump(const DumpOptions &options) {
 void add_dump(CLI::App &program) {
     CLI::App *command = program.add_subcommand("dump", description);
     const auto options = std::make_shared<DumpOptions>();
-    command->add_option("FILE", options->path, "The file to print")->required();
+    command->add_option("FILE", options->path, "The file to print")->required()->type_name("");
     command->add_flag("--json", options->json, "Print the same facts as JSON, with byte offsets");
     command->footer(footer);
     command->callback([options] { dump(*options); });

@@ -22,33 +22,34 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *description = "Make the map data of the GSHHG packages that Debian ships readable.\n"
-                                    "\n"
-                                    "Reads what is in DIR of these files, each in crude, low, intermediate, "
-                                    "high and full resolution, and writes\n"
-                                    "below DATADIR/maps/lindra:\n"
-                                    "  binned_GSHHS_{c,l,i,h,f}.nc   gshhs_{c,l,i,h,f}.b          "
-                                    "coastlines, joined again at the borders of bins\n"
-                                    "  binned_border_{c,l,i,h,f}.nc  binned_border_{c,l,i,h,f}.cdf  borders\n"
-                                    "  binned_river_{c,l,i,h,f}.nc   binned_river_{c,l,i,h,f}.cdf   rivers\n"
-                                    "One line for each file goes to standard output.";
+constexpr const char *description = "Make the map data of the GSHHG packages that Debian ships readable.";
 
 constexpr const char *footer =
-    "The files come from these Debian packages, which put them into /usr/share/gmt-gshhg:\n"
-    "  gmt-gshhg-low   crude, low and intermediate\n"
-    "  gmt-gshhg-high  high\n"
-    "  gmt-gshhg-full  full\n"
-    "Import all resolutions together where you can: the reduced coastlines take each polygon's box and its "
-    "ancestor from\n"
-    "the full one. Without it they get their own boxes and no ancestors, which drawing does not need.\n"
-    "\n"
-    "Other lindra commands find the files in the default DATADIR; for another one set LINDRA_DATA=DATADIR.\n"
-    "A file is put in place only when it is complete. Exit status: 0; 1 when data is missing, damaged or "
-    "cannot be\n"
-    "written; 2 for wrong arguments.\n"
-    "\n"
-    "Example:\n"
-    "  sudo apt install gmt-gshhg-low && lindra import /usr/share/gmt-gshhg";
+    R"(Reads what is in DIR of these files, each in crude, low, intermediate, high and
+full resolution, and writes below DATADIR/maps/lindra:
+  binned_GSHHS_{c,l,i,h,f}.nc   gshhs_{c,l,i,h,f}.b            coastlines
+  binned_border_{c,l,i,h,f}.nc  binned_border_{c,l,i,h,f}.cdf  borders
+  binned_river_{c,l,i,h,f}.nc   binned_river_{c,l,i,h,f}.cdf   rivers
+Coastlines, which the packages cut into bins, are joined again. One line for
+each file goes to standard output.
+
+The files come from these Debian packages, which put them into
+/usr/share/gmt-gshhg:
+  gmt-gshhg-low   crude, low and intermediate
+  gmt-gshhg-high  high
+  gmt-gshhg-full  full
+Import all resolutions together where you can: the reduced coastlines take each
+polygon's box and its ancestor from the full one. Without it they get their own
+boxes and no ancestors, which drawing does not need.
+
+Other lindra commands find the files in the default DATADIR; for another one set
+LINDRA_DATA=DATADIR. A file is put in place only when it is complete.
+
+Exit status: 0; 1 when data is missing, damaged or cannot be written; 2 for
+wrong arguments.
+
+Example:
+  sudo apt install gmt-gshhg-low && lindra import /usr/share/gmt-gshhg)";
 
 constexpr const char *how_to_get =
     "install the Debian packages gmt-gshhg-low, gmt-gshhg-high and gmt-gshhg-full, which put them into "
@@ -90,10 +91,12 @@ void import_all(const ImportOptions &options) {
 void add_import(CLI::App &program) {
     CLI::App *command = program.add_subcommand("import", description);
     const auto options = std::make_shared<ImportOptions>();
-    command->add_option("DIR", options->from, "The directory with the binned_*.nc files")->required();
+    command->add_option("DIR", options->from, "The directory with the binned_*.nc files")
+        ->required()
+        ->type_name("");
     command
         ->add_option("-o,--output", options->to,
-                     "The data directory to write below (default: $XDG_DATA_HOME, else ~/.local/share)")
+                     "The data directory to write below. Without it,\n$XDG_DATA_HOME, else ~/.local/share")
         ->type_name("DATADIR");
     command->add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
     command->footer(footer);

@@ -12,11 +12,20 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
 
 using namespace lindra::tools;
+
+constexpr const char *footer =
+    R"(`lindra COMMAND --help` tells more of each. Map files are looked for in
+DIR/maps/lindra, where DIR is in turn each directory of $LINDRA_DATA (a list
+separated by colons), your own data directory (~/.local/share), the one beside
+the installed command, and those of the system.
+
+Exit status: 0; 1 for bad data; 2 for wrong arguments.)";
 
 int say(const std::exception &error, ExitCode code) {
     fprintf(stderr, "lindra: %s\n", error.what());
@@ -26,14 +35,17 @@ int say(const std::exception &error, ExitCode code) {
 // The first line of the parser's complaint, and where to read more.
 int say_usage(const CLI::App &program, const CLI::ParseError &error, int argc, char **argv) {
     const auto chosen = program.get_subcommands();
-    if (chosen.empty() && argc > 1) {
+    if (argc <= 1) {
+        fprintf(stderr, "lindra: a command is needed; see lindra --help\n");
+        return exit_bad_usage;
+    }
+    if (chosen.empty()) {
         fprintf(stderr, "lindra: there is no command or option '%s'; see lindra --help\n", argv[1]);
         return exit_bad_usage;
     }
     const std::string text = error.what();
-    const std::string command = chosen.empty() ? "" : " " + chosen.front()->get_name();
-    fprintf(stderr, "lindra: %s; see lindra%s --help\n", text.substr(0, text.find('\n')).c_str(),
-            command.c_str());
+    fprintf(stderr, "lindra: %s; see lindra %s --help\n", text.substr(0, text.find('\n')).c_str(),
+            chosen.front()->get_name().c_str());
     return exit_bad_usage;
 }
 
@@ -44,16 +56,27 @@ int flushed(ExitCode code) {
     return exit_bad_data;
 }
 
+// Commands have shorter names than their options, so that a line has room for what they do. Those added
+// before keep the formatter they have.
+std::shared_ptr<CLI::Formatter> names_beside_descriptions() {
+    constexpr size_t names_width = 12;
+    auto formatter = std::make_shared<CLI::Formatter>();
+    formatter->column_width(names_width);
+    return formatter;
+}
+
 int run(int argc, char **argv) {
     CLI::App program("Draw and export map data.", "lindra");
     program.set_version_flag("--version", std::string("lindra ") + lindra_version());
     program.require_subcommand(1);
+    program.footer(footer);
     add_draw(program);
     add_segments(program);
     add_dump(program);
     add_import(program);
     add_index(program);
     add_fetch(program);
+    program.formatter(names_beside_descriptions());
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

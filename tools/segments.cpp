@@ -28,15 +28,18 @@ constexpr double km_per_degree = 111.195; // of a great circle, on a sphere of 6
 constexpr double assumed_pixels = 1000;   // the width of the map that "auto" has in mind
 
 constexpr const char *notes =
-    R"(Every polygon is written as an area: a lake is a polygon of its own, not a hole in the land. What lies in the
-window is cut at its borders into rings that run counter-clockwise and end in their first point. Borders and rivers
-are lines. The files cut them into short pieces, which are joined where two of the same level meet; where three meet,
-and at the antimeridian, lines end.
+    R"(Every polygon is written as an area: a lake is a polygon of its own, not a hole
+in the land. What lies in the window is cut at its borders into rings that run
+counter-clockwise and end in their first point. Borders and rivers are lines.
+The files cut them into short pieces, which are joined where two of the same
+level meet; where three meet, and at the antimeridian, lines end.
 
-  text        a line "> id=7 level=1 kind=land points=5" for each ring, "> kind=border level=1 points=5" for each
-              line, then a line "LON LAT" for each point; longitudes are those of the window
-  geojson     one FeatureCollection (RFC 7946): a feature for each polygon with the properties id, level and kind
-              (land, lake, island, pond), and one for each line with level and kind (border, river); longitudes
+  text        a line "> id=7 level=1 kind=land points=5" for each ring,
+              "> kind=border level=1 points=5" for each line, then a line
+              "LON LAT" for each point; longitudes are those of the window
+  geojson     one FeatureCollection (RFC 7946): a feature for each polygon with
+              the properties id, level and kind (land, lake, island, pond), and
+              one for each line with level and kind (border, river); longitudes
               from -180 to 180, cut at the antimeridian
   geojsonseq  the same features as a text sequence (RFC 8142), one line each
 )";
@@ -45,9 +48,11 @@ constexpr const char *examples =
     R"(Examples:
   lindra segments > world.txt
       the world, at the resolution that suits a map 1000 pixels wide
-  lindra segments --window 5/15/45/50 --resolution f --layers lakes --format geojson -o lakes.geojson
+  lindra segments --window 5/15/45/50 --resolution f --layers lakes \
+                  --format geojson -o lakes.geojson
       the lakes round the Alps at full resolution
-  lindra segments --window -15/40/34/72 --layers borders:national,rivers:1-2 --format geojson > europe.geojson
+  lindra segments --window -15/40/34/72 --layers borders:national,rivers:1-2 \
+                  --format geojson > europe.geojson
       borders and large rivers of Europe
   lindra segments --window 170/-170/-30/-10 --layers land
       Fiji, in one window across the antimeridian, longitudes from 170 to 190
@@ -148,23 +153,23 @@ void write_segments(const Options &options) {
 
 void add_segments(CLI::App &program) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command = program.add_subcommand(
-        "segments", "Export coastlines, borders and rivers as text or GeoJSON, clipped at a window.");
+    CLI::App *command =
+        program.add_subcommand("segments", "Export coastlines, borders and rivers as text or GeoJSON.");
     command
         ->add_option("--window", options->window,
-                     "Degrees; east below west crosses the antimeridian: 170/-170/-50/-10")
+                     "Degrees; east below west crosses the antimeridian:\n170/-170/-50/-10")
         ->type_name("W/E/S/N")
         ->capture_default_str();
     command
         ->add_option(
             "--resolution", options->resolution,
-            "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or auto: what suits a map 1000 pixels wide")
+            "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\nauto: what suits a map 1000 pixels wide")
         ->type_name("c|l|i|h|f|auto")
         ->capture_default_str();
     command
         ->add_option(
             "--layers", options->layers,
-            "Any of land, lakes, islands (in lakes), ponds (on those),\nborders[:LEVELS], rivers[:LEVELS]")
+            "Any of land, lakes, islands (in lakes), ponds (on\nthose), borders[:LEVELS], rivers[:LEVELS]")
         ->type_name("LAYER,...")
         ->capture_default_str();
     command->add_option("--format", options->format, "How to write them")

@@ -6,6 +6,7 @@
 #include "dump/shapefile.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/errors.hpp"
 #include "common/standard_output.hpp"
 #include "dump/damage.hpp"
 #include "dump/record_list.hpp"
@@ -123,6 +124,11 @@ Json record_facts(const SHPRECORD &record) {
     return facts;
 }
 
+bool is_shape_type(const unsigned char *bytes) {
+    constexpr unsigned past_the_last = 32;
+    return bytes[0] < past_the_last && bytes[1] == 0 && bytes[2] == 0 && bytes[3] == 0;
+}
+
 void print_json(const SHPFILE &file) {
     RecordList list({{"format", "ESRI shapefile"}, {"header", header_facts(file.hdr)}});
     for (int i = 0; i < counttbl(file.records); i++)
@@ -135,6 +141,15 @@ void print_json(const SHPFILE &file) {
 bool is_shapefile(const InputFile &file) {
     constexpr size_t version_offset = 28;
     return file.has_at(0, {"\x00\x00\x27\x0a", 4}) && file.has_at(version_offset, {"\xe8\x03\x00\x00", 4});
+}
+
+// The first record stands at word 50, which an index tells first, and a main file only where its first record
+// has that number; behind its length a main file has a shape type and an index the next entry, or nothing.
+void refuse_index(const InputFile &file) {
+    constexpr size_t first_entry = 100, shape_type = 108, type_size = 4;
+    if (!file.has_at(first_entry, {"\x00\x00\x00\x32", 4})) return;
+    if (file.size() >= shape_type + type_size && is_shape_type(file.data() + shape_type)) return;
+    throw DataError(file.path() + " is the index of a shapefile; print the file beside it that ends in .shp");
 }
 
 void dump_shapefile(const InputFile &file, bool json) {

@@ -11,6 +11,7 @@
 #include "lindra/lindra.h"
 
 #include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <string_view>
 #include <utility>
@@ -52,12 +53,15 @@ std::string table_fact(const InputFile &file) {
     return status < 0 ? "attributes: damaged" : fact;
 }
 
-// The first line, cut to what fits on one of a terminal.
+// The first line, cut to what fits on one of a terminal, without what would steer it.
 std::string text_fact(const char *what, const InputFile &file) {
     std::string_view text(reinterpret_cast<const char *>(file.data()), file.size());
     text = text.substr(0, text.find_first_of(std::string_view("\r\n\0", 3)));
     const bool is_long = text.size() > longest_text;
-    return std::string(what) + ": " + std::string(text.substr(0, longest_text)) + (is_long ? "..." : "");
+    std::string shown(text.substr(0, longest_text));
+    std::ranges::replace_if(
+        shown, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
+    return std::string(what) + ": " + shown + (is_long ? "..." : "");
 }
 
 std::string coordinates_fact(const InputFile &file) {
@@ -103,9 +107,11 @@ std::string as_line(const std::string &path, const std::string &fact) {
 Siblings::Siblings(const std::string &path) {
     std::error_code none;
     if (fs::exists(path, none)) return;
+    // A shell that completes the name stops behind the dot.
+    const std::string base = path.substr(0, path.size() - (path.ends_with('.') ? 1 : 0));
     for (const Sibling &sibling : siblings)
         for (const char *ending : sibling.endings)
-            if (fs::exists(path + ending, none)) paths_.push_back(path + ending);
+            if (fs::exists(base + ending, none)) paths_.push_back(base + ending);
 }
 
 void Siblings::print(bool json) const {

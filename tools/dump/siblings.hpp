@@ -7,7 +7,7 @@
 
 namespace lindra::tools {
 
-// The files that make a shapefile, named by what their paths begin with.
+// The files that make a shapefile, named by what their paths begin with, with or without the dot.
 class Siblings {
   public:
     // Nothing is found when path is a file of its own.

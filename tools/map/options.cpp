@@ -5,6 +5,7 @@
 #include "common/errors.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
@@ -123,7 +124,13 @@ void add_levels(Levels &levels, const LineLayer &layer, const std::string &text)
     throw UsageError("there is no layer '" + name + "'; the layers are " + known.substr(0, known.size() - 2));
 }
 
+// "rivers:1,2" is meant as "rivers:1+2".
+[[noreturn]] void refuse_level_as_layer(const std::string &text) {
+    throw UsageError("there is no layer '" + text + "'; levels are joined by +, such as rivers:1+2");
+}
+
 void add_area_layer(Layers &layers, const std::string &name, bool has_levels) {
+    if (!name.empty() && std::isdigit(static_cast<unsigned char>(name[0]))) refuse_level_as_layer(name);
     const auto layer = find_row(layer_names, name);
     if (layer == std::end(layer_names)) refuse_layer(name);
     if (has_levels) throw UsageError("the layer " + name + " has no levels; only borders and rivers have");
