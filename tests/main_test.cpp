@@ -45,10 +45,22 @@ TEST(Command, version_and_help_go_to_standard_output) {
 
 TEST(Command, help_fits_a_terminal) {
     constexpr size_t terminal = 80;
-    for (const char *command : {"", "segments", "dump", "import"}) {
+    for (const char *command : {"segments", "dump", "import"}) {
         std::istringstream help(run_lindra(command + std::string(" --help")).output);
         for (std::string line; std::getline(help, line);)
             EXPECT_LE(line.size(), terminal) << line;
+    }
+}
+
+TEST(Command, help_lists_each_command_in_one_line) {
+    const std::string help = run_lindra("--help").output;
+    const size_t list = help.find("\nSubcommands:\n");
+    ASSERT_NE(list, std::string::npos);
+    std::istringstream lines(help.substr(list + 14, help.find("\n\n", list) - list - 14));
+    for (std::string line; std::getline(lines, line);) {
+        ASSERT_GT(line.size(), 12U);
+        EXPECT_NE(line[2], ' ') << line;
+        EXPECT_NE(line[12], ' ') << line;
     }
 }
 

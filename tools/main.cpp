@@ -13,6 +13,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -56,14 +57,23 @@ int flushed(ExitCode code) {
     return exit_bad_data;
 }
 
-// Commands have shorter names than their options, so that a line has room for what they do. Those added
-// before keep the formatter they have.
-std::shared_ptr<CLI::Formatter> names_beside_descriptions() {
-    constexpr size_t names_width = 12;
-    auto formatter = std::make_shared<CLI::Formatter>();
-    formatter->column_width(names_width);
-    return formatter;
-}
+// Lists each command with the first line of its description, in a column that suits the commands' names,
+// which are shorter than those of options.
+class CommandList : public CLI::Formatter {
+  public:
+    CommandList() { column_width(names_width); }
+
+    std::string make_subcommand(const CLI::App *command) const override {
+        const std::string description = command->get_description();
+        std::ostringstream line;
+        CLI::detail::format_help(line, command->get_name(), description.substr(0, description.find('\n')),
+                                 names_width);
+        return line.str();
+    }
+
+  private:
+    static constexpr size_t names_width = 12;
+};
 
 int run(int argc, char **argv) {
     CLI::App program("Draw and export map data.", "lindra");
@@ -76,7 +86,8 @@ int run(int argc, char **argv) {
     add_import(program);
     add_index(program);
     add_fetch(program);
-    program.formatter(names_beside_descriptions());
+    // Behind the commands, which keep the formatter that they were added with.
+    program.formatter(std::make_shared<CommandList>());
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
