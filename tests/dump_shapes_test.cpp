@@ -102,6 +102,8 @@ TEST_F(DumpShapes, what_can_be_read_of_a_damaged_file_comes_before_the_error) {
                     "file is damaged at byte 148: esri_unstuff_stream: y has 1 elements, 7 bytes left."))
         << listing.errors;
 
+    EXPECT_TRUE(listing.errors.ends_with("; lindra draw and lindra index read what makes sense of it\n"));
+
     const Result json = dump(cut, "--json");
     EXPECT_EQ(json.code, 1);
     EXPECT_EQ(Json::parse(json.output)["records"].size(), 1U);

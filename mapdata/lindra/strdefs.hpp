@@ -130,10 +130,11 @@ class Engine {
         return entry->decode ? unstuff_by_hook(*entry, *out, source) : 0;
     }
 
-    // Prints the structure after prefix; index: its number in a list, or negative.
+    // Prints the structure after prefix; index: its number in a list, or negative. One that was not decoded
+    // is null and not printed.
     static void print(const char *prefix, int str_type, const void *structure, int index) {
         const StrdefsEntry *entry = find(str_type);
-        if (!entry) return;
+        if (!entry || !structure) return;
         if (!entry->fields) {
             // Hooks print what they are given and change nothing.
             if (entry->print)

@@ -10,10 +10,11 @@
 
 namespace lindra::tools {
 
-// What to throw when the library's reader stopped at cursor and said why.
-inline DataError damage(const InputFile &file, const unsigned char *cursor, const CapturedLog &log) {
+// What to throw when the library's reader stopped at cursor and said why; advice: what the user can do.
+inline DataError damage(const InputFile &file, const unsigned char *cursor, const CapturedLog &log,
+                        const std::string &advice = "") {
     return DataError(file.path() + " is damaged at byte " + std::to_string(cursor - file.data()) + ": " +
-                     log.one_line());
+                     log.one_line() + advice);
 }
 
 } // namespace lindra::tools

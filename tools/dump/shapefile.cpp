@@ -160,7 +160,8 @@ void dump_shapefile(const InputFile &file, bool json) {
     const std::unique_ptr<SHPFILE, FileRelease> shapes(static_cast<SHPFILE *>(decoded));
     if (shapes && json) print_json(*shapes);
     if (shapes && !json) print_to_standard_output([&] { esri_print_shapefile("", shapes.get()); });
-    if (status < 0) throw damage(file, cursor, log);
+    if (status < 0)
+        throw damage(file, cursor, log, "; lindra draw and lindra index read what makes sense of it");
 }
 
 } // namespace lindra::tools

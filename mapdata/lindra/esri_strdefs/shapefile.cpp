@@ -103,5 +103,5 @@ void esri_print_shapefile_record(const char *prefix, SHPRECORD *record, int inde
     const Engine::Indentation indentation = Engine::indented(prefix, index >= 0 ? "  " : "");
     printf("%soffset=%lu\n", indentation.data(), static_cast<unsigned long>(record->offset));
     Engine::print(indentation.data(), ESRI_RECORDHDR, &record->hdr, -1);
-    if (record->shape) Engine::print(indentation.data(), record->shape_type, record->shape, index);
+    Engine::print(indentation.data(), record->shape_type, record->shape, index);
 }
