@@ -101,6 +101,27 @@ TEST_F(Fetch, output_goes_to_a_file) {
     EXPECT_EQ(Json::parse(read_file(path("towns.json")))["features"].size(), 1U);
 }
 
+TEST_F(Fetch, output_over_the_database_is_refused) {
+    fs::create_symlink(database(), path("link.json"));
+    const std::string before = read_file(database());
+    for (const std::string output : {"shapes.db", "link.json"}) {
+        const Result result = fetch("--format geojson -o " + path(output));
+        EXPECT_EQ(result.code, 2);
+        EXPECT_EQ(result.errors,
+                  "lindra: " + path(output) + " is the database itself; name another file for the output\n");
+    }
+    EXPECT_EQ(read_file(database()), before);
+}
+
+TEST_F(Fetch, empty_window_or_expression_does_not_ask_for_all_shapes) {
+    for (const std::string option : {"--window", "--where"}) {
+        const Result result = fetch(option + " \"\"");
+        EXPECT_EQ(result.code, 2);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "lindra: " + option + " is empty; leave it out for all shapes\n");
+    }
+}
+
 TEST_F(Fetch, window_finds_boxes_that_meet_it_on_their_edges_too) {
     EXPECT_EQ(found("--window 0.5/0.6/0.5/0.6"), (Ids{1}));
     EXPECT_EQ(found("--window 1/2/1/2"), (Ids{1, 2}));
@@ -229,6 +250,56 @@ TEST_F(Fetch, shapefile_that_has_changed_is_told) {
     EXPECT_EQ(result.code, 0);
     EXPECT_EQ(result.output, road);
     EXPECT_TRUE(has(result.errors, "roads.shp: has changed since it was indexed; run lindra index again\n"));
+}
+
+TEST_F(Fetch, table_that_has_changed_or_gone_is_told) {
+    for (const std::string encoding : {"", "--encoding CP1252"}) {
+        ASSERT_EQ(index(directory.path().string() + " " + encoding).code, 0);
+        const int first = number("SELECT min(shapeid) FROM shape");
+        const std::string id = "--id " + std::to_string(first);
+        EXPECT_EQ(fetch(id).errors, "");
+        const auto hour = std::chrono::hours(encoding.empty() ? 1 : 2);
+        fs::last_write_time(path("roads.dbf"), fs::file_time_type::clock::now() + hour);
+        EXPECT_TRUE(has(fetch(id).errors, "roads.shp: has changed since it was indexed"));
+        ASSERT_EQ(index(directory.path().string() + " " + encoding).code, 0);
+    }
+    fs::remove(path("towns.cpg"));
+    const Result result = fetch("--where \"name = 'Aachen'\"");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(has(result.errors, "towns.shp: has changed since it was indexed")) << result.errors;
+}
+
+TEST_F(Fetch, attributes_that_are_no_object_do_not_spoil_the_geojson) {
+    SqliteMaker(database(), R"(
+        UPDATE shape SET attributes = '{' || char(10) || '"NAME": "Ring"}' WHERE shapeid = 1;
+        UPDATE shape SET attributes = '[1]' WHERE shapeid = 2;
+        UPDATE shape SET attributes = '{"NAME":' WHERE shapeid = 3;)");
+    const Result result = fetch("--id 1,2,3 --format geojsonseq");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(has(result.output, R"("properties":{"NAME":"Ring"},)")) << result.output;
+    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 3);
+    const Json all = Json::parse(fetch("--id 2,3 --format geojson").output);
+    for (const Json &feature : all["features"])
+        EXPECT_TRUE(feature["properties"].is_null());
+}
+
+TEST_F(Fetch, row_that_leads_to_no_file_or_place_is_told_and_the_others_are_fetched) {
+    SqliteMaker(database(), "UPDATE shape SET fileid = 99 WHERE shapeid = 1;"
+                            "UPDATE shape SET offset = 'here' WHERE shapeid = 2;"
+                            "UPDATE shape SET offset = -1 WHERE shapeid = 3");
+    const std::string lost = "lindra: file 99 of " + fs::canonical(database()).string() +
+                             ": shape 1: the file is gone\n"
+                             "lindra: there is no shape 2\n"
+                             "lindra: there is no shape 3\n"
+                             "lindra: 3 of 4 shapes could not be fetched\n";
+    const Result text = fetch("--id 1,2,3,4");
+    EXPECT_EQ(text.code, 1);
+    EXPECT_EQ(text.errors, lost);
+    EXPECT_TRUE(has(text.output, "Aachen"));
+    const Result features = fetch("--id 1,2,3,4 --format geojson");
+    EXPECT_EQ(features.code, 1);
+    EXPECT_EQ(features.errors, lost);
+    EXPECT_EQ(Json::parse(features.output)["features"].size(), 1U);
 }
 
 TEST_F(Fetch, shapefile_that_was_cut_since_is_told) {

@@ -90,6 +90,19 @@ Format parse_format(const Options &options) {
     return Format::text;
 }
 
+// Written over the database, the shapes would take the place of what finds them.
+void require_other_output(const Options &options) {
+    std::error_code ignored;
+    if (!options.output.empty() && std::filesystem::equivalent(options.output, options.index, ignored))
+        throw UsageError(options.output + " is the database itself; name another file for the output");
+}
+
+// An empty text is what a script's variable gives that was never set: it does not ask for everything.
+void require_text(const CLI::Option &option, const std::string &text) {
+    if (option.count() > 0 && text.empty())
+        throw UsageError(option.get_name() + " is empty; leave it out for all shapes");
+}
+
 std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem::path &index) {
     if (!options.ids.empty()) return options.ids;
     ShapeRequest request;
@@ -249,6 +262,7 @@ void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Opt
 
 void fetch(const Options &options) {
     const Format format = parse_format(options);
+    require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
     IndexReader reader(index);
@@ -307,7 +321,11 @@ void add_fetch(CLI::App &program) {
         ->type_name("FILE");
     add_picture_options(*command, options->picture);
     command->footer(footer);
-    command->callback([options] { fetch(*options); });
+    command->callback([options, window, where] {
+        require_text(*window, options->window);
+        require_text(*where, options->where);
+        fetch(*options);
+    });
 }
 
 } // namespace lindra::tools

@@ -37,4 +37,10 @@ std::optional<FileStamp> stamp_of(const std::string &path, const std::string &en
     return stamp;
 }
 
+// Behind the files is the encoding, or one more file that has gone since.
+bool is_stamp_of_same_files(const FileStamp &stamp, const FileStamp &now) {
+    return stamp.size == now.size && stamp.mtime_ns == now.mtime_ns && stamp.beside.starts_with(now.beside) &&
+           !stamp.beside.substr(now.beside.size()).starts_with('.');
+}
+
 } // namespace lindra::tools

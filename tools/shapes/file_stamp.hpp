@@ -21,6 +21,10 @@ struct FileStamp {
 // Nothing when the main file is not there. encoding: what the attributes are read with, which is part of it.
 std::optional<FileStamp> stamp_of(const std::string &path, const std::string &encoding);
 
+// Whether the files were the same when stamp was taken as now, whatever encoding stamp was taken with. now:
+// without an encoding.
+bool is_stamp_of_same_files(const FileStamp &stamp, const FileStamp &now);
+
 } // namespace lindra::tools
 
 #endif

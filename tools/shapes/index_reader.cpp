@@ -8,12 +8,20 @@
 
 namespace lindra::tools {
 
+namespace {
+
+// The columns of a database that others have written to may hold anything. The attributes go into GeoJSON as
+// they are, in one line, where nothing but an object or null may stand.
+constexpr const char *find_shape =
+    "SELECT fileid, offset, length, recno, CASE WHEN json_valid(attributes) THEN "
+    "CASE json_type(attributes) WHEN 'object' THEN json(attributes) ELSE 'null' END ELSE 'null' END "
+    "FROM shape WHERE shapeid = ?1 AND typeof(offset) = 'integer' AND offset >= 0";
+
+} // namespace
+
 IndexReader::IndexReader(const std::filesystem::path &path)
-    : names_(path), connection_(open_index(path)),
-      find_shape_(connection_, "SELECT fileid, offset, length, recno, "
-                               "CASE WHEN json_valid(attributes) THEN attributes ELSE 'null' END "
-                               "FROM shape WHERE shapeid = ?1"),
-      find_file_(connection_, "SELECT filename, size, mtime_ns FROM filename WHERE fileid = ?1") {
+    : names_(path), connection_(open_index(path)), find_shape_(connection_, find_shape),
+      find_file_(connection_, "SELECT filename, size, mtime_ns, beside FROM filename WHERE fileid = ?1") {
     if (lindra_db_open(path.c_str(), &database_) < 0) throw DataError(path.string() + " cannot be read");
     shapes_ = dblookup(database_, nullptr, "shape", nullptr, nullptr);
 }
@@ -42,12 +50,13 @@ const IndexedFile &IndexReader::file_of(const IndexedShape &shape) {
 
 IndexedFile IndexReader::read_file(int64_t fileid) {
     if (!find_file_.bind(1, fileid).next())
-        throw DataError(connection_.path() + " has no file of number " + std::to_string(fileid));
+        return {"", "file " + std::to_string(fileid) + " of " + connection_.path(), false, false};
     IndexedFile file = {find_file_.text(0), names_.path_of(find_file_.text(0)), false, false};
     const std::optional<FileStamp> stamp = stamp_of(file.path, "");
     file.is_there = stamp.has_value();
     file.has_changed =
-        stamp && (stamp->size != find_file_.integer(1) || stamp->mtime_ns != find_file_.integer(2));
+        stamp &&
+        !is_stamp_of_same_files({find_file_.integer(1), find_file_.integer(2), find_file_.text(3)}, *stamp);
     find_file_.run();
     return file;
 }
@@ -60,9 +69,10 @@ std::string IndexReader::fetch(int64_t shapeid, FetchedRecord &out) {
 }
 
 shape_record IndexReader::view(const IndexedShape &shape) {
+    const IndexedFile &indexed = file_of(shape);
+    if (!indexed.is_there) throw DataError(indexed.path + " is not there");
     auto known = contents_.find(shape.fileid);
-    if (known == contents_.end())
-        known = contents_.emplace(shape.fileid, InputFile(file_of(shape).path)).first;
+    if (known == contents_.end()) known = contents_.emplace(shape.fileid, InputFile(indexed.path)).first;
     const InputFile &file = known->second;
     const uint64_t header = detail::record_header_size;
     if (shape.length > UINT32_MAX || file.size() < header || shape.length > file.size() - header ||

@@ -32,7 +32,7 @@ struct IndexedFile {
     std::string name; // in the index
     std::string path;
     bool is_there;
-    bool has_changed; // since it was indexed
+    bool has_changed; // since it was indexed, or a file beside it that is read with it
 };
 
 // The library's record, with what it owns.
@@ -57,7 +57,7 @@ class IndexReader {
     IndexReader(const IndexReader &) = delete;
     IndexReader &operator=(const IndexReader &) = delete;
 
-    // Nothing when the index has none of that number.
+    // Nothing when the index has none of that number, or its row tells no place.
     std::optional<IndexedShape> find(int64_t shapeid);
 
     const IndexedFile &file_of(const IndexedShape &shape);
