@@ -121,6 +121,22 @@ TEST_F(DrawShapes, file_that_is_missing_is_told) {
     EXPECT_TRUE(has(result.errors, "missing.shp: byte 0: No such file or directory")) << result.errors;
 }
 
+TEST_F(DrawShapes, damaged_file_is_told_and_drawn_as_far_as_it_goes) {
+    const std::string whole =
+        main_file_of(SHAPE_POLYLINE, {diagonal(0, 0, 1, 1), diagonal(2, 2, 3, 3), diagonal(4, 4, 5, 5)});
+    directory.write("a.shp", whole);
+    const std::string arguments = "draw " + path("a.shp") + " --layers coast -o " + path("map.png");
+    const Result sound = run_lindra(arguments);
+    EXPECT_EQ(sound.code, 0);
+    EXPECT_FALSE(has(sound.errors, "a.shp")) << sound.errors;
+    directory.write("a.shp", whole.substr(0, whole.size() - 40));
+    const Result cut = run_lindra(arguments);
+    EXPECT_EQ(cut.code, 0);
+    EXPECT_TRUE(has(cut.errors, "lindra: " + path("a.shp") + ": byte 280: record 3 has a length of 40 words"))
+        << cut.errors;
+    EXPECT_TRUE(std::filesystem::exists(path("map.png")));
+}
+
 TEST_F(DrawShapes, without_a_window_the_map_shows_all_shapes) {
     write_polygon("a", {square(20, 30, 40, 50)});
     const Picture map = draw(path("a.shp"));

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cmath>
 
 using namespace lindra::test;
 namespace fs = std::filesystem;
@@ -228,7 +229,11 @@ TEST_F(Fetch, number_that_is_not_there_is_told_and_the_others_are_fetched) {
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.output, road);
     EXPECT_EQ(result.errors, "lindra: there is no shape 99\nlindra: 1 of 2 shapes could not be fetched\n");
-    EXPECT_EQ(fetch("--id x").code, 2);
+    for (const std::string none : {"x", "1x", "''", "99999999999999999999"}) {
+        const Result refused = fetch("--id " + none);
+        EXPECT_EQ(refused.code, 2) << none;
+        EXPECT_TRUE(has(refused.errors, "' is not the number of a shape")) << refused.errors;
+    }
     EXPECT_EQ(fetch("--id 1 --window 0/1/0/1").code, 2);
 }
 
@@ -338,6 +343,20 @@ TEST_F(Fetch, record_without_measures_is_refused_as_text_and_read_otherwise) {
     EXPECT_TRUE(has(feature.errors, "shape 6 breaks the format, and is read as far as it makes sense"));
     EXPECT_EQ(Json::parse(feature.output)["features"][0]["geometry"]["coordinates"],
               Json::parse("[[1,2,5],[3,4,6]]"));
+}
+
+TEST_F(Fetch, shape_that_geojson_cannot_have_is_told) {
+    directory.write("stray.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(NAN, 2)}));
+    ASSERT_EQ(index().code, 0);
+    EXPECT_EQ(fetch("--id 6 --format geojson").errors, "");
+    const Result result = fetch("--id 7 --format geojson");
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(Json::parse(result.output)["features"][0]["geometry"].is_null());
+    EXPECT_TRUE(has(result.errors,
+                    "stray.shp: shape 7 breaks the format, and is read as far as it makes sense: "
+                    "byte 128: record 2 has a coordinate that is no number, and is written "
+                    "without a shape\n"))
+        << result.errors;
 }
 
 TEST_F(Fetch, index_that_is_none_is_told) {

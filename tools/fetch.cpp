@@ -19,6 +19,7 @@
 #include "lindra/lindra.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <map>
@@ -130,7 +131,14 @@ class FetchReport {
                         " breaks the format, and is read as far as it makes sense: " + why);
     }
 
-    void look_at(const IndexedFile &file) {
+    // Of the shape that was looked at last.
+    void mended(const repair &told) {
+        mended(*file_, *shape_, "byte " + std::to_string(told.offset) + ": " + told.text);
+    }
+
+    void look_at(const IndexedFile &file, const IndexedShape &shape) {
+        file_ = &file;
+        shape_ = &shape;
         if (file.has_changed) first(file, "has changed since it was indexed; run lindra index again");
     }
 
@@ -147,6 +155,8 @@ class FetchReport {
         if (told_[file.path]++ == 0) say(file.path + ": " + what);
     }
 
+    const IndexedFile *file_ = nullptr;
+    const IndexedShape *shape_ = nullptr;
     std::map<std::string, size_t> told_;
     size_t lost_ = 0;
 };
@@ -165,7 +175,7 @@ void print(IndexReader &reader, int64_t shapeid, FetchReport &report) {
     const std::optional<IndexedShape> shape = reader.find(shapeid);
     if (!shape) return report.not_there(shapeid);
     const IndexedFile &file = reader.file_of(*shape);
-    report.look_at(file);
+    report.look_at(file, *shape);
     FetchedRecord record;
     if (const std::string complaint = reader.fetch(shapeid, record); !complaint.empty())
         return report.lost(file, *shape, "byte " + std::to_string(shape->offset) + ": " + complaint);
@@ -187,7 +197,7 @@ void print_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchRep
 // The library's fetch judges the record; what it shows is read where it stands.
 std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shape, FetchReport &report) {
     const IndexedFile &file = reader.file_of(shape);
-    report.look_at(file);
+    report.look_at(file, shape);
     FetchedRecord record;
     const std::string complaint = reader.fetch(shape.shapeid, record);
     try {
@@ -265,8 +275,8 @@ void fetch(const Options &options) {
     require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
-    IndexReader reader(index);
     FetchReport report;
+    IndexReader reader(index, [&](const repair &told) { report.mended(told); });
     if (format == Format::text) {
         print_shapes(reader, shapes, report);
     } else if (format == Format::picture) {
@@ -278,6 +288,14 @@ void fetch(const Options &options) {
         write_features(reader, shapes, output, report);
     }
     report.finish(shapes.size());
+}
+
+// What conversion would take for 0 or the largest number is none. Returns what is wrong.
+std::string shape_number(const std::string &text) {
+    int64_t number;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && stop == end ? "" : "'" + text + "' is not the number of a shape";
 }
 
 // What of lindra draw's options suits a map of shapes.
@@ -309,6 +327,7 @@ void add_fetch(CLI::App &program) {
     where->type_name("SQL");
     command->add_option("--id", options->ids, "The shapes of these numbers")
         ->delimiter(',')
+        ->check(shape_number)
         ->type_name("N,...")
         ->excludes(window)
         ->excludes(where);

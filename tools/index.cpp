@@ -9,6 +9,7 @@
 #include "common/interruption.hpp"
 #include "common/progress.hpp"
 #include "common/shown.hpp"
+#include "shapes/complaints.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_file.hpp"
 #include "shapes/index_writer.hpp"
@@ -56,35 +57,6 @@ struct Options {
     std::vector<std::string> inputs;
     std::string output;
     std::string encoding;
-};
-
-// Whether something of the shapes themselves is lost.
-bool is_damage(repair_kind kind) {
-    return kind == repair_kind::shape_cut || kind == repair_kind::record_length || kind == repair_kind::gap ||
-           kind == repair_kind::shape_type;
-}
-
-// What is wrong with one file.
-class Complaints {
-  public:
-    void add(const repair &told) {
-        if (count_++ == 0 || (is_damage(told.kind) && !is_damaged_)) first_ = told;
-        is_damaged_ = is_damaged_ || is_damage(told.kind);
-    }
-
-    bool is_damaged() const { return is_damaged_; }
-    bool empty() const { return count_ == 0; }
-
-    // The first damage, or else the first of whatever it is.
-    std::string line() const {
-        return first_.file + ": byte " + std::to_string(first_.offset) + ": " + first_.text +
-               (count_ > 1 ? " (and " + std::to_string(count_ - 1) + " more)" : "");
-    }
-
-  private:
-    size_t count_ = 0;
-    bool is_damaged_ = false;
-    repair first_ = {};
 };
 
 // What ends the reading of a file when the user wants to stop.

@@ -19,9 +19,10 @@ constexpr const char *find_shape =
 
 } // namespace
 
-IndexReader::IndexReader(const std::filesystem::path &path)
+IndexReader::IndexReader(const std::filesystem::path &path, const repair_handler &on_repair)
     : names_(path), connection_(open_index(path)), find_shape_(connection_, find_shape),
-      find_file_(connection_, "SELECT filename, size, mtime_ns, beside FROM filename WHERE fileid = ?1") {
+      find_file_(connection_, "SELECT filename, size, mtime_ns, beside FROM filename WHERE fileid = ?1"),
+      report_(path, on_repair) {
     if (lindra_db_open(path.c_str(), &database_) < 0) throw DataError(path.string() + " cannot be read");
     shapes_ = dblookup(database_, nullptr, "shape", nullptr, nullptr);
 }
@@ -79,7 +80,7 @@ shape_record IndexReader::view(const IndexedShape &shape) {
         shape.offset > file.size() - header - shape.length)
         throw DataError(file.path() + " ends before the record at byte " + std::to_string(shape.offset));
     return {
-        {file.data(), file.size()}, {shape.offset, static_cast<uint32_t>(shape.length)}, 0, nullptr, silent_};
+        {file.data(), file.size()}, {shape.offset, static_cast<uint32_t>(shape.length)}, 0, nullptr, report_};
 }
 
 } // namespace lindra::tools

@@ -51,8 +51,8 @@ class FetchedRecord {
 
 class IndexReader {
   public:
-    // Throws DataError.
-    explicit IndexReader(const std::filesystem::path &path);
+    // on_repair is told what is wrong with the records in place. Throws DataError.
+    IndexReader(const std::filesystem::path &path, const repair_handler &on_repair);
     ~IndexReader();
     IndexReader(const IndexReader &) = delete;
     IndexReader &operator=(const IndexReader &) = delete;
@@ -79,7 +79,7 @@ class IndexReader {
     Dbptr shapes_ = {};
     std::map<int64_t, IndexedFile> files_;
     std::map<int64_t, InputFile> contents_;
-    detail::reporter silent_;
+    detail::reporter report_;
 };
 
 } // namespace lindra::tools

@@ -5,6 +5,7 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/shown.hpp"
+#include "shapes/complaints.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -158,9 +159,10 @@ std::optional<MapShape> CoordinateSystem::on_earth(const shape_record &record) c
 }
 
 void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
+    Complaints complaints;
     try {
         const CapturedLog log;
-        const shapefile file(path);
+        const shapefile file(path, {"", [&](const repair &told) { complaints.add(told); }});
         const CoordinateSystem system(path.ends_with(".shp") || path.ends_with(".SHP") ? path
                                                                                        : path + ".shp");
         for (const shape_record &record : file)
@@ -170,6 +172,8 @@ void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
     } catch (const error &reason) {
         throw DataError(shown(reason.what()));
     }
+    // Where nothing is lost, the map is what it should be.
+    if (complaints.is_damaged()) fprintf(stderr, "lindra: %s\n", shown(complaints.line()).c_str());
 }
 
 } // namespace lindra::tools

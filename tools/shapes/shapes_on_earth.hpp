@@ -37,7 +37,8 @@ class CoordinateSystem {
     std::unique_ptr<Machine> machine_; // null: degrees as they are
 };
 
-// Adds the shapes of a shapefile whose rows are not deleted. Throws DataError.
+// Adds the shapes of a shapefile whose rows are not deleted, and tells on standard error when some are
+// damaged. Throws DataError.
 void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes);
 
 } // namespace lindra::tools
