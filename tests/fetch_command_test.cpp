@@ -363,6 +363,11 @@ TEST_F(Fetch, index_that_is_none_is_told) {
     const Result missing = run_lindra("fetch " + path("missing.db"));
     EXPECT_EQ(missing.code, 1);
     EXPECT_TRUE(has(missing.errors, "missing.db is not there; make it with lindra index")) << missing.errors;
+    directory.write("begun.db", "");
+    const Result begun = run_lindra("fetch " + path("begun.db"));
+    EXPECT_EQ(begun.code, 1);
+    EXPECT_TRUE(has(begun.errors, "begun.db is empty; if no run of lindra index has just begun it, run one"))
+        << begun.errors;
     EXPECT_EQ(run_lindra("fetch " + directory.path().string()).code, 1);
     EXPECT_EQ(run_lindra("fetch " + path("roads.shp")).code, 1);
     EXPECT_EQ(run_lindra("fetch /dev/null").code, 1);

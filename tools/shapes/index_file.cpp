@@ -76,6 +76,9 @@ SqliteConnection open_index(const fs::path &path) {
     if (!fs::exists(path, ignored))
         throw DataError(path.string() + " is not there; make it with lindra index DIRECTORY -o " +
                         path.filename().string());
+    // SQLite would take it for a database without tables.
+    if (fs::file_size(path, ignored) == 0)
+        throw DataError(path.string() + " is empty; if no run of lindra index has just begun it, run one");
     SqliteConnection connection(path.string(), SqliteConnection::Access::read);
     require_index(connection);
     return connection;
