@@ -126,19 +126,19 @@ class FetchReport {
               "shape " + std::to_string(shape.shapeid) + ": " + (file.is_there ? why : "the file is gone"));
     }
 
-    void mended(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
-        first(file, "shape " + std::to_string(shape.shapeid) +
+    void mended(const IndexedFile &file, int64_t shapeid, const std::string &why) {
+        first(file, "shape " + std::to_string(shapeid) +
                         " breaks the format, and is read as far as it makes sense: " + why);
     }
 
     // Of the shape that was looked at last.
     void mended(const repair &told) {
-        mended(*file_, *shape_, "byte " + std::to_string(told.offset) + ": " + told.text);
+        mended(*file_, shapeid_, "byte " + std::to_string(told.offset) + ": " + told.text);
     }
 
     void look_at(const IndexedFile &file, const IndexedShape &shape) {
         file_ = &file;
-        shape_ = &shape;
+        shapeid_ = shape.shapeid;
         if (file.has_changed) first(file, "has changed since it was indexed; run lindra index again");
     }
 
@@ -156,7 +156,7 @@ class FetchReport {
     }
 
     const IndexedFile *file_ = nullptr;
-    const IndexedShape *shape_ = nullptr;
+    int64_t shapeid_ = 0;
     std::map<std::string, size_t> told_;
     size_t lost_ = 0;
 };
@@ -203,7 +203,7 @@ std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shap
     try {
         const shape_record found = reader.view(shape);
         if (!complaint.empty())
-            report.mended(file, shape, "byte " + std::to_string(shape.offset) + ": " + complaint);
+            report.mended(file, shape.shapeid, "byte " + std::to_string(shape.offset) + ": " + complaint);
         return found;
     } catch (const DataError &reason) {
         report.lost(file, shape, reason.what());
