@@ -125,7 +125,7 @@ TEST_F(DrawShapes, damaged_file_is_told_and_drawn_as_far_as_it_goes) {
     const std::string whole =
         main_file_of(SHAPE_POLYLINE, {diagonal(0, 0, 1, 1), diagonal(2, 2, 3, 3), diagonal(4, 4, 5, 5)});
     directory.write("a.shp", whole);
-    const std::string arguments = "draw " + path("a.shp") + " --layers coast -o " + path("map.png");
+    const std::string arguments = "draw " + path("a.shp") + lines_look + "-o " + path("map.png");
     const Result sound = run_lindra(arguments);
     EXPECT_EQ(sound.code, 0);
     EXPECT_FALSE(has(sound.errors, "a.shp")) << sound.errors;
