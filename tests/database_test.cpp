@@ -666,7 +666,6 @@ TEST_F(DatabaseTest, view_that_passes_for_a_table_is_none) {
 }
 
 TEST_F(DatabaseTest, virtual_tables_are_none) {
-    if (!sqlite3_compileoption_used("ENABLE_RTREE")) GTEST_SKIP() << "this SQLite makes no virtual tables";
     made("CREATE VIRTUAL TABLE filename USING rtree(fileid, low, high); INSERT INTO filename VALUES(17, 1, "
          "2)");
     EXPECT_FALSE(has_table(opened(path()), "filename"));
