@@ -7,6 +7,7 @@
  *   GSHHS coastlines          gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
  *   GMT borders and rivers    gmtmap_open, gmtmap_select, gmtmap_nextseg
  *   netCDF classic headers    netcdf_unstuff_header, netcdf_print_header
+ *   DDS textures              dds_decode_file, dds_print_file
  *
  * Conventions. Functions return 0 (or a count, or 1 for a delivered segment) on success and -1 on failure;
  * each failure is reported once by the function that meets it through elog_log, flag 1 after a failed
@@ -697,6 +698,127 @@ LINDRA_API int gmtmap_select(GmtMap *gmt, const char *list, const char *resoluti
 LINDRA_API int gmtmap_nextseg(GmtMap *gmt, int *n, int *nalloc, float **lon, float **lat, char *type,
                               int *level);
 
+/* --- DDS textures --------------------------------------------------------------------------------------- */
+/*
+ * DirectDraw Surface files ("Programming Guide for DDS", Microsoft, 2018): four bytes "DDS ", a header of 124
+ * bytes with a pixel format of 32 in it, and the images, the largest first, each half as wide and high as the
+ * one before. All words are little-endian and have 32 bits; here each stands in a slot of 64.
+ */
+
+/* The str_types. */
+enum {
+    DDS_TYPE_HEADER = 2,     /* DDS_HEADER */
+    DDS_TYPE_HEADER10 = 3,   /* DDS_HEADER10 */
+    DDS_TYPE_PIXELFORMAT = 4 /* DDS_PIXELFORMAT */
+};
+
+typedef struct DDS_PIXELFORMAT {
+    uint64_t dwSize; /* 32 */
+    uint64_t dwFlags;
+    uint64_t dwFourCC; /* with 0x4 in dwFlags: "DXT1" and the like, the first character lowest */
+    uint64_t dwRGBBitCount;
+    uint64_t dwRBitMask, dwGBitMask, dwBBitMask, dwABitMask;
+} DDS_PIXELFORMAT;
+
+typedef struct DDS_HEADER {
+    uint64_t dwSize; /* 124 */
+    uint64_t dwFlags;
+    uint64_t dwHeight, dwWidth; /* of the first image, pixels */
+    uint64_t dwPitchOrLinearSize;
+    uint64_t dwDepth;
+    uint64_t dwMipMapCount;  /* with 0x20000 in dwFlags: images with the first one */
+    uint64_t dwReserved[11]; /* the eleven words one after the other, two in a slot; the last slots are 0 */
+    DDS_PIXELFORMAT ddspf;
+    uint64_t dwCaps, dwCaps2, dwCaps3, dwCaps4;
+    uint64_t dwReserved2;
+} DDS_HEADER;
+
+typedef struct DDS_HEADER10 {
+    uint64_t dxgiFormat;
+    uint64_t resourceDimension;
+    uint64_t miscFlag;
+    uint64_t arraySize;
+    uint64_t miscFlag2;
+} DDS_HEADER10;
+
+/* DdsFile: a decoded file. It owns the list and every image in it. */
+typedef struct DdsFile {
+    uint64_t magic; /* the first four bytes as they stand */
+    DDS_HEADER header;
+    DDS_HEADER10 header10; /* not read */
+    Tbl *mipmaps;          /* of uint32_t arrays, 0xAARRGGBB, row by row; null where none were expanded */
+} DdsFile;
+
+/* dds_strdefs_init builds the index of structures. dds_unstuff_stream does it on its first call; the printers
+ * do not, so that they print nothing before. Returns 0. */
+LINDRA_API int dds_strdefs_init(void);
+
+/* dds_unstuff_stream decodes a structure of the given str_type at *pos and advances *pos past it. A null *out
+ * is replaced by a new structure, which the caller frees; another one, which must be of that type, is zeroed
+ * and filled. base is not read.
+ *
+ * Returns 0; or -1 when the str_type is unknown, the bytes do not fit in the known extent of *pos, or memory
+ * is exhausted; always for a DDS_HEADER10, whose first field has a type that is not decoded. *pos then stands
+ * where the reading ended, and *out holds what was decoded before. */
+LINDRA_API int dds_unstuff_stream(int str_type, void **out, unsigned char *base, unsigned char **pos);
+
+/* dds_get_type returns the name of a structure (1 the file), dds_get_word_type that of a field's type, from 1
+ * to 8; "Unknown" for another code. Static storage. */
+LINDRA_API const char *dds_get_type(int code);
+LINDRA_API const char *dds_get_word_type(int code);
+
+/* These write to buf the names of the bits of flags that have one, separated by blanks, and return buf: of a
+ * header's dwFlags (up to 97 bytes with the closing zero byte), of a pixel format's dwFlags (67), of a
+ * header's dwCaps (47). */
+LINDRA_API char *dds_get_dds_bitmap(int flags, char *buf);
+LINDRA_API char *dds_get_pixelformat_bitmap(int flags, char *buf);
+LINDRA_API char *dds_get_ddscaps_bitmap(int flags, char *buf);
+
+/* dds_decode_file decodes the file at *stream, whatever its first four bytes are, and advances *stream past
+ * it. A null *file is replaced by a new record, which the caller releases with lindra_free_dds; another one
+ * gives up its images and is reused. base is not read.
+ *
+ * Images are expanded of DXT1 files only, and only when dwFlags has both 0x1000 (pixel format) and 0x20000
+ * (mip-map count): all of them when mipmap is negative, else the one numbered mipmap (or the last, when there
+ * are fewer), which becomes the only one of the list. Of other files *stream is advanced past the headers.
+ * An array has room for twice the image's pixels, for whole blocks, and for what dds_print_file shows of it.
+ *
+ * Returns 0; or -1 when the header is cut, the file is of the kind "DX10", an image does not fit in the known
+ * extent of *stream, or memory is exhausted. The headers and the images expanded before stay. */
+LINDRA_API int dds_decode_file(DdsFile **file, int mipmap, unsigned char *base, unsigned char **stream);
+
+/* dds_print_file prints the header, and of each image its size and its first 10 pixels, to standard output,
+ * every line after prefix. An image counts as half as large as the one before it in the list, so that a
+ * single one is always told as the largest. A prefix of more than 507 bytes ends the process.
+ * dds_print_file_callback is the same. */
+LINDRA_API void dds_print_file(const char *prefix, DdsFile *file);
+LINDRA_API void dds_print_file_callback(const char *prefix, DdsFile *file);
+
+/* --- S3TC blocks ---------------------------------------------------------------------------------------- */
+/*
+ * "EXT_texture_compression_s3tc" (Khronos, 2013): 4 x 4 pixels in 8 bytes (DXT1) or 16 (DXT5), blocks row by
+ * row from the top, as many as cover the image. Pixels are 0xAARRGGBB, row by row, width to a row. Nothing
+ * is read behind the last block.
+ */
+
+/* PackARGB makes a pixel of four values from 0 to 255. */
+LINDRA_API uint32_t PackARGB(uint32_t alpha, uint32_t red, uint32_t green, uint32_t blue);
+
+/* DecompressBlockDXT1 and DecompressBlockDXT5 expand one block of 8 or 16 bytes into the image, its first
+ * pixel at column x and row y. Columns from width on are left out; rows are not: the image must have room for
+ * row y + 3. DXT1 gives no transparent pixels: the fourth colour of its three-colour mode is opaque black. */
+LINDRA_API void DecompressBlockDXT1(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,
+                                    uint32_t *image);
+LINDRA_API void DecompressBlockDXT5(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,
+                                    uint32_t *image);
+
+/* BlockDecompressImageDXT1 and BlockDecompressImageDXT5 expand all blocks of an image. The image must have
+ * room for height rounded up to a multiple of 4 rows, all of which are written. */
+LINDRA_API void BlockDecompressImageDXT1(uint64_t width, uint64_t height, const unsigned char *blocks,
+                                         uint32_t *image);
+LINDRA_API void BlockDecompressImageDXT5(uint64_t width, uint64_t height, const unsigned char *blocks,
+                                         uint32_t *image);
+
 /* --- Extensions ----------------------------------------------------------------------------------------- */
 
 /* lindra_version returns the version of the library at run time, "MAJOR.MINOR.PATCH". Static storage. */
@@ -724,6 +846,71 @@ LINDRA_API void lindra_free_esri(int str_type, void *structure);
 
 /* lindra_print_dbase_file is esri_print_dbase_file for records of any size. */
 LINDRA_API void lindra_print_dbase_file(const char *prefix, DbaseFile *dbf);
+
+/* lindra_free_dds releases a decoded file with its images. Null is accepted. */
+LINDRA_API void lindra_free_dds(DdsFile *file);
+
+/*
+ * Textures as they are met: DXT1 to DXT5, and plain pixels told by bit masks or by a DX10 header; with or
+ * without the mip-map flag; cube maps, arrays and volumes ("Programming Guide for DDS", Microsoft, 2018).
+ */
+
+/* How the pixels of a texture are stored. */
+enum {
+    LINDRA_DXT1 = 1,
+    LINDRA_DXT3 = 3, /* and DXT2, whose colours were multiplied with alpha, and stay so */
+    LINDRA_DXT5 = 5, /* and DXT4, likewise */
+    LINDRA_MASKS = 8 /* little-endian numbers of bits bits, rows without padding */
+};
+
+/* LindraTexture: what a texture consists of. It owns nothing and points into the file. */
+typedef struct LindraTexture {
+    unsigned char *base; /* the first byte of the file */
+    uint64_t size;       /* of the file, bytes */
+    DDS_HEADER header;
+    DDS_HEADER10 header10; /* zero where the file has none */
+    uint64_t data;         /* where the first image begins, bytes from base */
+    uint64_t nimages;      /* images that are whole in the file */
+    uint32_t elements;     /* of the array; 1 where there is none */
+    uint32_t faces;        /* of a cube; 1 in other textures */
+    uint32_t face[6];      /* which face of a cube each is: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z */
+    uint32_t levels;       /* of each face */
+    uint32_t depth;        /* slices of the first level of a volume; 1 in other textures */
+    uint32_t format;       /* LINDRA_DXT1 and so on */
+    uint32_t bits;         /* of a pixel, 8, 16, 24 or 32, with LINDRA_MASKS */
+    uint32_t red, green, blue, alpha; /* masks, with LINDRA_MASKS; 0 for a channel that is not stored */
+} LindraTexture;
+
+/* LindraImage: one image of a texture. */
+typedef struct LindraImage {
+    uint64_t offset; /* from the first byte of the file, bytes */
+    uint64_t size;   /* bytes */
+    uint32_t element;
+    uint32_t face;  /* 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z; 0 in a texture that is no cube */
+    uint32_t level; /* 0 is the largest */
+    uint32_t slice;
+    uint32_t width, height; /* pixels, 1 at least */
+} LindraImage;
+
+/* LindraTell is told of one thing in a file that is otherwise than it should be: where, bytes from the first
+ * byte of the file, and what, in one line without its end. context: what came with the function. */
+typedef void LindraTell(void *context, uint64_t offset, const char *text);
+
+/* lindra_unstuff_texture finds the images of the texture file of size bytes at base. What the header has
+ * wrong and the file shows right is told and passed over, as are images that are cut.
+ *
+ * Returns 0; or -1 when the file is no texture, or one of a format that is not read, or holds no whole image.
+ * The reason is the last thing told, or, when tell is null, logged with flag 0. *texture is then zeroed. */
+LINDRA_API int lindra_unstuff_texture(LindraTexture *texture, unsigned char *base, uint64_t size,
+                                      LindraTell *tell, void *context);
+
+/* lindra_texture_image tells of image index, in the order of the file: array elements, in each its faces, in
+ * each its levels, in each its slices. Returns 0, or -1 (image unchanged) for an index of nimages or more. */
+LINDRA_API int lindra_texture_image(const LindraTexture *texture, uint64_t index, LindraImage *image);
+
+/* lindra_expand_image expands an image to pixels 0xAARRGGBB, row by row; pixels must have room for width *
+ * height of them. Channels are scaled to 0..255 and rounded; one that is not stored is 0, alpha 255. */
+LINDRA_API void lindra_expand_image(const LindraTexture *texture, const LindraImage *image, uint32_t *pixels);
 
 #ifdef __cplusplus
 }
