@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // How the C++ face tells what it could not read, and what it read otherwise than it is written.
-#ifndef LINDRA_SHAPEFILE_REPORT_HPP
-#define LINDRA_SHAPEFILE_REPORT_HPP
+#ifndef LINDRA_FACE_REPORT_HPP
+#define LINDRA_FACE_REPORT_HPP
 
 #include <cstdint>
 #include <functional>
