@@ -258,6 +258,8 @@ void print_at_once() {
     esri_print_shapefile_record("", &record, -1);
     DbaseFile dbf = {};
     esri_print_dbase_file("", &dbf);
+    DdsFile texture = {};
+    dds_print_file("", &texture);
     exit(0);
 }
 
@@ -602,6 +604,7 @@ int print_inner(const Strdef &, const char *indentation, const void *from, int);
 struct WideRegistry {
     using Count = uint64_t;
     static constexpr int64_t largest_run = PTRDIFF_MAX;
+    static constexpr bool prefix_first = false;
     static constexpr std::span<const StrdefsEntry> entries = wide_entries;
 
     static const Element *element(int32_t type) {

@@ -133,6 +133,7 @@ class Engine {
     // Prints the structure after prefix; index: its number in a list, or negative. One that was not decoded
     // is null and not printed.
     static void print(const char *prefix, int str_type, const void *structure, int index) {
+        if constexpr (Registry::prefix_first) require_room(prefix, "  ");
         const StrdefsEntry *entry = find(str_type);
         if (!entry || !structure) return;
         if (!entry->fields) {
@@ -155,17 +156,20 @@ class Engine {
 
     // The prefix and what follows it.
     static Indentation indented(const char *prefix, const char *blanks) {
+        require_room(prefix, blanks);
         Indentation result;
         const size_t length = strlen(prefix);
-        const size_t added = strlen(blanks);
-        // Deliberate: a prefix without room in the buffer ends the process instead of being cut.
-        if (length + added >= result.size()) Registry::die_long_prefix(prefix);
         memcpy(result.data(), prefix, length);
-        memcpy(result.data() + length, blanks, added + 1);
+        memcpy(result.data() + length, blanks, strlen(blanks) + 1);
         return result;
     }
 
   private:
+    // Deliberate: a prefix without room in the buffer ends the process instead of being cut.
+    static void require_room(const char *prefix, const char *blanks) {
+        if (strlen(prefix) + strlen(blanks) >= sizeof(Indentation)) Registry::die_long_prefix(prefix);
+    }
+
     static constexpr int32_t codes = 200;
     static constexpr size_t slots = 512;
     static constexpr int deepest = 8; // hooks within hooks: well-formed files need two

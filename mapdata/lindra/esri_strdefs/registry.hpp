@@ -17,6 +17,8 @@ struct Registry {
     using Count = int32_t;
     // A run of more bytes than a signed 32-bit number can tell has no size that could be allocated.
     static constexpr int64_t largest_run = INT32_MAX;
+    // A prefix that is too long is met behind the structure's first line.
+    static constexpr bool prefix_first = false;
 
     static const std::span<const StrdefsEntry> entries;
 
