@@ -14,7 +14,7 @@ const std::string golden = LINDRA_GOLDEN_DIRECTORY "/netcdf_every_type/";
 
 constexpr const char *unknown_format =
     " is of no format that lindra can print; it prints netCDF classic files, "
-    "shapefiles (.shp) and dBase tables (.dbf)";
+    "shapefiles (.shp), dBase tables (.dbf) and DDS textures";
 
 struct Dump : testing::Test {
     TemporaryDirectory directory;

@@ -188,6 +188,46 @@ class DbaseSchema(unittest.TestCase):
                 self.assertFalse(self.validator.is_valid(document))
 
 
+TEXTURE = b'DDS ' + struct.pack('<7I', 124, 0x21007, 4, 8, 0, 0, 2) + bytes(44) + struct.pack(
+    '<2I4s', 32, 4, b'DXT1') + bytes(20) + struct.pack('<I', 0x401008) + bytes(16) + struct.pack('<HHI', 0xf800, 0, 0) * 3
+
+
+class DdsSchema(unittest.TestCase):
+    validator = validator('dump-dds.schema.json')
+
+    def test_texture_is_as_described(self):
+        document = dumped_bytes(TEXTURE)
+        self.validator.validate(document)
+        self.assertEqual([(one['width'], one['height'], one['offset'], one['size']) for one in document['images']],
+                         [(8, 4, 128, 16), (4, 2, 144, 8)])
+        self.assertEqual(document['images'][1]['pixels'], ['ffff0000'] * 8)
+
+    def test_texture_without_images_is_as_described(self):
+        document = dumped_bytes(TEXTURE.replace(b'DXT1', b'D\0\xff5'))
+        self.validator.validate(document)
+        self.assertEqual(document['images'], [])
+        self.assertEqual(document['header']['ddspf']['dwFourCC'], 'D\0\ufffd5')
+
+    def test_every_missing_fact_is_noticed(self):
+        sound = dumped_bytes(TEXTURE)
+        for place in [[], ['header'], ['header', 'ddspf'], ['images', 0]]:
+            for key in member(sound, place):
+                with self.subTest(place=place, key=key):
+                    document = copy.deepcopy(sound)
+                    del member(document, place)[key]
+                    self.assertFalse(self.validator.is_valid(document))
+
+    def test_broken_documents_are_refused(self):
+        sound = dumped_bytes(TEXTURE)
+        for place, key, value in [(['header'], 'dwReserved', [0] * 10), (['header'], 'flags', ['DSD_NONE']),
+                                  (['header'], 'dwWidth', -1), (['images', 0], 'pixels', ['0xff']),
+                                  (['images', 0], 'pixels', ['ffffffff'] * 11), (['images', 0], 'offset', 0)]:
+            with self.subTest(place=place, key=key):
+                document = copy.deepcopy(sound)
+                member(document, place)[key] = value
+                self.assertFalse(self.validator.is_valid(document))
+
+
 def member(document, place):
     for step in place:
         document = document[step]

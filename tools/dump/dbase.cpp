@@ -81,7 +81,8 @@ void print_json(const Table &table, int64_t first) {
     RecordList list({{"format", "dBase table"},
                      {"level", table.level},
                      {"header", header_facts(table.header.hdr5)},
-                     {"fields", fields_facts(table)}});
+                     {"fields", fields_facts(table)}},
+                    "records");
     const int64_t size = table.record_size();
     for (int64_t at = 0; size > 0 && at + size <= table.block_size(); at += size)
         list.add({{"offset", first + at},

@@ -5,16 +5,18 @@
 #include "common/data_output.hpp"
 #include "dump/json.hpp"
 
+#include <string>
+
 namespace lindra::tools {
 
-// A JSON document of facts whose last member is a long list "records", written one record a line, so that it
-// never stands in memory as a whole.
+// A JSON document of facts whose last member is a long list of that name, written one record a line, so that
+// it never stands in memory as a whole.
 class RecordList {
   public:
-    explicit RecordList(const Json &facts) : out_("") {
+    RecordList(const Json &facts, const std::string &name) : out_("") {
         std::string head = json_text(facts, 2);
         head.resize(head.size() - 2); // the line end and the brace
-        out_.write(head + ",\n  \"records\": [");
+        out_.write(head + ",\n  \"" + name + "\": [");
     }
 
     void add(const Json &record) {

@@ -130,7 +130,7 @@ bool is_shape_type(const unsigned char *bytes) {
 }
 
 void print_json(const SHPFILE &file) {
-    RecordList list({{"format", "ESRI shapefile"}, {"header", header_facts(file.hdr)}});
+    RecordList list({{"format", "ESRI shapefile"}, {"header", header_facts(file.hdr)}}, "records");
     for (int i = 0; i < counttbl(file.records); i++)
         list.add(record_facts(*static_cast<const SHPRECORD *>(gettbl(file.records, i))));
     list.finish();
