@@ -190,7 +190,11 @@ TEST_F(TextureCommand, images_that_are_cut_are_told_and_not_written) {
     EXPECT_EQ(all.code, 0);
     EXPECT_EQ(written(), 2U);
     EXPECT_TRUE(has(all.errors, "brick.dds: byte 152: ")) << all.errors;
-    TextureCommand().expect_refusal(cut, "--level 3", 1, "is cut before the image that is wanted");
+}
+
+TEST_F(TextureCommand, image_that_is_cut_cannot_be_chosen) {
+    expect_refusal(four_levels().substr(0, 128 + 16 + 8), "--level 3", 1,
+                   "is cut before the image that is wanted");
 }
 
 TEST_F(TextureCommand, what_is_no_texture_is_refused) {

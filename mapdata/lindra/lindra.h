@@ -853,6 +853,7 @@ LINDRA_API void lindra_free_dds(DdsFile *file);
 /*
  * Textures as they are met: DXT1 to DXT5, and plain pixels told by bit masks or by a DX10 header; with or
  * without the mip-map flag; cube maps, arrays and volumes ("Programming Guide for DDS", Microsoft, 2018).
+ * Nothing is allocated, and nothing outside the file is read.
  */
 
 /* How the pixels of a texture are stored. */
@@ -860,24 +861,26 @@ enum {
     LINDRA_DXT1 = 1,
     LINDRA_DXT3 = 3, /* and DXT2, whose colours were multiplied with alpha, and stay so */
     LINDRA_DXT5 = 5, /* and DXT4, likewise */
-    LINDRA_MASKS = 8 /* little-endian numbers of bits bits, rows without padding */
+    LINDRA_MASKS = 8 /* little-endian numbers of as many bits as a pixel has, rows without padding */
 };
 
 /* LindraTexture: what a texture consists of. It owns nothing and points into the file. */
 typedef struct LindraTexture {
-    unsigned char *base; /* the first byte of the file */
-    uint64_t size;       /* of the file, bytes */
+    const unsigned char *base; /* the first byte of the file */
+    uint64_t size;             /* of the file, bytes */
     DDS_HEADER header;
     DDS_HEADER10 header10; /* zero where the file has none */
     uint64_t data;         /* where the first image begins, bytes from base */
-    uint64_t nimages;      /* images that are whole in the file */
-    uint32_t elements;     /* of the array; 1 where there is none */
-    uint32_t faces;        /* of a cube; 1 in other textures */
-    uint32_t face[6];      /* which face of a cube each is: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z */
-    uint32_t levels;       /* of each face */
-    uint32_t depth;        /* slices of the first level of a volume; 1 in other textures */
-    uint32_t format;       /* LINDRA_DXT1 and so on */
-    uint32_t bits;         /* of a pixel, 8, 16, 24 or 32, with LINDRA_MASKS */
+    uint64_t nimages;      /* images that are whole in the file, 1 at least */
+    uint32_t width;        /* of the first image, pixels */
+    uint32_t height;
+    uint32_t depth;                   /* slices of the first level of a volume; 1 in other textures */
+    uint32_t levels;                  /* of each face, the first one included */
+    uint32_t faces;                   /* of a cube, 1 to 6; 1 in other textures */
+    uint32_t face[6];                 /* which face each is: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z */
+    uint32_t elements;                /* of the array; 1 where there is none */
+    uint32_t format;                  /* LINDRA_DXT1 and so on */
+    uint32_t bits;                    /* of a pixel with LINDRA_MASKS: 8, 16, 24 or 32 */
     uint32_t red, green, blue, alpha; /* masks, with LINDRA_MASKS; 0 for a channel that is not stored */
 } LindraTexture;
 
@@ -901,7 +904,7 @@ typedef void LindraTell(void *context, uint64_t offset, const char *text);
  *
  * Returns 0; or -1 when the file is no texture, or one of a format that is not read, or holds no whole image.
  * The reason is the last thing told, or, when tell is null, logged with flag 0. *texture is then zeroed. */
-LINDRA_API int lindra_unstuff_texture(LindraTexture *texture, unsigned char *base, uint64_t size,
+LINDRA_API int lindra_unstuff_texture(LindraTexture *texture, const unsigned char *base, uint64_t size,
                                       LindraTell *tell, void *context);
 
 /* lindra_texture_image tells of image index, in the order of the file: array elements, in each its faces, in
@@ -909,8 +912,10 @@ LINDRA_API int lindra_unstuff_texture(LindraTexture *texture, unsigned char *bas
 LINDRA_API int lindra_texture_image(const LindraTexture *texture, uint64_t index, LindraImage *image);
 
 /* lindra_expand_image expands an image to pixels 0xAARRGGBB, row by row; pixels must have room for width *
- * height of them. Channels are scaled to 0..255 and rounded; one that is not stored is 0, alpha 255. */
-LINDRA_API void lindra_expand_image(const LindraTexture *texture, const LindraImage *image, uint32_t *pixels);
+ * height of them. Channels are scaled to 0..255 and rounded; one that is not stored is 0, alpha 255. Returns
+ * 0, or -1 (pixels unchanged) for an image of other bytes than one of that width and height has in the
+ * file. */
+LINDRA_API int lindra_expand_image(const LindraTexture *texture, const LindraImage *image, uint32_t *pixels);
 
 #ifdef __cplusplus
 }

@@ -5,6 +5,7 @@
 //
 //   shapefile, shape_record    shapefiles with their attributes, also those that break the rules
 //   geojson                    what they show, as GeoJSON (RFC 7946, 2016)
+//   texture, texture_image     textures (.dds), also those that break the rules
 //
 // The names below lindra::detail, and those of the headers for the library's own use, may change.
 #ifndef LINDRA_HPP
@@ -14,5 +15,6 @@
 
 #include "shapefile/geojson.hpp"
 #include "shapefile/shapefile.hpp"
+#include "texture/texture.hpp"
 
 #endif

@@ -10,10 +10,11 @@
 #define LINDRA_SHAPEFILE_ATTRIBUTES_HPP
 
 #include "attribute_value.hpp"
-#include "mapped_file.hpp"
-#include "report.hpp"
 #include "shape_layout.hpp"
 #include "text_encoding.hpp"
+
+#include "../face/mapped_file.hpp"
+#include "../face/report.hpp"
 
 #include <algorithm>
 #include <cstdint>

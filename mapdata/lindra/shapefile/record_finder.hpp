@@ -22,9 +22,10 @@
 #ifndef LINDRA_SHAPEFILE_RECORD_FINDER_HPP
 #define LINDRA_SHAPEFILE_RECORD_FINDER_HPP
 
-#include "mapped_file.hpp"
-#include "report.hpp"
 #include "shape_layout.hpp"
+
+#include "../face/mapped_file.hpp"
+#include "../face/report.hpp"
 
 #include <algorithm>
 #include <cstdint>

@@ -7,8 +7,9 @@
 
 #include "attributes.hpp"
 #include "record_finder.hpp"
-#include "report.hpp"
 #include "shape_layout.hpp"
+
+#include "../face/report.hpp"
 
 #include <algorithm>
 #include <compare>

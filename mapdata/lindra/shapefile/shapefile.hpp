@@ -7,10 +7,11 @@
 #define LINDRA_SHAPEFILE_SHAPEFILE_HPP
 
 #include "attributes.hpp"
-#include "mapped_file.hpp"
 #include "record_finder.hpp"
-#include "report.hpp"
 #include "shape_record.hpp"
+
+#include "../face/mapped_file.hpp"
+#include "../face/report.hpp"
 
 #include <cctype>
 #include <cstdint>

@@ -8,7 +8,7 @@
 #ifndef LINDRA_SHAPEFILE_TEXT_ENCODING_HPP
 #define LINDRA_SHAPEFILE_TEXT_ENCODING_HPP
 
-#include "report.hpp"
+#include "../face/report.hpp"
 
 #include <algorithm>
 #include <array>

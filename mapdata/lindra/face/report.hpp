@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // How the C++ face tells what it could not read, and what it read otherwise than it is written.
-#ifndef LINDRA_SHAPEFILE_REPORT_HPP
-#define LINDRA_SHAPEFILE_REPORT_HPP
+#ifndef LINDRA_FACE_REPORT_HPP
+#define LINDRA_FACE_REPORT_HPP
 
 #include <cstdint>
 #include <functional>
@@ -43,7 +43,8 @@ enum class repair_kind {
     attribute,     // a value that is none of its type
     text,          // bytes that are none of the encoding
     encoding,      // a name of an encoding that is unknown
-    geometry       // rings closed, turned or dropped, in GeoJSON
+    geometry,      // rings closed, turned or dropped, in GeoJSON
+    texture        // .dds: headers, number of levels or faces, images that are cut
 };
 
 // repair: one departure from what the bytes of a file say, or from what its format asks for.

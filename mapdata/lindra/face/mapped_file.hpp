@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LINDRA_SHAPEFILE_MAPPED_FILE_HPP
-#define LINDRA_SHAPEFILE_MAPPED_FILE_HPP
+#ifndef LINDRA_FACE_MAPPED_FILE_HPP
+#define LINDRA_FACE_MAPPED_FILE_HPP
 
 #include "report.hpp"
 
