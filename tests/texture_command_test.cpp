@@ -238,8 +238,8 @@ TEST(Sheet, images_stand_in_columns_and_rows) {
     EXPECT_EQ(pixel(288, 16), green);
     EXPECT_EQ(pixel(16, 312), blue);
     EXPECT_EQ(pixel(271, 439), blue);
-    EXPECT_EQ(pixel(271, 441), 0xffededed);
-    EXPECT_EQ(pixel(8, 8), 0xffededed);
+    EXPECT_EQ(pixel(271, 441), 0xffeeeeee);
+    EXPECT_EQ(pixel(8, 8), 0xffeeeeee);
 }
 
 TEST(Sheet, squares_show_through_what_is_transparent) {
