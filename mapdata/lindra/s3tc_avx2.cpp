@@ -274,7 +274,7 @@ template <class Format>
         else
             expand_block_row<Format, expand_pairs<Format>>(0, width, blocks, image);
     }
-    expand_parts<Format>(width, rows, width, blocks, image);
+    if (rows > 0) expand_parts<Format>(width, rows, width, blocks, image);
     _mm_sfence(); // stores past the caches are not ordered with those that follow
 }
 
