@@ -30,7 +30,7 @@ namespace lindra::s3tc {
 namespace {
 
 // Bytes of an image from which on it is written past the caches.
-constexpr uint64_t large_image = 4 << 20;
+constexpr uint64_t large_image = 8 << 20;
 constexpr uint64_t line_size = 64;
 
 struct Rows {
