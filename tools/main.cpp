@@ -76,7 +76,7 @@ class CommandList : public CLI::Formatter {
 };
 
 int run(int argc, char **argv) {
-    CLI::App program("Draw and export map data.", "lindra");
+    CLI::App program("Draw and export map data, inspect textures.", "lindra");
     program.set_version_flag("--version", std::string("lindra ") + lindra_version());
     program.require_subcommand(1);
     program.footer(footer);
@@ -86,6 +86,7 @@ int run(int argc, char **argv) {
     add_import(program);
     add_index(program);
     add_fetch(program);
+    add_texture(program);
     // Behind the commands, which keep the formatter that they were added with.
     program.formatter(std::make_shared<CommandList>());
     try {

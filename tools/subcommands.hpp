@@ -15,6 +15,7 @@ void add_dump(CLI::App &program);
 void add_import(CLI::App &program);
 void add_index(CLI::App &program);
 void add_fetch(CLI::App &program);
+void add_texture(CLI::App &program);
 
 } // namespace lindra::tools
 

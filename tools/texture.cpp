@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+//
+// `lindra texture`: the images of a texture as PNG files, or all of them on a sheet.
+
+#include "subcommands.hpp"
+
+#include "common/errors.hpp"
+#include "common/progress.hpp"
+#include "common/shown.hpp"
+#include "texture/image_filter.hpp"
+#include "texture/png_file.hpp"
+#include "texture/sheet.hpp"
+
+#include "lindra/lindra.hpp"
+
+#include <cstdio>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr const char *footer =
+    R"(Textures of the formats DXT1 to DXT5 are read, and those of plain pixels with
+8 to 32 bits; DX10 headers that name one of these, cube maps, arrays and
+volumes, whether or not the header counts their levels. DXT1 gives no
+transparent pixels: what other programs may show as transparent is black.
+
+Without a choice the first image is written: the largest level of the first
+face. With 'all' there is a file for each, its number in the name:
+brick-level0.png, brick-level1.png. Colours are not multiplied with alpha.
+
+Faces of a cube: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z.
+
+A sheet shows every image of the choice, all where there is none, in a square
+of its own: the levels side by side, a row for each face, array element or
+slice. Small ones are enlarged, large ones reduced.
+
+Exit status: 0; 1 when the file is missing, damaged or of no known format;
+2 for wrong arguments.
+
+Examples:
+  lindra texture brick.dds
+      the largest image, as brick.png
+  lindra texture brick.dds --level all -o levels/brick.png
+      a file for each level: levels/brick-level0.png and so on
+  lindra texture sky.dds --face 4 -o north.png
+      one face of a cube map
+  lindra texture brick.dds --sheet -o sheet.png
+      all levels on one page)";
+
+struct Options {
+    std::string file;
+    std::string output;
+    ImageChoice choice;
+    bool sheet = false;
+};
+
+void say(const std::string &line) {
+    fprintf(stderr, "lindra: %s\n", shown(line).c_str());
+}
+
+std::string size_of(const texture_image &image) {
+    return std::to_string(image.width) + " x " + std::to_string(image.height);
+}
+
+// Beside the place where the command is run, named after the texture.
+std::string usual_output(const Options &options) {
+    const std::string stem = std::filesystem::path(options.file).stem().string();
+    return stem + (options.sheet ? "-sheet.png" : ".png");
+}
+
+std::string output_of(const Options &options) {
+    const std::string output = options.output.empty() ? usual_output(options) : options.output;
+    if (std::filesystem::path(output).extension() != ".png")
+        throw UsageError("images are written as PNG, and '" + output + "' does not end in .png");
+    return output;
+}
+
+std::string with_suffix(const std::string &output, const std::string &suffix) {
+    std::filesystem::path path(output);
+    const std::string name = path.stem().string() + suffix + path.extension().string();
+    return path.replace_filename(name).string();
+}
+
+PixelImage expanded(const texture &file, const texture_image &image) {
+    return {image.width, image.height, file.expand(image)};
+}
+
+[[noreturn]] void refuse_cut(const Options &options) {
+    throw DataError(options.file + " is cut before the image that is wanted; `lindra texture " +
+                    options.file + " --sheet` shows those that are there");
+}
+
+// --- Files ------------------------------------------------------------------------------------------------
+
+void write_images(const texture &file, const Options &options) {
+    const std::string output = output_of(options);
+    const ImageFilter filter(file, options.choice, ImageFilter::first);
+    size_t written = 0;
+    for (const texture_image &image : file.images()) {
+        if (!filter.takes(image)) continue;
+        const std::string path = with_suffix(output, filter.suffix(image));
+        write_png(expanded(file, image), path);
+        say(path + ": " + size_of(image));
+        written++;
+    }
+    if (written == 0) refuse_cut(options);
+}
+
+// --- The sheet --------------------------------------------------------------------------------------------
+
+// The places of the images of the choice: a row for each element, face and slice, a column for each level.
+class Places {
+  public:
+    Places(const texture &file, const ImageFilter &filter) {
+        for (const texture_image &image : file.images()) {
+            if (!filter.takes(image)) continue;
+            rows_.insert(row_key(image));
+            columns_.insert(image.level);
+            if (rows() > Sheet::most_rows)
+                throw UsageError("a sheet has " + std::to_string(Sheet::most_rows) +
+                                 " rows at most; choose with --element, --face or --slice");
+        }
+    }
+
+    int rows() const { return static_cast<int>(rows_.size()); }
+    int columns() const { return static_cast<int>(columns_.size()); }
+    int row(const texture_image &image) const { return place(rows_, row_key(image)); }
+    int column(const texture_image &image) const { return place(columns_, image.level); }
+
+  private:
+    using Key = std::tuple<uint32_t, uint32_t, uint32_t>;
+
+    static Key row_key(const texture_image &image) { return {image.element, image.face, image.slice}; }
+
+    template <class Value>
+    static int place(const std::set<Value> &set, const Value &value) {
+        return static_cast<int>(std::distance(set.begin(), set.find(value)));
+    }
+
+    std::set<Key> rows_;
+    std::set<uint32_t> columns_;
+};
+
+std::string caption(const texture &file, const texture_image &image) {
+    std::string text;
+    if (file.elements() > 1) text += "element " + std::to_string(image.element) + ", ";
+    if (file.faces() > 1) text += "face " + std::to_string(image.face) + ", ";
+    if (file.depth() > 1) text += "slice " + std::to_string(image.slice) + ", ";
+    return text + "level " + std::to_string(image.level) + ": " + size_of(image);
+}
+
+void write_sheet(const texture &file, const Options &options) {
+    const std::string output = output_of(options);
+    const ImageFilter filter(file, options.choice, ImageFilter::all);
+    const Places places(file, filter);
+    if (places.rows() == 0) refuse_cut(options);
+    Sheet sheet(places.columns(), places.rows());
+    Progress progress("drawing", static_cast<double>(file.images().size()));
+    double done = 0;
+    for (const texture_image &image : file.images()) {
+        progress.update(done++);
+        if (filter.takes(image))
+            sheet.add(places.column(image), places.row(image), expanded(file, image), caption(file, image));
+    }
+    sheet.write(output);
+    progress.hide();
+    say(output + ": " + std::to_string(places.columns()) + " levels, " + std::to_string(places.rows()) +
+        (places.rows() == 1 ? " row" : " rows"));
+}
+
+void show_texture(const Options &options) {
+    try {
+        const texture file(options.file, {[](const repair &told) {
+                               say(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);
+                           }});
+        if (options.sheet)
+            write_sheet(file, options);
+        else
+            write_images(file, options);
+    } catch (const error &reason) {
+        throw DataError(shown(reason.what()));
+    }
+}
+
+} // namespace
+
+void add_texture(CLI::App &program) {
+    CLI::App *command = program.add_subcommand("texture", "Write the images of a DDS texture as PNG.");
+    const auto options = std::make_shared<Options>();
+    command->add_option("FILE", options->file, "The texture")->required()->type_name("");
+    command
+        ->add_option("-o,--output", options->output, "The picture; without it, the texture's name with .png")
+        ->type_name("FILE");
+    command->add_option("--level", options->choice.level, "0 is the largest")->type_name("K|all");
+    command->add_option("--face", options->choice.face, "Of a cube map, see below")->type_name("K|all");
+    command->add_option("--element", options->choice.element, "Of an array, from 0")->type_name("K|all");
+    command->add_option("--slice", options->choice.slice, "Of a volume, from 0")->type_name("K|all");
+    command->add_flag("--sheet", options->sheet, "Write one picture of all images");
+    command->footer(footer);
+    command->callback([options] { show_texture(*options); });
+}
+
+} // namespace lindra::tools

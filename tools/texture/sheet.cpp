@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+
+#include "texture/sheet.hpp"
+
+#include "common/errors.hpp"
+#include "common/output_file.hpp"
+#include "texture/thumbnail.hpp"
+
+#include <cairo.h>
+
+namespace lindra::tools {
+
+namespace {
+
+constexpr uint32_t side = 256; // of a thumbnail
+constexpr int gap = 16;
+constexpr int caption_height = 24;
+constexpr int cell_width = side + gap;
+constexpr int cell_height = side + caption_height + gap;
+constexpr double square = 8; // of the ground behind thumbnails
+
+constexpr double page_grey = 0.93;
+constexpr double light_grey = 0.8;
+constexpr double dark_grey = 0.6;
+
+void check(cairo_status_t status) {
+    if (status != CAIRO_STATUS_SUCCESS)
+        throw DataError(std::string("the sheet cannot be drawn: ") + cairo_status_to_string(status));
+}
+
+cairo_status_t append(void *file, const unsigned char *data, unsigned size) {
+    static_cast<std::string *>(file)->append(reinterpret_cast<const char *>(data), size);
+    return CAIRO_STATUS_SUCCESS;
+}
+
+void grey(cairo_t *context, double brightness) {
+    cairo_set_source_rgb(context, brightness, brightness, brightness);
+}
+
+void draw_squares(cairo_t *context, double left, double top, const PixelImage &image) {
+    cairo_rectangle(context, left, top, image.width, image.height);
+    cairo_clip(context);
+    grey(context, light_grey);
+    cairo_paint(context);
+    grey(context, dark_grey);
+    for (double y = 0; y < image.height; y += square)
+        for (double x = static_cast<int>(y / square) % 2 ? square : 0; x < image.width; x += 2 * square)
+            cairo_rectangle(context, left + x, top + y, square, square);
+    cairo_fill(context);
+}
+
+// The thumbnail's pixels are laid out as Cairo wants them, for rows of whole pixels.
+void draw_pixels(cairo_t *context, double left, double top, PixelImage &image) {
+    cairo_surface_t *surface = cairo_image_surface_create_for_data(
+        reinterpret_cast<unsigned char *>(image.pixels.data()), CAIRO_FORMAT_ARGB32,
+        static_cast<int>(image.width), static_cast<int>(image.height), static_cast<int>(4 * image.width));
+    cairo_set_source_surface(context, surface, left, top);
+    cairo_paint(context);
+    grey(context, 0); // lets go of the surface before its pixels are
+    cairo_surface_destroy(surface);
+}
+
+} // namespace
+
+struct Sheet::Page {
+    cairo_surface_t *surface;
+    cairo_t *context;
+
+    Page(int width, int height)
+        : surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
+          context(cairo_create(surface)) {}
+    ~Page() {
+        cairo_destroy(context);
+        cairo_surface_destroy(surface);
+    }
+    Page(const Page &) = delete;
+    Page &operator=(const Page &) = delete;
+};
+
+Sheet::Sheet(int columns, int rows)
+    : page_(std::make_unique<Page>(columns * cell_width + gap, rows * cell_height + gap)) {
+    check(cairo_status(page_->context));
+    grey(page_->context, page_grey);
+    cairo_paint(page_->context);
+    cairo_select_font_face(page_->context, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+    cairo_set_font_size(page_->context, 13);
+}
+
+Sheet::~Sheet() = default;
+
+void Sheet::add(int column, int row, const PixelImage &image, const std::string &caption) {
+    cairo_t *context = page_->context;
+    PixelImage small = thumbnail(image, side);
+    const double left = gap + column * cell_width;
+    const double top = gap + row * cell_height;
+    cairo_save(context);
+    draw_squares(context, left, top, small);
+    draw_pixels(context, left, top, small);
+    cairo_restore(context);
+    grey(context, 0);
+    cairo_move_to(context, left, top + side + caption_height - 8);
+    cairo_show_text(context, caption.c_str());
+}
+
+void Sheet::write(const std::string &path) {
+    check(cairo_status(page_->context));
+    std::string file;
+    check(cairo_surface_write_to_png_stream(page_->surface, append, &file));
+    OutputFile output(path);
+    output.write(file);
+    output.commit();
+}
+
+} // namespace lindra::tools
