@@ -389,8 +389,8 @@ TEST_P(S3tcImages, are_not_written_from_the_given_row_on) {
 TEST_P(S3tcImages, of_large_size_are_as_plain_arithmetic_has_them_wherever_they_begin) {
     const Format &format = GetParam();
     for (const uint64_t width : {1040, 1037}) {
-        constexpr uint64_t height = 1023, rows = 1021;
-        const std::string blocks = random_blocks((width + 3) / 4 * 256 * format.block_size, 1);
+        constexpr uint64_t height = 2047, rows = 2045;
+        const std::string blocks = random_blocks((width + 3) / 4 * ((height + 3) / 4) * format.block_size, 1);
         const std::vector<uint32_t> expected = plain_image(format, width, rows, blocks);
         const GuardedBuffer input(blocks);
         std::vector<uint32_t> room(expected.size() + 64);

@@ -801,12 +801,13 @@ LINDRA_API void dds_print_file_callback(const char *prefix, DdsFile *file);
  * is read behind the last block.
  */
 
-/* PackARGB makes a pixel of four values from 0 to 255. */
+/* PackARGB makes a pixel of four values from 0 to 255; of greater ones the lowest 8 bits. */
 LINDRA_API uint32_t PackARGB(uint32_t alpha, uint32_t red, uint32_t green, uint32_t blue);
 
 /* DecompressBlockDXT1 and DecompressBlockDXT5 expand one block of 8 or 16 bytes into the image, its first
  * pixel at column x and row y. Columns from width on are left out; rows are not: the image must have room for
- * row y + 3. DXT1 gives no transparent pixels: the fourth colour of its three-colour mode is opaque black. */
+ * row y + 3. DXT1 gives no transparent pixels: the fourth colour of its three-colour mode is opaque black. The
+ * colours of DXT5 always have four, whatever their order. */
 LINDRA_API void DecompressBlockDXT1(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,
                                     uint32_t *image);
 LINDRA_API void DecompressBlockDXT5(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,

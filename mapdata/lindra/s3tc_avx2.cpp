@@ -30,7 +30,7 @@ namespace lindra::s3tc {
 namespace {
 
 // Bytes of an image from which on it is written past the caches.
-constexpr uint64_t large_image = 4 << 20;
+constexpr uint64_t large_image = 8 << 20;
 constexpr uint64_t line_size = 64;
 
 struct Rows {
@@ -274,7 +274,7 @@ template <class Format>
         else
             expand_block_row<Format, expand_pairs<Format>>(0, width, blocks, image);
     }
-    expand_parts<Format>(width, rows, width, blocks, image);
+    if (rows > 0) expand_parts<Format>(width, rows, width, blocks, image);
     _mm_sfence(); // stores past the caches are not ordered with those that follow
 }
 
