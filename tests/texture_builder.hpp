@@ -57,8 +57,14 @@ inline uint32_t scaled(uint64_t value, uint64_t greatest) {
         std::lround(static_cast<double>(value) * 255.0 / static_cast<double>(greatest)));
 }
 
+// Blocks scale by shifts, which comes out one below the rounded value for some.
+inline uint32_t shifted(uint32_t value, int bits) {
+    const uint32_t sum = value * 255 + (1U << (bits - 1));
+    return ((sum >> bits) + sum) >> bits;
+}
+
 inline uint32_t from_565(uint32_t colour) {
-    return scaled(colour >> 11, 31) << 16 | scaled(colour >> 5 & 63, 63) << 8 | scaled(colour & 31, 31);
+    return shifted(colour >> 11, 5) << 16 | shifted(colour >> 5 & 63, 6) << 8 | shifted(colour & 31, 5);
 }
 
 inline std::string little(uint64_t number, uint32_t size) {

@@ -913,9 +913,9 @@ LINDRA_API int lindra_unstuff_texture(LindraTexture *texture, const unsigned cha
 LINDRA_API int lindra_texture_image(const LindraTexture *texture, uint64_t index, LindraImage *image);
 
 /* lindra_expand_image expands an image to pixels 0xAARRGGBB, row by row; pixels must have room for width *
- * height of them. Channels are scaled to 0..255 and rounded; one that is not stored is 0, alpha 255. Returns
- * 0, or -1 (pixels unchanged) for an image of other bytes than one of that width and height has in the
- * file. */
+ * height of them. Blocks are expanded as above, with DXT3's alpha times 17. Masked channels are scaled to
+ * 0..255 and rounded; one that is not stored is 0, alpha 255. Returns 0, or -1 (pixels unchanged) for an
+ * image of other bytes than one of that width and height has in the file. */
 LINDRA_API int lindra_expand_image(const LindraTexture *texture, const LindraImage *image, uint32_t *pixels);
 
 #ifdef __cplusplus

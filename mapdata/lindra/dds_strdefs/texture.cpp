@@ -207,8 +207,8 @@ Level level_of(const LindraTexture &texture, uint32_t level) {
 }
 
 uint64_t images_in_chain(const LindraTexture &texture) {
-    uint64_t count = 0;
-    for (uint32_t level = 0; level < texture.levels; level++)
+    uint64_t count = halved(texture.depth, 0);
+    for (uint32_t level = 1; level < texture.levels; level++)
         count += halved(texture.depth, level);
     return count;
 }
