@@ -204,7 +204,7 @@ template <class Format>
 }
 
 // A stretch at a time is made in the nearest cache and copied row by row: writing a piece of each of four
-// rows in turn past the caches takes three times as long.
+// rows in turn past the caches takes more than twice as long.
 template <class Format>
 [[gnu::target("avx2")]] void expand_pairs_past_caches(uint64_t pairs, uint64_t width,
                                                       const unsigned char *blocks, uint32_t *image) {
