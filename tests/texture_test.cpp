@@ -671,7 +671,7 @@ TEST_F(TextureDamage, every_byte_of_a_header_may_be_any) {
 TEST_F(TextureDamage, every_bit_of_a_header_may_be_wrong) {
     for (const Texture &model : samples()) {
         const std::string bytes = model.file();
-        for (size_t bit = 0; bit < 148 * 8; bit++) {
+        for (size_t bit = 0; bit < size_t{148} * 8; bit++) {
             std::string changed = bytes;
             changed[bit / 8] = static_cast<char>(changed[bit / 8] ^ 1 << bit % 8);
             read(changed);
