@@ -204,6 +204,37 @@ TEST_F(Dds, words_of_either_byte_order_are_taken_in_runs) {
     EXPECT_EQ(pos, buffer.end());
 }
 
+TEST_F(Dds, failures_of_the_engine_have_texts_of_their_own) {
+    EXPECT_EQ(lindra::dds::Registry::fail_nested(), -1);
+    EXPECT_EQ(log.take(), Lines{"1 dds_unstuff_stream: dds_unstuff_stream() error.\n"});
+}
+
+TEST_F(Dds, elements_are_stepped_over_as_they_are_packed) {
+    for (int32_t type : {1, 7, 8, 9, 10}) {
+        const lindra::Shown &word = *lindra::dds::Registry::shown(type);
+        EXPECT_EQ(word.step, 4) << type;
+        EXPECT_EQ(word.var_step, 8) << type;
+        EXPECT_EQ(word.limit, 10) << type;
+        EXPECT_TRUE(word.separated && word.may_vary) << type;
+    }
+    const lindra::Shown &format = *lindra::dds::Registry::shown(6);
+    EXPECT_EQ(format.step, 0);
+    EXPECT_EQ(format.var_step, static_cast<ptrdiff_t>(sizeof(DDS_PIXELFORMAT)));
+    EXPECT_FALSE(format.separated);
+    for (int32_t type : {0, 2, 3, 4, 5, 11})
+        EXPECT_EQ(lindra::dds::Registry::shown(type), nullptr) << type;
+}
+
+TEST_F(Dds, types_are_words_or_structures_or_refused) {
+    for (int32_t type : {1, 7, 8, 9, 10})
+        EXPECT_EQ(lindra::dds::Registry::element(type)->size, 4U) << type;
+    EXPECT_EQ(lindra::dds::Registry::element(2)->str_type, DDS_TYPE_HEADER);
+    EXPECT_EQ(lindra::dds::Registry::element(3)->str_type, DDS_TYPE_HEADER10);
+    EXPECT_EQ(lindra::dds::Registry::element(6)->str_type, DDS_TYPE_PIXELFORMAT);
+    for (int32_t type : {-1, 0, 4, 5, 11})
+        EXPECT_EQ(lindra::dds::Registry::element(type), nullptr) << type;
+}
+
 // --- Files ------------------------------------------------------------------------------------------------
 
 TEST_F(Dds, all_levels_are_expanded_in_their_order) {
@@ -302,7 +333,27 @@ TEST_F(Dds, sides_are_halved_without_a_lower_limit) {
     EXPECT_EQ(consumed, 128 + n * 8);
     ASSERT_EQ(levels(), 9);
     EXPECT_EQ(level(6)[0], pixel(n - 3));
+    EXPECT_NE(level(7), nullptr);
     EXPECT_NE(level(8), nullptr);
+}
+
+TEST_F(Dds, levels_have_room_for_twice_their_pixels) {
+    const BoundedBuffer buffer(Header().sized(8, 8, 1).bytes() + blocks(4));
+    unsigned char *pos = buffer.data();
+    const AllocationWatch watch;
+    ASSERT_EQ(dds_decode_file(&file, -1, pos, &pos), 0);
+    const size_t list = 2 * sizeof(int) + 2 * sizeof(void *); // with its one entry
+    EXPECT_EQ(watch.requested(), sizeof(DdsFile) + list + 8 * 8 * 8);
+}
+
+TEST_F(Dds, levels_without_pixels_take_a_block_and_a_byte) {
+    const BoundedBuffer buffer(Header().sized(2, 0, 2).bytes() + blocks(2));
+    unsigned char *pos = buffer.data();
+    const AllocationWatch watch;
+    ASSERT_EQ(dds_decode_file(&file, -1, pos, &pos), 0);
+    EXPECT_EQ(pos, buffer.end());
+    const size_t list = 2 * sizeof(int) + 3 * sizeof(void *);
+    EXPECT_EQ(watch.requested(), sizeof(DdsFile) + list + 2);
 }
 
 // Under the address sanitizer this writes past nothing.
@@ -383,6 +434,20 @@ TEST_F(Dds, numbers_out_of_proportion_ask_for_no_memory) {
             }
         }
     }
+}
+
+TEST_F(Dds, count_out_of_proportion_costs_nothing_where_a_level_is_there) {
+    const std::string bytes = Header().sized(64, 64, 0xffffffff).bytes() + blocks(256);
+    const AllocationWatch watch;
+    EXPECT_EQ(decode(bytes), -1);
+    EXPECT_EQ(levels(), 1);
+    EXPECT_LE(watch.requested(), 16 * bytes.size() + 1024);
+}
+
+TEST_F(Dds, long_lists_of_levels_without_pixels_grow) {
+    ASSERT_EQ(decode(Header().sized(1, 1, 100).bytes() + blocks(100)), 0);
+    EXPECT_EQ(levels(), 100);
+    EXPECT_NE(level(99), nullptr);
 }
 
 TEST_F(Dds, room_without_a_size_is_a_failed_allocation) {
@@ -566,4 +631,9 @@ TEST(DdsDeathTest, prefix_is_judged_even_where_nothing_is_printed) {
     const std::string prefix(510, 'x');
     EXPECT_EXIT(lindra::dds::Engine::print(prefix.c_str(), 1, nullptr, -1), testing::ExitedWithCode(1),
                 "prefix of 510 bytes");
+}
+
+TEST(DdsDeathTest, structures_out_of_range_end_the_process) {
+    EXPECT_EXIT(lindra::dds::Registry::die_out_of_range(200), testing::ExitedWithCode(1),
+                "dds_strdefs_init: str_type 0xc8 out of range");
 }

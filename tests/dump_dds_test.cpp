@@ -84,6 +84,13 @@ TEST_F(DumpDds, dx10_header_is_left_to_another_command) {
     EXPECT_TRUE(has(result.output, "    dwFourCC=DX10\n"));
     EXPECT_TRUE(
         result.errors.ends_with("/file has a DX10 header at byte 128, which is not listed; `lindra texture` "
-                                "reads it and shows the images\n"))
+                                "reads such files\n"))
         << result.errors;
+}
+
+TEST_F(DumpDds, header_that_is_cut_before_a_dx10_one_is_damage) {
+    const std::string bytes = Header().with(Header::format_fourcc, fourcc("DX10")).bytes();
+    const Result result = dump(bytes.substr(0, 110));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "/file is damaged at byte 108: ")) << result.errors;
 }

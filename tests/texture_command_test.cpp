@@ -166,6 +166,14 @@ TEST_F(TextureCommand, faces_of_a_cube_are_chosen_by_their_direction) {
     EXPECT_FALSE(std::filesystem::exists(at("all-face0.png")));
 }
 
+TEST_F(TextureCommand, cube_of_one_face_is_known_by_it) {
+    const std::string one = cube(0x1000, 1); // +y
+    EXPECT_EQ(texture_to(one, "out.png", "--face 2").code, 0);
+    const Result other = texture_to(one, "other.png", "--face 0");
+    EXPECT_EQ(other.code, 1);
+    EXPECT_TRUE(has(other.errors, "holds no such image")) << other.errors;
+}
+
 TEST_F(TextureCommand, colours_are_not_multiplied_with_alpha) {
     const std::vector<uint32_t> pixels = {0x00ffffff, 0x01fe8040, 0x80804020, 0xff010203};
     ASSERT_EQ(texture_to(plain_pixels(4, 1, pixels), "out.png").code, 0);
@@ -194,7 +202,7 @@ TEST_F(TextureCommand, images_that_are_cut_are_told_and_not_written) {
 
 TEST_F(TextureCommand, image_that_is_cut_cannot_be_chosen) {
     expect_refusal(four_levels().substr(0, 128 + 16 + 8), "--level 3", 1,
-                   "is cut before the image that is wanted");
+                   "holds no such image");
 }
 
 TEST_F(TextureCommand, what_is_no_texture_is_refused) {

@@ -33,7 +33,7 @@ void PrintTo(const Told &told, std::ostream *to) {
 
 using AllTold = std::vector<Told>;
 
-constexpr const char *way_out = "; convert it to DXT1, DXT3, DXT5 or plain pixels of 8 to 32 bits";
+constexpr const char *way_out = "; convert it to DXT1, DXT3, DXT5 or pixels of 8, 16, 24 or 32 bits";
 
 // The pixels of an image, in a buffer that has no room for more.
 std::vector<uint32_t> expanded(const LindraTexture &texture, const LindraImage &image) {
@@ -240,8 +240,16 @@ TEST_F(TextureTest, plain_dx10_formats_have_their_channels_where_their_names_say
         EXPECT_EQ(first(bgra8, "\x10\x20\x30\x40"), 0x40302010U);
     for (const uint32_t bgrx8 : {88, 92, 93})
         EXPECT_EQ(first(bgrx8, "\x10\x20\x30\x40"), 0xff302010U);
-    EXPECT_EQ(first(49, "\x10\x20"), 0xff102000U);                           // R8G8
-    EXPECT_EQ(first(61, "\x10"), 0xff100000U);                               // R8
+    for (const uint32_t rgb10a2 : {23, 24})
+        EXPECT_EQ(first(rgb10a2, le32(3U << 30 | 1023 << 20 | 512 << 10 | 0)), 0xff0080ffU);
+    for (const uint32_t rg16 : {33, 35})
+        EXPECT_EQ(first(rg16, le16(0xffff) + le16(0x8000)), 0xffff8000U);
+    for (const uint32_t rg8 : {48, 49})
+        EXPECT_EQ(first(rg8, "\x10\x20"), 0xff102000U);
+    for (const uint32_t r16 : {53, 56})
+        EXPECT_EQ(first(r16, le16(0x8000)), 0xff800000U);
+    for (const uint32_t r8 : {60, 61})
+        EXPECT_EQ(first(r8, "\x10"), 0xff100000U);
     EXPECT_EQ(first(65, "\x10"), 0x10000000U);                               // A8
     EXPECT_EQ(first(85, le16(1 << 11 | 2 << 5 | 3)), 0xff080819U);           // B5G6R5
     EXPECT_EQ(first(86, le16(1 << 10 | 2 << 5 | 3)), 0x00081019U);           // B5G5R5A1
@@ -250,8 +258,8 @@ TEST_F(TextureTest, plain_dx10_formats_have_their_channels_where_their_names_say
 }
 
 TEST_F(TextureTest, other_numbers_of_formats_are_refused_by_name) {
-    const std::vector<uint32_t> known = {27, 28, 29, 49, 61, 65, 70, 71, 72, 73, 74, 75,
-                                         76, 77, 78, 85, 86, 87, 88, 90, 91, 92, 93, 115};
+    const std::vector<uint32_t> known = {23, 24, 27, 28, 29, 33, 35, 48, 49, 53, 56, 60, 61, 65, 70, 71,
+                                         72, 73, 74, 75, 76, 77, 78, 85, 86, 87, 88, 90, 91, 92, 93, 115};
     for (uint32_t number = 0; number < 200; number++) {
         const std::string bytes = numbered_row(number, 4, std::string(16, 'x'));
         if (std::ranges::find(known, number) != known.end())
@@ -296,7 +304,7 @@ TEST_F(TextureTest, flags_that_tell_no_format_are_refused) {
 TEST_F(TextureTest, pixels_without_masks_are_refused) {
     expect_refused(Texture{.storage = plain({32, 0, 0, 0, 0xff}, rgb)}.file(), 92,
                    std::string("has no masks for its pixels of 32 bits") + way_out);
-    expect_refused(Texture{.storage = plain({8, 0xff, 0xff, 0xff, 0}, 2)}.file(), 92,
+    expect_refused(Texture{.storage = plain({8, 0xff, 0xff, 0xff, 0}, 2)}.file(), 104,
                    std::string("has no masks for its pixels of 8 bits") + way_out);
 }
 
@@ -353,7 +361,7 @@ TEST_F(TextureTest, volumes_have_slices_that_are_halved_too) {
     EXPECT_EQ(texture.depth, 5U);
     expect_read({.storage = numbered(plain(bgra, rgba), 87), .levels = 3, .depth = 7});
     expect_read({.width = 2, .height = 1, .levels = 3, .depth = 4},
-                {{12, "has 2 x 1 pixels, which are no whole blocks of 4 x 4; those at the edge are cut"}});
+                {{12, "has 2 x 1 pixels, no multiples of 4; of the blocks at the edge a part is used"}});
 }
 
 TEST_F(TextureTest, lines_are_images_of_one_row) {
@@ -394,9 +402,39 @@ TEST_F(TextureTest, without_the_flag_levels_are_read_as_far_as_they_are_there) {
     const std::string bytes = model.file_with(model.header().with(Header::flags, 0x1007));
     EXPECT_EQ(open(bytes.substr(0, 128 + 32 + 8)), 0);
     expect_images(model, 2);
-    EXPECT_EQ(told, (AllTold{{8, "has no mip-map flag, but a mip-map count of 4; read as 4"},
-                             {168, "ends in image 2, of element 0, face 0, level 2; it is left out with all "
-                                   "after it"}}));
+    EXPECT_EQ(
+        told,
+        (AllTold{{8, "has no mip-map flag, but a mip-map count of 4; read as 4"},
+                 {168, "ends in image 2, of element 0, face 0, level 2, slice 0; it is left out with all "
+                       "after it"}}));
+}
+
+TEST_F(TextureTest, a_count_that_is_not_believed_is_told_once) {
+    const Texture model;
+    const Header header = model.header().with(Header::flags, 0x1007).with(Header::mipmaps, UINT32_MAX);
+    EXPECT_EQ(open(model.file_with(header)), 0);
+    EXPECT_EQ(told, (AllTold{{8, "has no mip-map flag, but a mip-map count of 4294967295; read as 1"}}));
+}
+
+TEST_F(TextureTest, a_depth_without_the_flag_of_a_volume_is_told) {
+    const Texture model{.depth = 3};
+    const uint32_t flags = model.header().words[Header::flags] | 0x800000;
+    EXPECT_EQ(open(model.file_with(model.header().with(Header::flags, flags).with(Header::caps2, 0))), 0);
+    EXPECT_EQ(told, (AllTold{{112, "has a depth of 3, but no volume flag"}}));
+    expect_images(model, 3);
+}
+
+TEST_F(TextureTest, what_a_dx10_header_does_not_know_is_told) {
+    const auto told_of = [&](uint32_t caps2, const std::array<uint32_t, 5> &header10) {
+        const Texture model{.storage = numbered(dxt1(), 71)};
+        EXPECT_EQ(open(model.file_with(model.header().with(Header::caps2, caps2), header10)), 0);
+        return told;
+    };
+    EXPECT_EQ(told_of(0xfe00, {71, 3, 0, 1, 0}),
+              (AllTold{{112, "is a cube that its DX10 header does not know, read as none"}}));
+    EXPECT_EQ(told_of(0x200000, {71, 3, 0, 1, 0}),
+              (AllTold{{112, "is a volume that its DX10 header does not know, read as none"}}));
+    EXPECT_EQ(texture.nimages, 1U);
 }
 
 TEST_F(TextureTest, a_mip_map_count_of_0_is_one_level) {
@@ -410,7 +448,7 @@ TEST_F(TextureTest, more_levels_than_there_can_be_are_cut) {
         {{28, "has a mip-map count of 4294967295, read as 4, the levels of a texture of its size"}});
     const Texture deep{.width = 2, .height = 2, .levels = 5, .depth = 16};
     expect_read_with(deep, Header::mipmaps, 6,
-                     {{12, "has 2 x 2 pixels, which are no whole blocks of 4 x 4; those at the edge are cut"},
+                     {{12, "has 2 x 2 pixels, no multiples of 4; of the blocks at the edge a part is used"},
                       {28, "has a mip-map count of 6, read as 5, the levels of a texture of its size"}});
 }
 
@@ -418,7 +456,7 @@ TEST_F(TextureTest, sizes_that_are_no_whole_blocks_are_told) {
     for (const auto &[width, height] : {std::pair{6U, 5U}, {8U, 3U}, {1U, 4U}})
         expect_read({.width = width, .height = height},
                     {{12, "has " + std::to_string(width) + " x " + std::to_string(height) +
-                              " pixels, which are no whole blocks of 4 x 4; those at the edge are cut"}});
+                              " pixels, no multiples of 4; of the blocks at the edge a part is used"}});
 }
 
 TEST_F(TextureTest, bytes_behind_the_last_image_are_told) {
@@ -738,8 +776,10 @@ TEST_F(TextureDamage, images_beyond_4_gib_are_found) {
     EXPECT_EQ(texture.nimages, 2U);
     EXPECT_EQ(image(1).offset, 128 + (uint64_t{4} << 30));
     const uint64_t cut = 128 + (uint64_t{5} << 30);
-    EXPECT_EQ(told, (AllTold{{cut, "ends in image 2, of element 0, face 0, level 2; it is left out with all "
-                                   "after it"}}));
+    EXPECT_EQ(
+        told,
+        (AllTold{{cut, "ends in image 2, of element 0, face 0, level 2, slice 0; it is left out with all "
+                       "after it"}}));
     munmap(region, size);
 }
 

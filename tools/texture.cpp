@@ -34,7 +34,8 @@ transparent pixels: what other programs may show as transparent is black.
 
 Without a choice the first image is written: the largest level of the first
 face. With 'all' there is a file for each, its number in the name:
-brick-level0.png, brick-level1.png. Colours are not multiplied with alpha.
+brick-level0.png, brick-level1.png. Colours are written as they stand in the
+file; in those of DXT2 and DXT4 they are multiplied with alpha already.
 
 Faces of a cube: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z.
 
@@ -93,9 +94,10 @@ PixelImage expanded(const texture &file, const texture_image &image) {
     return {image.width, image.height, file.expand(image)};
 }
 
-[[noreturn]] void refuse_cut(const Options &options) {
-    throw DataError(options.file + " is cut before the image that is wanted; `lindra texture " +
-                    options.file + " --sheet` shows those that are there");
+[[noreturn]] void refuse_absent(const Options &options) {
+    throw DataError(options.file +
+                    " holds no such image: it is cut before it, or its cube lacks the face; `lindra "
+                    "texture --sheet` shows those that are there");
 }
 
 // --- Files ------------------------------------------------------------------------------------------------
@@ -111,7 +113,7 @@ void write_images(const texture &file, const Options &options) {
         say(path + ": " + size_of(image));
         written++;
     }
-    if (written == 0) refuse_cut(options);
+    if (written == 0) refuse_absent(options);
 }
 
 // --- The sheet --------------------------------------------------------------------------------------------
@@ -161,7 +163,7 @@ void write_sheet(const texture &file, const Options &options) {
     const std::string output = output_of(options);
     const ImageFilter filter(file, options.choice, ImageFilter::all);
     const Places places(file, filter);
-    if (places.rows() == 0) refuse_cut(options);
+    if (places.rows() == 0) refuse_absent(options);
     Sheet sheet(places.columns(), places.rows());
     Progress progress("drawing", static_cast<double>(file.images().size()));
     double done = 0;

@@ -129,8 +129,10 @@ void print_json(const DdsFile &texture) {
     list.finish();
 }
 
-bool has_dx10_header(const DdsFile &texture) {
-    return (texture.header.ddspf.dwFlags & 0x4) && four_characters(texture.header.ddspf.dwFourCC) == "DX10";
+// Whether the reader stopped at a DX10 header.
+bool stopped_at_dx10(const DdsFile &texture, const InputFile &file, const unsigned char *cursor) {
+    return cursor == file.data() + images_offset && (texture.header.ddspf.dwFlags & 0x4) &&
+           four_characters(texture.header.ddspf.dwFourCC) == "DX10";
 }
 
 } // namespace
@@ -150,9 +152,9 @@ void dump_dds(const InputFile &file, bool json) {
         print_json(*texture);
     else
         print_to_standard_output([&] { dds_print_file("", texture.get()); });
-    if (status < 0 && has_dx10_header(*texture))
+    if (status < 0 && stopped_at_dx10(*texture, file, cursor))
         throw DataError(file.path() + " has a DX10 header at byte " + std::to_string(images_offset) +
-                        ", which is not listed; `lindra texture` reads it and shows the images");
+                        ", which is not listed; `lindra texture` reads such files");
     if (status < 0) throw damage(file, cursor, log);
 }
 

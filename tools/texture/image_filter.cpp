@@ -13,6 +13,11 @@ namespace {
 
 constexpr uint32_t cube_faces = 6; // told by their numbers, also where some are missing
 
+// A cube with +x alone is as good as an image that is none.
+bool is_cube(const texture &file) {
+    return file.faces() > 1 || (*file.images().begin()).face != 0;
+}
+
 uint32_t number_of(const char *name, const std::string &text, uint32_t count) {
     uint32_t number = 0;
     const char *end = text.data() + text.size();
@@ -29,8 +34,7 @@ uint32_t number_of(const char *name, const std::string &text, uint32_t count) {
 
 ImageFilter::ImageFilter(const texture &file, const ImageChoice &choice, Usual usual)
     : element_(range("element", choice.element, usual, file.elements(), 0)),
-      face_(range("face", choice.face, usual, file.faces() == 1 ? 1 : cube_faces,
-                  (*file.images().begin()).face)),
+      face_(range("face", choice.face, usual, is_cube(file) ? cube_faces : 1, (*file.images().begin()).face)),
       level_(range("level", choice.level, usual, file.levels(), 0)),
       slice_(range("slice", choice.slice, usual, file.depth(), 0)) {}
 

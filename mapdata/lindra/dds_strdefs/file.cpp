@@ -20,7 +20,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 namespace lindra::dds {
 
@@ -53,8 +52,8 @@ struct Level {
     uint64_t size() const { return blocks(width) * blocks(height) * block_size; }
     Level next() const { return {width >> 1, height >> 1}; }
 
-    // Bytes for the pixels once more than they need, and for whole blocks where the image is lower than one;
-    // negative when no number can tell them.
+    // Deliberate: twice the bytes that the pixels need; and room for whole blocks, which that is too little
+    // for where the image is one pixel high. Negative when no number can tell it.
     int64_t room() const {
         const uint64_t rows = std::max(2 * height, (height + 3) / 4 * 4);
         if (width && rows > static_cast<uint64_t>(INT64_MAX) / sizeof(uint32_t) / width) return -1;
@@ -109,11 +108,11 @@ int decode_images(DdsFile &file, Wanted wanted, Stream &stream) {
     return 0;
 }
 
-// Room for the images: as many as the header counts and the file can hold.
-Tbl *new_list(const DdsFile &file, const Wanted &wanted, const Stream &stream) {
-    if (!wanted.all) return newtbl(1);
-    const uint64_t most = std::min<uint64_t>(stream.left() / block_size, std::numeric_limits<int>::max());
-    return newtbl(static_cast<int>(std::min(file.header.dwMipMapCount, most)));
+// Room for the images that the header counts. Sides of 32 bits are halved 33 times at most; a list that is
+// longer, in a file that counts more, grows as they are found.
+Tbl *new_list(const DdsFile &file, const Wanted &wanted) {
+    constexpr uint64_t longest_chain = 33;
+    return newtbl(wanted.all ? static_cast<int>(std::min(file.header.dwMipMapCount, longest_chain)) : 1);
 }
 
 Wanted wanted_of(const DdsFile &file, int mipmap) {
@@ -137,7 +136,7 @@ int decode_file(DdsFile &file, int mipmap, Source &source) {
     // Deliberate: a DXT1 file without the mip-map flag, and every other kind, gives its headers only.
     if (!has_images(file.header)) return 0;
     const Wanted wanted = wanted_of(file, mipmap);
-    file.mipmaps = new_list(file, wanted, source.stream);
+    file.mipmaps = new_list(file, wanted);
     if (!file.mipmaps) return fail(0, "dds_decode_file: newtbl() error.\n");
     return decode_images(file, wanted, source.stream);
 }

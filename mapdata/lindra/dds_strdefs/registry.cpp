@@ -193,6 +193,7 @@ const Shown *Registry::shown(int32_t type) {
     return shown->print ? shown : nullptr;
 }
 
+// Deliberate: words are written one after the other, not one to a slot.
 int dds2h4(void *dest, Stream &stream, uint32_t n, int32_t big_endian) {
     const size_t size = size_t{n} * 4;
     const unsigned char *from = stream.bytes(size);

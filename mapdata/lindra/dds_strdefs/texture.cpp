@@ -27,6 +27,7 @@ namespace lindra::dds {
 namespace {
 
 constexpr uint32_t has_mipmapcount = 0x20000;
+constexpr uint32_t has_depth = 0x800000;
 constexpr uint32_t is_cube = 0x200;
 constexpr uint32_t first_face = 0x400; // +x; those of the others follow
 constexpr uint32_t cube_faces = 6;
@@ -132,7 +133,7 @@ bool find_size(LindraTexture &texture, const Report &report) {
     if (!texture.width) return report.refuse(header_place("dwWidth"), "has a width of 0");
     if (texture.format != LINDRA_MASKS && (texture.width % 4 || texture.height % 4))
         report(header_place("dwHeight"),
-               "has %u x %u pixels, which are no whole blocks of 4 x 4; those at the edge are cut",
+               "has %u x %u pixels, no multiples of 4; of the blocks at the edge a part is used",
                texture.width, texture.height);
     return true;
 }
@@ -157,12 +158,14 @@ void find_depth(LindraTexture &texture, const Report &report) {
 void find_kind(LindraTexture &texture, const Report &report) {
     const uint32_t caps2 = word(texture.header.dwCaps2);
     const uint64_t place = header_place("dwCaps2");
+    const bool deep = texture.header.dwFlags & has_depth && texture.header.dwDepth > 1;
     if (caps2 & is_cube) {
         find_faces(texture, caps2 & every_face ? caps2 : every_face);
         if (!(caps2 & every_face)) report(place, "is a cube without faces, read as one of six");
         if (caps2 & is_volume) report(place, "is a cube and a volume, read as a cube");
-    } else if (caps2 & is_volume) {
+    } else if (caps2 & is_volume || deep) {
         find_depth(texture, report);
+        if (!(caps2 & is_volume)) report(place, "has a depth of %u, but no volume flag", texture.depth);
     }
 }
 
@@ -187,6 +190,11 @@ void find_kind10(LindraTexture &texture, const Report &report) {
         report(header10_place("miscFlag"), "is a cube and a volume, read as a volume");
     else if (cube)
         find_faces(texture, every_face);
+    const uint32_t caps2 = word(texture.header.dwCaps2);
+    if (caps2 & is_cube && !cube)
+        report(header_place("dwCaps2"), "is a cube that its DX10 header does not know, read as none");
+    if (caps2 & is_volume && dimension != volume)
+        report(header_place("dwCaps2"), "is a volume that its DX10 header does not know, read as none");
 }
 
 // --- Images ---
@@ -269,7 +277,7 @@ void find_levels(LindraTexture &texture, const Report &report) {
     const uint64_t place = header_place("dwMipMapCount");
     texture.levels = std::clamp<uint32_t>(told, 1, most);
     if (flag && !told) report(place, "has a mip-map count of 0, read as 1");
-    if (told > most)
+    if (flag && told > most)
         report(place, "has a mip-map count of %u, read as %u, the levels of a texture of its size", told,
                most);
     if (flag || told <= 1) return;
@@ -313,8 +321,9 @@ bool find_images(LindraTexture &texture, const Report &report) {
     if (!all) {
         const LindraImage cut = image_at(texture, run.images);
         report(cut.offset,
-               "ends in image %llu, of element %u, face %u, level %u; it is left out with all after it",
-               number(run.images), cut.element, cut.face, cut.level);
+               "ends in image %llu, of element %u, face %u, level %u, slice %u; it is left out with all "
+               "after it",
+               number(run.images), cut.element, cut.face, cut.level, cut.slice);
     } else if (left) {
         report(texture.data + run.size, "has %llu bytes behind its last image, which are not read",
                number(left));

@@ -45,33 +45,41 @@ struct DxgiFormat {
 };
 
 constexpr DxgiFormat dxgi_formats[] = {
-    {27, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000}, // R8G8B8A8_TYPELESS
-    {28, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000}, // R8G8B8A8_UNORM
-    {29, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000}, // R8G8B8A8_UNORM_SRGB
-    {49, LINDRA_MASKS, 16, 0xff, 0xff00, 0, 0},                 // R8G8_UNORM
-    {61, LINDRA_MASKS, 8, 0xff, 0, 0, 0},                       // R8_UNORM
-    {65, LINDRA_MASKS, 8, 0, 0, 0, 0xff},                       // A8_UNORM
-    {70, LINDRA_DXT1, 0, 0, 0, 0, 0},                           // BC1_TYPELESS
-    {71, LINDRA_DXT1, 0, 0, 0, 0, 0},                           // BC1_UNORM
-    {72, LINDRA_DXT1, 0, 0, 0, 0, 0},                           // BC1_UNORM_SRGB
-    {73, LINDRA_DXT3, 0, 0, 0, 0, 0},                           // BC2_TYPELESS
-    {74, LINDRA_DXT3, 0, 0, 0, 0, 0},                           // BC2_UNORM
-    {75, LINDRA_DXT3, 0, 0, 0, 0, 0},                           // BC2_UNORM_SRGB
-    {76, LINDRA_DXT5, 0, 0, 0, 0, 0},                           // BC3_TYPELESS
-    {77, LINDRA_DXT5, 0, 0, 0, 0, 0},                           // BC3_UNORM
-    {78, LINDRA_DXT5, 0, 0, 0, 0, 0},                           // BC3_UNORM_SRGB
-    {85, LINDRA_MASKS, 16, 0xf800, 0x7e0, 0x1f, 0},             // B5G6R5_UNORM
-    {86, LINDRA_MASKS, 16, 0x7c00, 0x3e0, 0x1f, 0x8000},        // B5G5R5A1_UNORM
-    {87, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000}, // B8G8R8A8_UNORM
-    {88, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},          // B8G8R8X8_UNORM
-    {90, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000}, // B8G8R8A8_TYPELESS
-    {91, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000}, // B8G8R8A8_UNORM_SRGB
-    {92, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},          // B8G8R8X8_TYPELESS
-    {93, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},          // B8G8R8X8_UNORM_SRGB
-    {115, LINDRA_MASKS, 16, 0xf00, 0xf0, 0xf, 0xf000},          // B4G4R4A4_UNORM
+    {23, LINDRA_MASKS, 32, 0x3ff, 0xffc00, 0x3ff00000, 0xc0000000}, // R10G10B10A2_TYPELESS
+    {24, LINDRA_MASKS, 32, 0x3ff, 0xffc00, 0x3ff00000, 0xc0000000}, // R10G10B10A2_UNORM
+    {27, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000},     // R8G8B8A8_TYPELESS
+    {28, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000},     // R8G8B8A8_UNORM
+    {29, LINDRA_MASKS, 32, 0xff, 0xff00, 0xff0000, 0xff000000},     // R8G8B8A8_UNORM_SRGB
+    {33, LINDRA_MASKS, 32, 0xffff, 0xffff0000, 0, 0},               // R16G16_TYPELESS
+    {35, LINDRA_MASKS, 32, 0xffff, 0xffff0000, 0, 0},               // R16G16_UNORM
+    {48, LINDRA_MASKS, 16, 0xff, 0xff00, 0, 0},                     // R8G8_TYPELESS
+    {49, LINDRA_MASKS, 16, 0xff, 0xff00, 0, 0},                     // R8G8_UNORM
+    {53, LINDRA_MASKS, 16, 0xffff, 0, 0, 0},                        // R16_TYPELESS
+    {56, LINDRA_MASKS, 16, 0xffff, 0, 0, 0},                        // R16_UNORM
+    {60, LINDRA_MASKS, 8, 0xff, 0, 0, 0},                           // R8_TYPELESS
+    {61, LINDRA_MASKS, 8, 0xff, 0, 0, 0},                           // R8_UNORM
+    {65, LINDRA_MASKS, 8, 0, 0, 0, 0xff},                           // A8_UNORM
+    {70, LINDRA_DXT1, 0, 0, 0, 0, 0},                               // BC1_TYPELESS
+    {71, LINDRA_DXT1, 0, 0, 0, 0, 0},                               // BC1_UNORM
+    {72, LINDRA_DXT1, 0, 0, 0, 0, 0},                               // BC1_UNORM_SRGB
+    {73, LINDRA_DXT3, 0, 0, 0, 0, 0},                               // BC2_TYPELESS
+    {74, LINDRA_DXT3, 0, 0, 0, 0, 0},                               // BC2_UNORM
+    {75, LINDRA_DXT3, 0, 0, 0, 0, 0},                               // BC2_UNORM_SRGB
+    {76, LINDRA_DXT5, 0, 0, 0, 0, 0},                               // BC3_TYPELESS
+    {77, LINDRA_DXT5, 0, 0, 0, 0, 0},                               // BC3_UNORM
+    {78, LINDRA_DXT5, 0, 0, 0, 0, 0},                               // BC3_UNORM_SRGB
+    {85, LINDRA_MASKS, 16, 0xf800, 0x7e0, 0x1f, 0},                 // B5G6R5_UNORM
+    {86, LINDRA_MASKS, 16, 0x7c00, 0x3e0, 0x1f, 0x8000},            // B5G5R5A1_UNORM
+    {87, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000},     // B8G8R8A8_UNORM
+    {88, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},              // B8G8R8X8_UNORM
+    {90, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000},     // B8G8R8A8_TYPELESS
+    {91, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0xff000000},     // B8G8R8A8_UNORM_SRGB
+    {92, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},              // B8G8R8X8_TYPELESS
+    {93, LINDRA_MASKS, 32, 0xff0000, 0xff00, 0xff, 0},              // B8G8R8X8_UNORM_SRGB
+    {115, LINDRA_MASKS, 16, 0xf00, 0xf0, 0xf, 0xf000},              // B4G4R4A4_UNORM
 };
 
-constexpr const char *way_out = "convert it to DXT1, DXT3, DXT5 or plain pixels of 8 to 32 bits";
+constexpr const char *way_out = "convert it to DXT1, DXT3, DXT5 or pixels of 8, 16, 24 or 32 bits";
 
 // The four characters as they can be shown in a line.
 std::array<char, 17> shown(uint32_t fourcc) {
@@ -140,8 +148,9 @@ bool find_masks(LindraTexture &texture, const Report &report) {
     if (told.dwFlags & (has_alphapixels | has_alpha))
         texture.alpha = mask(texture, told.dwABitMask, format_place("dwABitMask"), report);
     if (texture.red | texture.green | texture.blue | texture.alpha) return true;
-    return report.refuse(format_place("dwRBitMask"), "has no masks for its pixels of %u bits; %s",
-                         texture.bits, way_out);
+    const bool coloured = told.dwFlags & (has_rgb | has_luminance);
+    return report.refuse(coloured ? format_place("dwRBitMask") : format_place("dwABitMask"),
+                         "has no masks for its pixels of %u bits; %s", texture.bits, way_out);
 }
 
 } // namespace
