@@ -21,7 +21,7 @@ std::string model(Random &random) {
     const unsigned fields = random.below(6);
     for (unsigned i = 0; i < fields; i++) {
         const int length = static_cast<int>(random.one_in(8) ? 255 : random.below(12));
-        table.fields.push_back({"F" + random.bytes(random.below(10)), random.one_of("CCCNNNFLD"), length});
+        table.fields.push_back({random.bytes(random.below(11)), random.one_of("CCCNNNFLD"), length});
     }
     const unsigned records = random.below(5);
     for (unsigned i = 0; i < records; i++)
@@ -35,7 +35,7 @@ std::string model(Random &random) {
 void read_fields(DbaseFile &dbf) {
     const int last = dbf.header.hdr5.numrecs;
     Arr *fields = nullptr;
-    for (const int index : {0, 1, last / 2, last == INT_MIN ? 0 : last - 1, last, -1, INT_MAX, INT_MIN})
+    for (const int index : {0, last / 2, last, -1, INT_MAX, INT_MIN})
         esri_get_dbase_fields(&dbf, index, &fields);
     freearr(fields, free);
 }
@@ -55,7 +55,6 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
-    // The eight arrays of fields together are the largest part: an entry takes far more than its descriptor.
     const HeapLimit limit(size);
     DbaseFile dbf = {};
     const int status = decode(dbf, input);
@@ -66,7 +65,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     clrtbl(dbf.fields, free);
     expect(decode(dbf, input) == status, "a table that is used again is decoded as a new one");
-    read_fields(dbf);
     lindra_clear_esri(DBASE_FILE, &dbf);
     return 0;
 }

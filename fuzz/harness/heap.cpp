@@ -94,11 +94,13 @@ void on_free(const volatile void *block) {
 #else
 
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the C library's.
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t members, size_t size);
 void *__libc_realloc(void *block, size_t size);
 void *__libc_memalign(size_t alignment, size_t size);
 void __libc_free(void *block);
+// NOLINTEND(bugprone-reserved-identifier)
 
 [[gnu::visibility("default")]] void *malloc(size_t size) {
     void *block = __libc_malloc(size);

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t max_size);
 
@@ -75,7 +74,7 @@ void damage(Random &random, std::string &input) {
 
 size_t store(const std::string &input, uint8_t *data, size_t max_size) {
     const size_t size = std::min(input.size(), max_size);
-    memcpy(data, input.data(), size);
+    std::copy_n(input.begin(), size, data);
     return size;
 }
 
