@@ -17,7 +17,9 @@
 #include "shapes/index_reader.hpp"
 #include "shapes/shape_selection.hpp"
 
+#include "endless_tree.hpp"
 #include "shapefile_files.hpp"
+#include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
 
 #include <sqlite3.h>
@@ -88,11 +90,12 @@ constexpr const char *offsets[] = {"100", "100", "'100'",      "128", "99",
 constexpr const char *attributes[] = {
     "'{\"NAME\":\"x\"}'", "'{}'", "'null'", "'['", "NULL", "zeroblob(2000)", "'{\"a\":1}' || char(0)"};
 
+constexpr const char *deep_tables[] = {"shape", "filename", "field", "shape_box_node"};
+
 std::string insert(const char *table, const std::string &values) {
     return std::string("INSERT OR IGNORE INTO ") + table + " VALUES(" + values + ");";
 }
 
-// Statements that a schema does not take are left out.
 std::string rows(Random &random) {
     std::string sql;
     for (unsigned count = random.below(4); count > 0; count--) {
@@ -117,9 +120,10 @@ std::string index_rows(Random &random) {
     return sql;
 }
 
-std::string database(const std::string &sql) {
-    sqlite3 *connection = nullptr;
-    expect(sqlite3_open(":memory:", &connection) == SQLITE_OK, "sqlite3_open");
+// --- Databases
+
+// Statements that a schema does not take are left out.
+void run_each(sqlite3 *connection, const std::string &sql) {
     for (size_t from = 0; from < sql.size();) {
         const char *tail = nullptr;
         sqlite3_stmt *statement = nullptr;
@@ -129,23 +133,35 @@ std::string database(const std::string &sql) {
         const size_t stop = static_cast<size_t>(tail - sql.c_str());
         from = result == SQLITE_OK ? stop : std::min(sql.find(';', from), sql.size() - 1) + 1;
     }
+}
+
+std::string content(sqlite3 *connection) {
     sqlite3_int64 size = 0;
     unsigned char *bytes = sqlite3_serialize(connection, "main", &size, 0);
     std::string all(reinterpret_cast<char *>(bytes), static_cast<size_t>(size));
     sqlite3_free(bytes);
-    sqlite3_close(connection);
     return all;
+}
+
+// Returns 0 when there is no such table, or its root is the file's first page.
+size_t root_of(SqliteMaker &maker, const std::string &table) {
+    const int root =
+        maker.number("SELECT rootpage FROM sqlite_schema WHERE type = 'table' AND name = '" + table + "'");
+    return root > 1 ? static_cast<size_t>(root) : 0;
 }
 
 std::string made_database(unsigned number) {
     Random random(number);
-    std::string sql =
-        std::string("PRAGMA page_size = ") + random.one_of(page_sizes) + ";" + random.one_of(modes);
     const bool is_index = random.one_in(2);
-    sql += is_index ? index_tables : random.one_of(plain_tables);
-    if (is_index && random.one_in(2)) sql += index_tree;
-    sql += is_index ? index_rows(random) : rows(random);
-    return database(sql);
+    SqliteMaker maker(":memory:", std::string("PRAGMA page_size = ") + random.one_of(page_sizes) + ";" +
+                                      random.one_of(modes) +
+                                      (is_index ? index_tables : random.one_of(plain_tables)));
+    if (is_index && random.one_in(2)) maker.run(index_tree);
+    run_each(maker.connection(), is_index ? index_rows(random) : rows(random));
+    std::string file = content(maker.connection());
+    const size_t root = random.one_in(3) ? root_of(maker, random.one_of(deep_tables)) : 0;
+    if (root) make_endless(file, root, 3 + random.below(4));
+    return file;
 }
 
 // SQLite takes far longer to make a database than we to read it, so that there are a few dozen only.
