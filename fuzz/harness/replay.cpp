@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs a target without a fuzzer: over the files that are named, those of a directory among them, and, for a
-// target with a model, over inputs that are made from numbers (--made COUNT). Each input has a process of its
-// own, so that every one that fails is told, and the others are run.
+// target with a model, over inputs that are made from numbers (--made COUNT). Many inputs share a process;
+// where that fails, each has one of its own, so that every one that fails is told, and the others are run.
 
 #include "model.hpp"
 
@@ -69,7 +69,31 @@ bool ends_well(Work work) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-// --- Files ---
+// input_of makes the input of a number, tell says which one failed. Returns how many did.
+template <class InputOf, class Tell>
+size_t replay(unsigned count, InputOf input_of, Tell tell) {
+    size_t failures = 0;
+    for (unsigned first = 0; first < count; first += inputs_of_a_process) {
+        const unsigned last = std::min(count, first + inputs_of_a_process);
+        const auto run_from = [&](unsigned from, unsigned to) {
+            return ends_well([&] {
+                for (unsigned number = from; number < to; number++)
+                    run(input_of(number));
+            });
+        };
+        if (run_from(first, last)) continue;
+        size_t found = 0;
+        for (unsigned number = first; number < last; number++)
+            if (!run_from(number, number + 1)) {
+                tell(number);
+                found++;
+            }
+        if (!found)
+            fprintf(stderr, "replay: FAILED on inputs %u to %u, but only together\n", first, last - 1);
+        failures += std::max<size_t>(found, 1);
+    }
+    return failures;
+}
 
 std::vector<fs::path> files_of(const fs::path &path) {
     if (!fs::is_directory(path)) return {path};
@@ -80,19 +104,11 @@ std::vector<fs::path> files_of(const fs::path &path) {
     return files;
 }
 
-size_t replay_files(const fs::path &path, size_t &count) {
-    size_t failures = 0;
-    for (const fs::path &file : files_of(path)) {
-        count++;
-        const std::string input = read_whole(file);
-        if (ends_well([&] { run(input); })) continue;
-        fprintf(stderr, "replay: FAILED on %s\n", file.c_str());
-        failures++;
-    }
-    return failures;
+size_t replay_files(const std::vector<fs::path> &files) {
+    return replay(
+        static_cast<unsigned>(files.size()), [&](unsigned number) { return read_whole(files[number]); },
+        [&](unsigned number) { fprintf(stderr, "replay: FAILED on %s\n", files[number].c_str()); });
 }
-
-// --- Made inputs ---
 
 std::string made_input(unsigned number) {
     std::vector<uint8_t> data(largest_made);
@@ -109,33 +125,6 @@ void tell_made(unsigned number) {
     fprintf(stderr, "replay: FAILED on made input %u, written to %s\n", number, fs::absolute(name).c_str());
 }
 
-size_t replay_one_by_one(unsigned first, unsigned last) {
-    size_t failures = 0;
-    for (unsigned number = first; number < last; number++) {
-        if (ends_well([&] { run(made_input(number)); })) continue;
-        tell_made(number);
-        failures++;
-    }
-    return failures;
-}
-
-// Many to a process; where that fails, each again.
-size_t replay_made(unsigned count) {
-    size_t failures = 0;
-    for (unsigned first = 0; first < count; first += inputs_of_a_process) {
-        const unsigned last = std::min(count, first + inputs_of_a_process);
-        const bool well = ends_well([&] {
-            for (unsigned number = first; number < last; number++)
-                run(made_input(number));
-        });
-        if (well) continue;
-        const size_t found = replay_one_by_one(first, last);
-        if (!found) fprintf(stderr, "replay: FAILED on made inputs %u to %u together\n", first, last - 1);
-        failures += std::max<size_t>(found, 1);
-    }
-    return failures;
-}
-
 } // namespace
 
 int main(int argc, char **argv) {
@@ -144,10 +133,12 @@ int main(int argc, char **argv) {
         if (strcmp(argv[i], "--made") == 0 && i + 1 < argc) {
             const auto made = static_cast<unsigned>(strtoul(argv[++i], nullptr, 10));
             if (!LLVMFuzzerCustomMutator) continue;
-            failures += replay_made(made);
+            failures += replay(made, made_input, tell_made);
             count += made;
         } else {
-            failures += replay_files(argv[i], count);
+            const std::vector<fs::path> files = files_of(argv[i]);
+            failures += replay_files(files);
+            count += files.size();
         }
     }
     fprintf(stderr, "replay: %zu inputs, %zu failed\n", count, failures);
