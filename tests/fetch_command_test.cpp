@@ -2,7 +2,10 @@
 //
 // `lindra fetch`: what it finds, how it writes it, and what it refuses.
 
+#include "endless_tree.hpp"
 #include "indexed_shapes.hpp"
+
+#include "shapes/sqlite.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -372,6 +375,51 @@ TEST_F(Fetch, index_that_is_none_is_told) {
     EXPECT_EQ(run_lindra("fetch " + path("roads.shp")).code, 1);
     EXPECT_EQ(run_lindra("fetch /dev/null").code, 1);
     EXPECT_EQ(run_lindra("fetch").code, 2);
+}
+
+namespace {
+
+struct EndlessFetch : Fetch {
+    void SetUp() override {
+        Fetch::SetUp();
+        const int root = number("SELECT rootpage FROM sqlite_schema WHERE name = 'shape'");
+        std::string file = read_file(database());
+        make_endless(file, static_cast<size_t>(root), 6);
+        directory.write("shapes.db", file);
+    }
+};
+
+} // namespace
+
+TEST_F(EndlessFetch, shapes_that_begin_again_and_again_are_damage) {
+    const Result result = fetch("");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_TRUE(has(result.errors, "is damaged: shape 1 stands behind shape 5")) << result.errors;
+    EXPECT_EQ(fetch("--where 1").code, 1);
+}
+
+TEST_F(EndlessFetch, statement_ends_that_finds_nothing_in_rows_without_end) {
+    using namespace lindra::tools;
+    SqliteConnection connection(database(), SqliteConnection::Access::read);
+    try {
+        connection.number("SELECT count(*) FROM shape WHERE recno < 0");
+        FAIL() << "all rows were read";
+    } catch (const SqliteError &error) {
+        EXPECT_TRUE(has(error.what(), "more steps than a file of its size can account for")) << error.what();
+    }
+    // The steps of each statement are its own.
+    EXPECT_EQ(connection.number("SELECT count(*) FROM filename"), 2);
+}
+
+TEST_F(Fetch, expression_may_have_far_more_to_do_than_to_read_the_rows) {
+    using namespace lindra::tools;
+    SqliteConnection connection(database(), SqliteConnection::Access::read);
+    constexpr const char *long_statement = "SELECT count(*) FROM shape a, shape b, shape c, shape d, shape "
+                                           "e, shape f, shape g, shape h, shape i";
+    EXPECT_THROW(connection.number(long_statement), SqliteError);
+    connection.allow_long_statements();
+    EXPECT_EQ(connection.number(long_statement), 1953125);
 }
 
 TEST_F(Fetch, index_whose_writer_was_killed_is_told) {

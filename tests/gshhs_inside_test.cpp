@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 
+#include "plain_delivery.hpp"
+
 #include "lindra/lindra.h"
 
 #include <gtest/gtest.h>
@@ -21,45 +23,8 @@ Shape square() {
     return {{10, 20, 20, 10}, {10, 10, 20, 20}};
 }
 
-// The rule once more, as it is written down: every comparison that involves 180 or 360 in double, the rest in
-// float.
 int plain_inside(const Shape &shape, float px, float py) {
-    const size_t n = shape.lon.size();
-    int crossings = 0;
-    for (size_t i = 0; i < n; i++) {
-        const size_t j = i == n - 1 ? 0 : i + 1;
-        const float x1 = shape.lon[i], y1 = shape.lat[i], y2 = shape.lat[j];
-        float x2 = shape.lon[j];
-        if (static_cast<double>(x1) - 180 > static_cast<double>(x2))
-            x2 = static_cast<float>(static_cast<double>(x2) + 360);
-        if (static_cast<double>(x2) > static_cast<double>(x1) + 180)
-            x2 = static_cast<float>(static_cast<double>(x2) - 360);
-        if (py > y1 && py > y2) continue;
-        float start, end, crossing = 0;
-        const bool whole = y1 >= py && y2 >= py;
-        const bool rises = !whole && y2 >= py;
-        if (whole) {
-            start = x1;
-            end = x2;
-        } else if (rises) {
-            crossing = x1 + (py - y1) * (x2 - x1) / (y2 - y1);
-            start = crossing;
-            end = x2;
-        } else {
-            crossing = x2 + (py - y2) * (x1 - x2) / (y1 - y2);
-            start = x1;
-            end = crossing;
-        }
-        const float low = start < end ? start : end;
-        const float high = start < end ? end : start;
-        double x = static_cast<double>(px);
-        if (x > static_cast<double>(high) + 180) x = static_cast<double>(static_cast<float>(x - 360));
-        const float western = !whole && !rises && crossing >= x1 ? shape.lon[1] : low;
-        if (static_cast<double>(western) - 180 > x) x = static_cast<double>(static_cast<float>(x + 360));
-        const auto single = static_cast<float>(x);
-        if (single >= low && high > single) crossings++;
-    }
-    return crossings % 2;
+    return lindra::test::plain_inside(shape.lon, shape.lat, px, py);
 }
 
 } // namespace

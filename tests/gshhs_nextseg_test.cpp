@@ -2,6 +2,7 @@
 
 #include "allocations.hpp"
 #include "gshhs_builder.hpp"
+#include "plain_delivery.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,119 +14,12 @@ using namespace lindra::test;
 
 namespace {
 
-// The delivery of one polygon once more, one step after the other, over plain vectors.
-struct PlainDelivery {
-    double west, east, south, north, lonref;
-    std::vector<double> lon, lat; // as stored, degrees
-    std::vector<float> out_lon, out_lat;
-
-    static double continuous(double x, double previous) {
-        while (x > previous + 180)
-            x -= 360;
-        while (x < previous - 180)
-            x += 360;
-        return x;
-    }
-
-    double shift() const {
-        const double centre = 180 + lonref;
-        double best = 1e20, result = 0, previous = 0;
-        for (size_t i = 0; i < lon.size(); i++) {
-            const double x = i == 0 ? lon[i] : continuous(lon[i], previous);
-            previous = x;
-            double t = x;
-            while (lonref > t)
-                t += 360;
-            while (t > lonref + 360)
-                t -= 360;
-            if (best > std::fabs(t - centre)) {
-                best = std::fabs(t - centre);
-                result = t - x;
-            }
-        }
-        return result;
-    }
-
-    int region(double x, double y) const {
-        int row = 1, column = 1;
-        if (south > y)
-            row = 0;
-        else if (y > north)
-            row = 2;
-        double folded = x;
-        if (folded < 0) folded += 360;
-        if (west > folded)
-            column = 0;
-        else if (x > east)
-            column = 2;
-        return 3 * row + column;
-    }
-
-    void append(double x, double y) {
-        out_lon.push_back(static_cast<float>(x));
-        out_lat.push_back(static_cast<float>(y));
-    }
-
-    void deliver() {
-        const double by = shift();
-        double previous_raw = -1, previous_x = -1, previous_y = -1;
-        int previous_region = -1;
-        for (size_t i = 0; i < lon.size(); i++) {
-            const double raw = i == 0 ? lon[i] : continuous(lon[i], previous_raw);
-            previous_raw = raw;
-            double x = raw + by, y = lat[i];
-            const int here = region(x, y);
-            bool current = true, previous = false;
-            if (i > 0 && here == 4 && previous_region != 4) previous = true;
-            if (i > 0 && here != 4) {
-                if (previous_region == 4) {
-                    previous_x = x;
-                    previous_y = y;
-                    previous = true;
-                }
-                if (here == previous_region) {
-                    current = false;
-                } else {
-                    if (here == 0 || here == 3 || here == 6) x = west;
-                    if (here == 2 || here == 5 || here == 8) x = east;
-                    if (here <= 2) y = south;
-                    if (here >= 6) y = north;
-                }
-            }
-            if (previous) append(previous_x, previous_y);
-            if (current) append(x, y);
-            previous_region = here;
-            previous_x = x;
-            previous_y = y;
-        }
-    }
-};
-
-int32_t word(const unsigned char *from) {
-    return static_cast<int32_t>(static_cast<uint32_t>(from[0]) << 24 | static_cast<uint32_t>(from[1]) << 16 |
-                                static_cast<uint32_t>(from[2]) << 8 | from[3]);
-}
-
-PlainDelivery plain(const GshhsMap *gs, const GshhsSeg &seg) {
-    PlainDelivery delivery = {gs->west, gs->east, gs->south, gs->north, gs->lonref, {}, {}, {}, {}};
-    for (int i = 0; i < seg.hdr.n; i++) {
-        delivery.lon.push_back(word(seg.pts + 8 * i) * 1e-6);
-        delivery.lat.push_back(word(seg.pts + 8 * i + 4) * 1e-6);
-    }
-    delivery.deliver();
-    return delivery;
-}
-
-bool same_bits(const std::vector<float> &a, const std::vector<float> &b) {
-    return a.size() == b.size() && (a.empty() || memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0);
-}
-
 // Delivers all that is selected beside the plain routine; returns the number of points.
 size_t compare_with_plain(Coast &coast) {
     size_t points = 0;
     for (int i = 0; i < coast.gs->nsegs; i++) {
         Delivered got = coast.next();
-        PlainDelivery expected = plain(coast.gs, coast.gs->segs[i]);
+        PlainDelivery expected = plain_delivery(coast.gs, coast.gs->segs[i]);
         EXPECT_EQ(got.status, 1);
         EXPECT_EQ(got.npts, static_cast<int>(expected.out_lon.size()));
         if (!same_bits(got.lon, expected.out_lon) || !same_bits(got.lat, expected.out_lat)) {

@@ -93,6 +93,7 @@ class Selection {
         require_one_expression(request_.where);
         const std::vector<std::string> names = attribute_names(connection_);
         allow_expressions_only(connection_);
+        connection_.allow_long_statements();
         try {
             return numbers(statement_with_expression(names));
         } catch (const SqliteError &error) {
@@ -128,8 +129,17 @@ class Selection {
             bind_window(statement, place_of_window(i), request_.windows[i]);
         std::vector<int64_t> found;
         while (statement.next())
-            found.push_back(statement.integer(0));
+            add(statement.integer(0), found);
         return found;
+    }
+
+    // SQLite takes the rows of a damaged file in the order in which they stand there.
+    void add(int64_t shapeid, std::vector<int64_t> &found) const {
+        if (!found.empty() && shapeid <= found.back())
+            throw DataError(connection_.path() + " is damaged: shape " + std::to_string(shapeid) +
+                            " stands behind shape " + std::to_string(found.back()) +
+                            "; make it again with lindra index");
+        found.push_back(shapeid);
     }
 
     static bool is_fault_of_expression(const SqliteError &error) {

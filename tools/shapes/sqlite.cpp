@@ -2,6 +2,7 @@
 
 #include "shapes/sqlite.hpp"
 
+#include <filesystem>
 #include <new>
 
 namespace lindra::tools {
@@ -11,9 +12,25 @@ namespace {
 constexpr int wait_for_others_ms = 5000;
 constexpr int longest_value = 1 << 24; // bytes: no shape has more attributes
 
+// A row takes at least 6 bytes of its file, and the longest of our own statements some 50 steps for each.
+constexpr int64_t steps_per_byte = 64;
+constexpr int64_t steps_per_byte_of_long_statement = 4096;
+constexpr int64_t steps_of_any_file = 100'000;
+constexpr int steps_between_looks = 10'000;
+
+// 0 for what is not there.
+int64_t file_size(const std::string &path) {
+    std::error_code missing;
+    const auto size = std::filesystem::file_size(path, missing);
+    return missing ? 0 : static_cast<int64_t>(size);
+}
+
 std::string advice(int result) {
     if ((result & 0xff) == SQLITE_BUSY)
         return ": another program is writing it; try again when that has ended";
+    if ((result & 0xff) == SQLITE_INTERRUPT)
+        return " after more steps than a file of its size can account for; it is damaged, or too much is "
+               "asked of it";
     if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
     return "";
 }
@@ -30,6 +47,23 @@ SqliteConnection::SqliteConnection(std::string path, Access access) : path_(std:
     sqlite3_extended_result_codes(handle, 1);
     if (result != SQLITE_OK) fail();
     distrust();
+    if (access == Access::read) allow_steps(steps_per_byte);
+}
+
+// What is not in the file yet is in the log beside it.
+void SqliteConnection::allow_steps(int64_t for_each_byte) {
+    steps_->allowed = steps_of_any_file + for_each_byte * (file_size(path_) + file_size(path_ + "-wal"));
+    sqlite3_progress_handler(handle(), steps_between_looks, stop_when_endless, steps_.get());
+}
+
+void SqliteConnection::allow_long_statements() {
+    allow_steps(steps_per_byte_of_long_statement);
+}
+
+int SqliteConnection::stop_when_endless(void *steps) {
+    auto *self = static_cast<Steps *>(steps);
+    self->taken += steps_between_looks;
+    return self->taken > self->allowed;
 }
 
 // After "Defense Against The Dark Arts" (sqlite.org, 2023).
@@ -96,6 +130,7 @@ SqliteStatement &SqliteStatement::bind_null(int place) {
 }
 
 bool SqliteStatement::next() {
+    if (!sqlite3_stmt_busy(statement_.get())) connection_->steps_->taken = 0;
     const int result = sqlite3_step(statement_.get());
     if (result == SQLITE_ROW) return true;
     if (result != SQLITE_DONE) connection_->fail();

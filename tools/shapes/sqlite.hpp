@@ -32,7 +32,8 @@ class SqliteConnection {
 
     // Opens the file at path, an absolute one; for writing it is made when it is not there. Nothing that the
     // schema of a file declares is run (views, triggers, functions in it), and a text in double quotes is a
-    // name and nothing else.
+    // name and nothing else. A statement that reads is stopped when it has taken more steps than the bytes of
+    // the file can account for, since damaged pages that lead to each other hold rows without end.
     SqliteConnection(std::string path, Access access);
 
     const std::string &path() const { return path_; }
@@ -41,16 +42,30 @@ class SqliteConnection {
     void run(const char *sql);
     int64_t number(const char *sql);
 
+    // For statements that have far more to do for each row than to read it.
+    void allow_long_statements();
+
     [[noreturn]] void fail() const;
 
   private:
+    friend class SqliteStatement;
+
+    // Where SQLite looks for it, wherever the connection is moved.
+    struct Steps {
+        int64_t taken = 0;
+        int64_t allowed = 0;
+    };
+
     struct Closer {
         void operator()(sqlite3 *handle) const { sqlite3_close_v2(handle); }
     };
 
     void distrust();
+    void allow_steps(int64_t for_each_byte);
+    static int stop_when_endless(void *steps);
 
     std::string path_;
+    std::unique_ptr<Steps> steps_ = std::make_unique<Steps>();
     std::unique_ptr<sqlite3, Closer> handle_;
 };
 

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+//
+// Binned files of borders and rivers: header, selection, delivery. The head of the input is the request. The
+// file is bound to the handle as gmtmap_select would bind it, without a file on a disk.
+
+#include "harness/expect.hpp"
+#include "harness/heap.hpp"
+#include "harness/model.hpp"
+#include "harness/parameters.hpp"
+
+#include "gmt_builder.hpp"
+
+#include <tuple>
+
+using namespace lindra::fuzz;
+using namespace lindra::test;
+
+namespace {
+
+constexpr const char *lists[] = {"p:1", "r:1023", "p:7,r:1023", "r:-1 p:-1", "p:7,p:7,p:7,p:7", "p:0",
+                                 "p",   ""};
+constexpr const char *resolutions[] = {"c", "l", "i", "h", "f"};
+constexpr size_t rivers = 5; // behind the borders
+
+// The room that a first selection takes for its segments.
+constexpr size_t first_room = 2000 * sizeof(GmtSeg);
+
+std::string model(Random &random) {
+    static constexpr std::pair<int, int> grids[] = {{1, 1}, {2, 1}, {4, 2}, {6, 3}};
+    BinnedFile file;
+    std::tie(file.nlon, file.nlat) = random.one_of(grids);
+    for (int bin = 0; bin < file.nlon * file.nlat; bin++)
+        for (unsigned i = random.below(3); i > 0; i--) {
+            BinnedSegment segment = {static_cast<int>(random.below(12)), {}};
+            for (unsigned point = random.below(4); point > 0; point--)
+                segment.points.emplace_back(random.below(1 << 16), random.below(1 << 16));
+            file.bins[bin].push_back(segment);
+        }
+    const std::string globe = be16(0) + be16(23040) + be16(-5760) + be16(5760);
+    return random.bytes(2) + (random.one_in(2) ? globe : random.bytes(8)) + file.bytes();
+}
+
+struct Request {
+    explicit Request(Parameters &from)
+        : list(from.one_of(lists)), resolution(from.byte() % std::size(resolutions)), west(from.angle()),
+          east(from.angle()), south(from.angle()), north(from.angle()) {}
+
+    const char *list;
+    size_t resolution;
+    double west, east, south, north;
+};
+
+// Whether the input is a file that a handle takes.
+bool bind_file(GmtMapFile &file, const Input &input) {
+    unsigned char *pos = input.data();
+    const int status = netcdf_unstuff_header(&pos, &file.hdr);
+    return status == 0 && gmtmap_process_border_hdr(&file) == 0;
+}
+
+void check_point(float lon, float lat) {
+    expect(lon >= 0 && lon <= 360 && lat >= -90 && lat <= 90, "a point lies on the globe");
+}
+
+// Returns the number of segments.
+int deliver(BinnedLines &lines) {
+    int count = 0;
+    for (;; count++) {
+        int n = 0, level = 0;
+        char type[2] = "";
+        if (gmtmap_nextseg(lines.gmt, &n, &lines.nalloc, &lines.lon, &lines.lat, type, &level) != 1)
+            return count;
+        for (int i = 0; i < n; i++)
+            check_point(lines.lon[i], lines.lat[i]);
+    }
+}
+
+} // namespace
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
+    return mutate(data, size, max_size, seed, model);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    Parameters parameters({data, size});
+    const Request request(parameters);
+    const Input input(parameters.rest());
+    const HeapLimit limit(size, first_room);
+    BinnedLines lines;
+    GmtMapFile *files = lines.gmt->files + request.resolution;
+    if (!bind_file(files[0], input) || !bind_file(files[rivers], input)) return 0;
+    const int selected = lines.select(request.list, resolutions[request.resolution], request.west,
+                                      request.east, request.south, request.north);
+    // After a failure the segments of the bins before are there.
+    expect(selected < 0 || selected == lines.gmt->nsegs, "the number of segments is returned");
+    expect(deliver(lines) == lines.gmt->nsegs, "every selected segment is delivered");
+    return 0;
+}

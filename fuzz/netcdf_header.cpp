@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+//
+// netCDF classic headers. A good one must read the same in an extent that is known and in one that is not,
+// and from a file that mapfile reads and from one that it maps.
+
+#include "harness/expect.hpp"
+#include "harness/heap.hpp"
+#include "harness/input.hpp"
+#include "harness/memory_file.hpp"
+#include "harness/model.hpp"
+
+#include "netcdf_builder.hpp"
+
+#include <algorithm>
+
+using namespace lindra::fuzz;
+using namespace lindra::test;
+
+namespace {
+
+// --- Model ---
+
+std::string random_name(Random &random) {
+    return random.bytes(random.below(9));
+}
+
+std::string random_attribute(Random &random) {
+    static constexpr int widths[] = {1, 1, 2, 4, 4, 8};
+    const unsigned type = random.below(6);
+    const unsigned count = random.below(5);
+    return nc::attribute(random_name(random), static_cast<int>(type) + 1, static_cast<int32_t>(count),
+                         random.bytes(count * static_cast<size_t>(widths[type])));
+}
+
+std::vector<std::string> random_attributes(Random &random) {
+    std::vector<std::string> all(random.below(4));
+    std::ranges::generate(all, [&] { return random_attribute(random); });
+    return all;
+}
+
+RawVariable random_variable(Random &random, unsigned dims) {
+    RawVariable variable;
+    variable.name = random_name(random);
+    for (unsigned rank = dims ? random.below(4) : 0; rank > 0; rank--)
+        variable.ids.push_back(static_cast<int32_t>(random.below(dims)));
+    variable.attrs = random_attributes(random);
+    variable.type = static_cast<int>(random.below(6)) + 1;
+    return variable;
+}
+
+std::string model(Random &random) {
+    if (random.one_in(8)) return rich_header().bytes();
+    RawHeader header;
+    header.numrecs = static_cast<int32_t>(random.below(3));
+    const unsigned dims = random.below(4);
+    for (unsigned i = 0; i < dims; i++)
+        header.dims.push_back(nc::dimension(random_name(random), static_cast<int32_t>(random.below(9))));
+    header.attrs = random_attributes(random);
+    for (unsigned variables = random.below(5); variables > 0; variables--)
+        header.vars.push_back(random_variable(random, dims));
+    return header.bytes();
+}
+
+// --- The routes ---
+
+struct Header {
+    Header() = default;
+    ~Header() {
+        netcdf_clear_header(hdr);
+        free(hdr);
+    }
+    Header(const Header &) = delete;
+    Header &operator=(const Header &) = delete;
+
+    NetcdfHeader *hdr = nullptr;
+};
+
+// An attribute that was not reached is printed in as many lines as the file claims it has elements.
+bool is_short(const NetcdfAttr *attrs, int32_t count) {
+    constexpr int32_t most = 1 << 12;
+    return std::all_of(attrs, attrs + count, [](const NetcdfAttr &attr) { return attr.values.n <= most; });
+}
+
+bool listing_is_short(const NetcdfHeader *hdr) {
+    if (hdr->attrs && !is_short(hdr->attrs, hdr->attrs_n)) return false;
+    for (int32_t i = 0; hdr->vars && i < hdr->vars_n; i++)
+        if (hdr->vars[i].attrs && !is_short(hdr->vars[i].attrs, hdr->vars[i].attrs_n)) return false;
+    return true;
+}
+
+// Decodes what is at base as it stands and expects the same.
+void compare(unsigned char *base, const std::string &expected, size_t consumed) {
+    Header other;
+    unsigned char *pos = base;
+    expect(netcdf_unstuff_header(&pos, &other.hdr) == 0, "a header is good by every route");
+    expect(pos == base + consumed, "a header ends at the same place by every route");
+    expect(listing(other.hdr) == expected, "a header reads the same by every route");
+}
+
+void compare_file(const MemoryFile &file, const std::string &expected, size_t consumed) {
+    char *data = nullptr;
+    const int64_t size = mapfile(file.path(), nullptr, &data);
+    expect(size >= 0, "the file can be read");
+    lindra_bound(data, static_cast<size_t>(size));
+    compare(reinterpret_cast<unsigned char *>(data), expected, consumed);
+    lindra_unbound(data);
+    lindra_unmapfile(data, size);
+}
+
+void compare_routes(const Input &input, const std::string &expected, size_t consumed) {
+    static const MemoryFile file;
+    constexpr size_t mapped = (16 << 20) + 1;
+    file.write({input.data(), input.size()});
+    compare_file(file, expected, consumed);
+    file.resize(mapped);
+    compare_file(file, expected, consumed);
+    lindra_unbound(input.data());
+    compare(input.data(), expected, consumed);
+    lindra_bound(input.data(), input.size());
+}
+
+} // namespace
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
+    return mutate(data, size, max_size, seed, model);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const Input input({data, size});
+    const HeapLimit limit(size);
+    Header header;
+    unsigned char *pos = input.data();
+    const int status = netcdf_unstuff_header(&pos, &header.hdr);
+    expect(input.has(pos), "the position stays in the file");
+    if (!header.hdr) return 0;
+    if (status == 0) {
+        const HeapPause pause;
+        compare_routes(input, listing(header.hdr), static_cast<size_t>(pos - input.data()));
+    } else if (listing_is_short(header.hdr)) {
+        netcdf_print_header(header.hdr, stdout);
+    }
+
+    pos = input.data();
+    expect(netcdf_unstuff_header(&pos, &header.hdr) == status,
+           "a header that is used again is decoded as a new one");
+    return 0;
+}

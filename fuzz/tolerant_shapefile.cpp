@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+//
+// Shapefiles by the C++ face, with index, table and encoding: everything there is in them is looked at, made
+// GeoJSON, and looked at again with nobody listening to the repairs, which must not change what is read.
+//
+// The head of the input says how long the index, the table and the name of the encoding are; they follow, and
+// the main file is the rest.
+
+#include "harness/expect.hpp"
+#include "harness/heap.hpp"
+#include "harness/model.hpp"
+#include "harness/parameters.hpp"
+
+#include "shapefile_files.hpp"
+
+#include <algorithm>
+
+using namespace lindra::fuzz;
+using namespace lindra::test;
+
+namespace {
+
+constexpr const char *encodings[] = {"",       "UTF-8",       "CP1252",          "SHIFT_JIS",
+                                     "UTF-16", "ISO-2022-JP", "no such encoding"};
+
+// The conversion of texts and its tables are the C library's; it keeps the latter.
+constexpr size_t iconv_tables = 256 << 10;
+
+// --- Model ---
+
+std::string files(const std::string &shx, const std::string &dbf, const std::string &cpg, unsigned encoding,
+                  const std::string &shp) {
+    return be16(static_cast<int>(shx.size())) + be16(static_cast<int>(dbf.size())) +
+           static_cast<char>(cpg.size()) + static_cast<char>(encoding) + shx + dbf + cpg + shp;
+}
+
+std::string random_table(Random &random, unsigned rows) {
+    std::vector<Column> columns(random.below(4));
+    size_t size = 0;
+    for (Column &column : columns) {
+        column = {random.bytes(random.below(11)), random.one_of("CCNNFDLM"),
+                  static_cast<int>(random.below(12))};
+        size += static_cast<size_t>(column.length);
+    }
+    std::vector<std::string> all(rows);
+    for (std::string &row : all) {
+        row = random.one_in(6) ? "*" : " ";
+        while (row.size() <= size)
+            row += random.one_in(2) ? static_cast<char>('0' + random.below(10)) : random.byte();
+    }
+    TableHeader header;
+    header.language_id = static_cast<uint8_t>(random.below(256));
+    return table_file(columns, all, header);
+}
+
+std::string model(Random &random) {
+    const int type = shp::types[random.below(static_cast<unsigned>(shp::types.size()))].first;
+    std::string records;
+    std::vector<std::pair<size_t, size_t>> entries;
+    for (unsigned count = random.below(5); count > 0; count--) {
+        const int points = static_cast<int>(random.below(6));
+        const int parts = static_cast<int>(random.below(static_cast<unsigned>(points) + 1));
+        std::string contents = shp::shape(type, parts, points);
+        if (random.one_in(4)) contents += random.bytes(2 * random.below(8));
+        entries.emplace_back(100 + records.size(), contents.size());
+        records += record_bytes(static_cast<int32_t>(entries.size()), contents);
+        if (random.one_in(4)) records += random.bytes(2 * random.below(8));
+    }
+    if (random.one_in(4)) std::ranges::reverse(entries);
+    const auto rows = static_cast<unsigned>(entries.size());
+    return files(random.one_in(3) ? "" : index_file(type, entries),
+                 random.one_in(3) ? "" : random_table(random, rows),
+                 random.one_in(2) ? "" : random.one_of(encodings), random.below(8), main_file(type, records));
+}
+
+// --- Reading ---
+
+struct Files {
+    explicit Files(Parameters &from) {
+        const size_t shx_size = from.half(), dbf_size = from.half(), cpg_size = from.byte();
+        encoding = from.one_of(encodings);
+        rest = from.rest();
+        shx = take(shx_size);
+        dbf = take(dbf_size);
+        cpg = take(cpg_size);
+        shp = rest;
+    }
+
+    Bytes shx, dbf, cpg, shp;
+    const char *encoding;
+
+  private:
+    Bytes take(size_t size) {
+        const Bytes taken = rest.first(std::min(size, rest.size()));
+        rest = rest.subspan(taken.size());
+        return taken;
+    }
+
+    Bytes rest;
+};
+
+lindra::byte_span span_of(const ExactCopy &copy) {
+    return {copy.data(), copy.size()};
+}
+
+// Returns how much was seen; 0 for what is no shapefile.
+size_t read(const lindra::shapefile_bytes &files, const lindra::shapefile_options &options) {
+    try {
+        const lindra::shapefile file(files, options);
+        return 1 + read_everything(file);
+    } catch (const lindra::error &) {
+        return 0;
+    }
+}
+
+} // namespace
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
+    return mutate(data, size, max_size, seed, model);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    Parameters parameters({data, size});
+    const Files files(parameters);
+    const ExactCopy shp(files.shp), shx(files.shx), dbf(files.dbf), cpg(files.cpg);
+    const lindra::shapefile_bytes bytes = {span_of(shp), span_of(shx), span_of(dbf),
+                                           text_of({cpg.data(), cpg.size()})};
+    const HeapLimit limit(size, iconv_tables);
+    size_t repairs = 0;
+    const auto count = [&](const lindra::repair &told) { repairs += !told.text.empty(); };
+    const size_t heard = read(bytes, {files.encoding, count});
+    const size_t unheard = read(bytes, {files.encoding, {}});
+    expect(heard == unheard, "the same is read whether repairs are heard or not");
+    return 0;
+}
