@@ -20,21 +20,21 @@ namespace lindra::tools {
 namespace {
 
 constexpr const char *description =
-    "Print what a file holds: netCDF header, shapefile, dBase table, texture.";
+    "Print what a file holds: netCDF, shapefile, dBase table or texture.";
 
 constexpr const char *footer =
     R"(The format is recognised by what the file holds, whatever its name:
   netCDF classic    the header: dimensions, variables, all attributes
   shapefile (.shp)  the header and every record, long lists cut short
   dBase table       the header, the fields and the text of every record
-  DDS texture       the header and the first pixels of DXT1 images that it counts
+  DDS texture       the header, and the first pixels of DXT1 images
 
 FILE may be a shapefile without its ending: then what is there of its .shp,
 .shx, .dbf, .prj and .cpg is told, a line each.
 
 A netCDF-4 file, or one with 64-bit offsets, is answered with the command that
-converts it. What can be read of a damaged shapefile, table or texture is printed
-before the error.
+converts it. What can be read of a damaged shapefile, table or texture is
+printed before the error.
 
 JSON Schemas tell the layouts of --json for a file of each format:
   share/lindra/schemas/dump-{netcdf,shapefile,dbase,dds}.schema.json

@@ -199,7 +199,7 @@ void add_texture(CLI::App &program) {
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->file, "The texture")->required()->type_name("");
     command
-        ->add_option("-o,--output", options->output, "The picture; without it, the texture's name with .png")
+        ->add_option("-o,--output", options->output, "The picture; usually the texture's name with .png")
         ->type_name("FILE");
     command->add_option("--level", options->choice.level, "0 is the largest")->type_name("K|all");
     command->add_option("--face", options->choice.face, "Of a cube map, see below")->type_name("K|all");
