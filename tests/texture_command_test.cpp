@@ -201,8 +201,7 @@ TEST_F(TextureCommand, images_that_are_cut_are_told_and_not_written) {
 }
 
 TEST_F(TextureCommand, image_that_is_cut_cannot_be_chosen) {
-    expect_refusal(four_levels().substr(0, 128 + 16 + 8), "--level 3", 1,
-                   "holds no such image");
+    expect_refusal(four_levels().substr(0, 128 + 16 + 8), "--level 3", 1, "holds no such image");
 }
 
 TEST_F(TextureCommand, what_is_no_texture_is_refused) {

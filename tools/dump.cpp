@@ -19,8 +19,7 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr const char *description =
-    "Print what a file holds: netCDF, shapefile, dBase table or texture.";
+constexpr const char *description = "Print what a file holds: netCDF, shapefile, dBase table or texture.";
 
 constexpr const char *footer =
     R"(The format is recognised by what the file holds, whatever its name:

@@ -198,8 +198,7 @@ void add_texture(CLI::App &program) {
     CLI::App *command = program.add_subcommand("texture", "Write the images of a DDS texture as PNG.");
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->file, "The texture")->required()->type_name("");
-    command
-        ->add_option("-o,--output", options->output, "The picture; usually the texture's name with .png")
+    command->add_option("-o,--output", options->output, "The picture; usually the texture's name with .png")
         ->type_name("FILE");
     command->add_option("--level", options->choice.level, "0 is the largest")->type_name("K|all");
     command->add_option("--face", options->choice.face, "Of a cube map, see below")->type_name("K|all");

@@ -806,8 +806,8 @@ LINDRA_API uint32_t PackARGB(uint32_t alpha, uint32_t red, uint32_t green, uint3
 
 /* DecompressBlockDXT1 and DecompressBlockDXT5 expand one block of 8 or 16 bytes into the image, its first
  * pixel at column x and row y. Columns from width on are left out; rows are not: the image must have room for
- * row y + 3. DXT1 gives no transparent pixels: the fourth colour of its three-colour mode is opaque black. The
- * colours of DXT5 always have four, whatever their order. */
+ * row y + 3. DXT1 gives no transparent pixels: the fourth colour of its three-colour mode is opaque black.
+ * The colours of DXT5 always have four, whatever their order. */
 LINDRA_API void DecompressBlockDXT1(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,
                                     uint32_t *image);
 LINDRA_API void DecompressBlockDXT5(uint64_t x, uint64_t y, uint64_t width, const unsigned char *block,
