@@ -24,7 +24,6 @@ namespace {
 
 const std::string unstuff_error = "0 dds_decode_file: dds_unstuff_stream() error.\n";
 constexpr uint32_t white = 0xffffffff;
-constexpr uint32_t black = 0xff000000;
 
 struct Dds : testing::Test {
     LogCapture log;

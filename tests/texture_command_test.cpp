@@ -6,6 +6,7 @@
 #include "dds_builder.hpp"
 
 #include "common/errors.hpp"
+#include "subcommands.hpp"
 #include "texture/sheet.hpp"
 #include "texture/thumbnail.hpp"
 
@@ -249,13 +250,65 @@ TEST(Sheet, images_stand_in_columns_and_rows) {
     EXPECT_EQ(pixel(8, 8), 0xffeeeeee);
 }
 
-TEST(Sheet, squares_show_through_what_is_transparent) {
+TEST(Sheet, colours_are_shown_without_alpha) {
     const TemporaryDirectory directory;
     Sheet sheet(1, 1);
-    sheet.add(0, 0, {1, 1, {0x00ffffff}}, "0");
+    sheet.add(0, 0, {1, 1, {0x00ff0000}}, "0");
     sheet.write((directory.path() / "sheet.png").string());
     const PixelImage page = read_png(directory.path() / "sheet.png");
-    EXPECT_NE(page.pixels[20 * page.width + 20], page.pixels[20 * page.width + 28]);
+    EXPECT_EQ(page.pixels[20 * page.width + 20], red);
+}
+
+namespace {
+
+// The sheet of a texture, as the command draws it.
+PixelImage sheet_of(const std::string &bytes, const std::vector<std::string> &options = {}) {
+    const TemporaryDirectory directory;
+    const std::string output = (directory.path() / "sheet.png").string();
+    std::vector<std::string> words = options; // taken from the end
+    words.insert(words.end(), {output, "-o", "--sheet", directory.write("brick.dds", bytes), "texture"});
+    CLI::App program;
+    add_texture(program);
+    program.parse(words);
+    return read_png(output);
+}
+
+uint32_t pixel(const PixelImage &page, uint32_t column, uint32_t row) {
+    return page.pixels[size_t{16 + 296 * row} * page.width + 16 + 272 * column];
+}
+
+} // namespace
+
+TEST(Sheet, levels_stand_side_by_side) {
+    const PixelImage page = sheet_of(four_levels());
+    EXPECT_EQ(page.width, 4U * 272 + 16);
+    EXPECT_EQ(page.height, 1U * 296 + 16);
+    EXPECT_EQ(pixel(page, 0, 0), red);
+    EXPECT_EQ(pixel(page, 1, 0), green);
+    EXPECT_EQ(pixel(page, 2, 0), blue);
+    EXPECT_EQ(pixel(page, 3, 0), red);
+}
+
+TEST(Sheet, faces_have_a_row_each) {
+    const PixelImage page = sheet_of(cube(0xfc00, 6));
+    EXPECT_EQ(page.height, 6U * 296 + 16);
+    EXPECT_EQ(pixel(page, 0, 5) & 0xff, 41U); // 5 of 31
+    EXPECT_EQ(sheet_of(cube(0xfc00, 6), {"5", "--face"}).height, 1U * 296 + 16);
+}
+
+TEST(Sheet, alpha_has_a_row_of_greys) {
+    const PixelImage page = sheet_of(plain_pixels(1, 1, {0x40ff0000}));
+    EXPECT_EQ(page.height, 2U * 296 + 16);
+    EXPECT_EQ(pixel(page, 0, 0), red);
+    EXPECT_EQ(pixel(page, 0, 1), 0xff404040);
+}
+
+TEST(Sheet, rows_without_end_are_refused) {
+    const std::vector<uint32_t> pixels(101, red);
+    std::string slices = plain_pixels(1, 1, pixels);
+    slices.replace(4 + 4 * Header::depth, 4, le32(101)).replace(4 + 4 * Header::caps2, 4, le32(0x200000));
+    EXPECT_THROW(sheet_of(slices), UsageError);
+    EXPECT_EQ(sheet_of(slices, {"100", "--slice"}).height, 2U * 296 + 16);
 }
 
 // --- Thumbnails -------------------------------------------------------------------------------------------
@@ -268,16 +321,15 @@ TEST(Thumbnail, small_images_are_enlarged_by_a_whole_number) {
                                                    blue, blue}));
 }
 
-TEST(Thumbnail, large_images_are_reduced_to_means) {
+TEST(Thumbnail, large_images_are_reduced_to_means_of_each_channel) {
     const PixelImage image = thumbnail({4,
                                         2,
                                         {0xff000000, 0xff0000ff, 0xffffffff, 0x00ffffff, //
-                                         0xff00ff00, 0xffff0000, 0x00ffffff, 0xffffffff}},
+                                         0xff00ff00, 0xffff0000, 0x00ffffff, 0xffffff01}},
                                        2);
     EXPECT_EQ(image.width, 2U);
     EXPECT_EQ(image.height, 1U);
-    // Two pixels of the second four are transparent: the mean is half as opaque, and multiplied so.
-    EXPECT_EQ(image.pixels, (std::vector<uint32_t>{0xff404040, 0x80808080}));
+    EXPECT_EQ(image.pixels, (std::vector<uint32_t>{0xff404040, 0x80ffffc0}));
 }
 
 TEST(Thumbnail, long_images_keep_a_pixel_across) {

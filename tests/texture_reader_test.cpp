@@ -70,6 +70,17 @@ TEST(TextureReader, images_come_in_the_order_of_the_file) {
     EXPECT_TRUE(file.repairs().empty());
 }
 
+TEST(TextureReader, alpha_is_known_by_the_format) {
+    const auto has_alpha = [](const dds::Storage &storage) {
+        return OpenTexture(dds::Texture{.storage = storage}.file())->has_alpha();
+    };
+    EXPECT_FALSE(has_alpha(dds::dxt1()));
+    EXPECT_TRUE(has_alpha(dds::compressed(3, dds::fourcc("DXT3"))));
+    EXPECT_TRUE(has_alpha(dds::compressed(5, dds::fourcc("DXT5"))));
+    EXPECT_TRUE(has_alpha(dds::plain(dds::bgra, 0x41)));
+    EXPECT_FALSE(has_alpha(dds::plain(dds::bgra, 0x40)));
+}
+
 TEST(TextureReader, a_file_is_opened_by_its_path) {
     const TemporaryDirectory directory;
     const dds::Texture model{.storage = plain(dds::bgra, dds::rgba), .levels = 4};

@@ -41,7 +41,8 @@ Faces of a cube: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z.
 
 A sheet shows every image of the choice, all where there is none, in a square
 of its own: the levels side by side, a row for each face, array element or
-slice. Small ones are enlarged, large ones reduced.
+slice. Small ones are enlarged, large ones reduced. Colours are shown without
+alpha, which, where the format has it, is a row of greys under them.
 
 Exit status: 0; 1 when the file is missing, damaged or of no known format;
 2 for wrong arguments.
@@ -121,7 +122,7 @@ void write_images(const texture &file, const Options &options) {
 // The places of the images of the choice: a row for each element, face and slice, a column for each level.
 class Places {
   public:
-    Places(const texture &file, const ImageFilter &filter) {
+    Places(const texture &file, const ImageFilter &filter) : rows_for_each_(file.has_alpha() ? 2 : 1) {
         for (const texture_image &image : file.images()) {
             if (!filter.takes(image)) continue;
             rows_.insert(row_key(image));
@@ -132,9 +133,9 @@ class Places {
         }
     }
 
-    int rows() const { return static_cast<int>(rows_.size()); }
+    int rows() const { return static_cast<int>(rows_.size()) * rows_for_each_; }
     int columns() const { return static_cast<int>(columns_.size()); }
-    int row(const texture_image &image) const { return place(rows_, row_key(image)); }
+    int row(const texture_image &image) const { return place(rows_, row_key(image)) * rows_for_each_; }
     int column(const texture_image &image) const { return place(columns_, image.level); }
 
   private:
@@ -147,9 +148,14 @@ class Places {
         return static_cast<int>(std::distance(set.begin(), set.find(value)));
     }
 
+    int rows_for_each_; // colours, and alpha
     std::set<Key> rows_;
     std::set<uint32_t> columns_;
 };
+
+std::string counted(int n, const std::string &what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
 
 std::string caption(const texture &file, const texture_image &image) {
     std::string text;
@@ -157,6 +163,12 @@ std::string caption(const texture &file, const texture_image &image) {
     if (file.faces() > 1) text += "face " + std::to_string(image.face) + ", ";
     if (file.depth() > 1) text += "slice " + std::to_string(image.slice) + ", ";
     return text + "level " + std::to_string(image.level) + ": " + size_of(image);
+}
+
+PixelImage greys_of_alpha(PixelImage image) {
+    for (uint32_t &pixel : image.pixels)
+        pixel = (pixel >> 24) * 0x010101;
+    return image;
 }
 
 void write_sheet(const texture &file, const Options &options) {
@@ -169,13 +181,15 @@ void write_sheet(const texture &file, const Options &options) {
     double done = 0;
     for (const texture_image &image : file.images()) {
         progress.update(done++);
-        if (filter.takes(image))
-            sheet.add(places.column(image), places.row(image), expanded(file, image), caption(file, image));
+        if (!filter.takes(image)) continue;
+        const PixelImage pixels = expanded(file, image);
+        sheet.add(places.column(image), places.row(image), pixels, caption(file, image));
+        if (file.has_alpha())
+            sheet.add(places.column(image), places.row(image) + 1, greys_of_alpha(pixels), "alpha");
     }
     sheet.write(output);
     progress.hide();
-    say(output + ": " + std::to_string(places.columns()) + " levels, " + std::to_string(places.rows()) +
-        (places.rows() == 1 ? " row" : " rows"));
+    say(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
 }
 
 void show_texture(const Options &options) {

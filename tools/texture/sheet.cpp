@@ -17,11 +17,8 @@ constexpr int gap = 16;
 constexpr int caption_height = 24;
 constexpr int cell_width = side + gap;
 constexpr int cell_height = side + caption_height + gap;
-constexpr double square = 8; // of the ground behind thumbnails
 
 constexpr double page_grey = 0.93;
-constexpr double light_grey = 0.8;
-constexpr double dark_grey = 0.6;
 
 void check(cairo_status_t status) {
     if (status != CAIRO_STATUS_SUCCESS)
@@ -37,26 +34,14 @@ void grey(cairo_t *context, double brightness) {
     cairo_set_source_rgb(context, brightness, brightness, brightness);
 }
 
-void draw_squares(cairo_t *context, double left, double top, const PixelImage &image) {
-    cairo_rectangle(context, left, top, image.width, image.height);
-    cairo_clip(context);
-    grey(context, light_grey);
-    cairo_paint(context);
-    grey(context, dark_grey);
-    for (double y = 0; y < image.height; y += square)
-        for (double x = static_cast<int>(y / square) % 2 ? square : 0; x < image.width; x += 2 * square)
-            cairo_rectangle(context, left + x, top + y, square, square);
-    cairo_fill(context);
-}
-
-// The thumbnail's pixels are laid out as Cairo wants them, for rows of whole pixels.
+// The thumbnail's pixels are laid out as Cairo wants them; their alpha is not looked at.
 void draw_pixels(cairo_t *context, double left, double top, PixelImage &image) {
     cairo_surface_t *surface = cairo_image_surface_create_for_data(
-        reinterpret_cast<unsigned char *>(image.pixels.data()), CAIRO_FORMAT_ARGB32,
+        reinterpret_cast<unsigned char *>(image.pixels.data()), CAIRO_FORMAT_RGB24,
         static_cast<int>(image.width), static_cast<int>(image.height), static_cast<int>(4 * image.width));
     cairo_set_source_surface(context, surface, left, top);
     cairo_paint(context);
-    grey(context, 0); // lets go of the surface before its pixels are
+    grey(context, 0); // for the caption; and lets go of the surface before its pixels are
     cairo_surface_destroy(surface);
 }
 
@@ -93,11 +78,7 @@ void Sheet::add(int column, int row, const PixelImage &image, const std::string 
     PixelImage small = thumbnail(image, side);
     const double left = gap + column * cell_width;
     const double top = gap + row * cell_height;
-    cairo_save(context);
-    draw_squares(context, left, top, small);
     draw_pixels(context, left, top, small);
-    cairo_restore(context);
-    grey(context, 0);
     cairo_move_to(context, left, top + side + caption_height - 8);
     cairo_show_text(context, caption.c_str());
 }

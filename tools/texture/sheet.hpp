@@ -10,8 +10,8 @@
 
 namespace lindra::tools {
 
-// A contact sheet: thumbnails in columns and rows over squares that show where they are transparent, each
-// with a caption under it.
+// A contact sheet: thumbnails in columns and rows, their colours without alpha, each with a caption under
+// it.
 class Sheet {
   public:
     static constexpr int most_rows = 100;

@@ -8,25 +8,22 @@ namespace lindra::tools {
 
 namespace {
 
-// Sums of channels that were multiplied with alpha.
+// Sums of channels.
 struct Sum {
     uint64_t alpha = 0, red = 0, green = 0, blue = 0, count = 0;
 
     void add(uint32_t pixel) {
-        const uint64_t a = pixel >> 24;
-        alpha += 255 * a;
-        red += a * (pixel >> 16 & 0xff);
-        green += a * (pixel >> 8 & 0xff);
-        blue += a * (pixel & 0xff);
+        alpha += pixel >> 24;
+        red += pixel >> 16 & 0xff;
+        green += pixel >> 8 & 0xff;
+        blue += pixel & 0xff;
         count++;
     }
 
     uint32_t pixel() const { return mean(alpha) << 24 | mean(red) << 16 | mean(green) << 8 | mean(blue); }
 
   private:
-    uint32_t mean(uint64_t sum) const {
-        return static_cast<uint32_t>((sum + 255 * count / 2) / (255 * count));
-    }
+    uint32_t mean(uint64_t sum) const { return static_cast<uint32_t>((sum + count / 2) / count); }
 };
 
 // Where the piece that index, of pieces, covers begins along a side.

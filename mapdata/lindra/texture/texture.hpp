@@ -118,6 +118,12 @@ class texture {
 
     texture_format format() const { return static_cast<texture_format>(state_->found.format); }
 
+    // Whether pixels have an alpha of their own; in other formats, DXT1 among them, it is 255 everywhere.
+    bool has_alpha() const {
+        return format() == texture_format::masks ? state_->found.alpha != 0
+                                                 : format() != texture_format::dxt1;
+    }
+
     // Of the first level, pixels; depth is that of a volume and 1 of any other texture.
     uint32_t width() const { return state_->found.width; }
     uint32_t height() const { return state_->found.height; }
