@@ -378,7 +378,7 @@ TEST_P(S3tcImages, of_every_small_size_are_as_plain_arithmetic_has_them) {
 }
 
 TEST_P(S3tcImages, are_not_written_from_the_given_row_on) {
-    for (const uint64_t width : {1, 4, 7, 8, 9, 17})
+    for (const uint64_t width : {1U, 4U, 7U, 8U, 9U, 17U})
         for (uint64_t height = 1; height <= 13; height++)
             for (uint64_t rows = 0; rows < (height + 3) / 4 * 4; rows++)
                 expect_plain_image(GetParam(), width, height, rows);
@@ -388,7 +388,7 @@ TEST_P(S3tcImages, are_not_written_from_the_given_row_on) {
 // the cache. Two marks stand behind the last pixel.
 TEST_P(S3tcImages, of_large_size_are_as_plain_arithmetic_has_them_wherever_they_begin) {
     const Format &format = GetParam();
-    for (const uint64_t width : {1040, 1037}) {
+    for (const uint64_t width : {1040U, 1037U}) {
         constexpr uint64_t height = 2047, rows = 2045;
         const std::string blocks = random_blocks((width + 3) / 4 * ((height + 3) / 4) * format.block_size, 1);
         const std::vector<uint32_t> expected = plain_image(format, width, rows, blocks);

@@ -216,11 +216,11 @@ TEST_F(TextureTest, a_mask_with_gaps_counts_from_its_lowest_bit_to_its_highest) 
 }
 
 TEST_F(TextureTest, dx10_headers_tell_the_format_by_number) {
-    for (const uint32_t number : {70, 71, 72})
+    for (const uint32_t number : {70U, 71U, 72U})
         expect_read({.storage = numbered(compressed(1, 0), number), .levels = 3});
-    for (const uint32_t number : {73, 74, 75})
+    for (const uint32_t number : {73U, 74U, 75U})
         expect_read({.storage = numbered(compressed(3, 0), number), .levels = 3});
-    for (const uint32_t number : {76, 77, 78})
+    for (const uint32_t number : {76U, 77U, 78U})
         expect_read({.storage = numbered(compressed(5, 0), number), .levels = 3});
     EXPECT_EQ(texture.header10.dxgiFormat, 78U);
     EXPECT_EQ(texture.header10.resourceDimension, 3U);
@@ -234,21 +234,21 @@ TEST_F(TextureTest, plain_dx10_formats_have_their_channels_where_their_names_say
         EXPECT_EQ(told, AllTold{}) << number;
         return expanded(texture, image(0))[0];
     };
-    for (const uint32_t rgba8 : {27, 28, 29})
+    for (const uint32_t rgba8 : {27U, 28U, 29U})
         EXPECT_EQ(first(rgba8, "\x10\x20\x30\x40"), 0x40102030U);
-    for (const uint32_t bgra8 : {87, 90, 91})
+    for (const uint32_t bgra8 : {87U, 90U, 91U})
         EXPECT_EQ(first(bgra8, "\x10\x20\x30\x40"), 0x40302010U);
-    for (const uint32_t bgrx8 : {88, 92, 93})
+    for (const uint32_t bgrx8 : {88U, 92U, 93U})
         EXPECT_EQ(first(bgrx8, "\x10\x20\x30\x40"), 0xff302010U);
-    for (const uint32_t rgb10a2 : {23, 24})
+    for (const uint32_t rgb10a2 : {23U, 24U})
         EXPECT_EQ(first(rgb10a2, le32(3U << 30 | 1023 << 20 | 512 << 10 | 0)), 0xff0080ffU);
-    for (const uint32_t rg16 : {33, 35})
+    for (const uint32_t rg16 : {33U, 35U})
         EXPECT_EQ(first(rg16, le16(0xffff) + le16(0x8000)), 0xffff8000U);
-    for (const uint32_t rg8 : {48, 49})
+    for (const uint32_t rg8 : {48U, 49U})
         EXPECT_EQ(first(rg8, "\x10\x20"), 0xff102000U);
-    for (const uint32_t r16 : {53, 56})
+    for (const uint32_t r16 : {53U, 56U})
         EXPECT_EQ(first(r16, le16(0x8000)), 0xff800000U);
-    for (const uint32_t r8 : {60, 61})
+    for (const uint32_t r8 : {60U, 61U})
         EXPECT_EQ(first(r8, "\x10"), 0xff100000U);
     EXPECT_EQ(first(65, "\x10"), 0x10000000U);                               // A8
     EXPECT_EQ(first(85, le16(1 << 11 | 2 << 5 | 3)), 0xff080819U);           // B5G6R5
