@@ -3,6 +3,7 @@
 #include "common/standard_output.hpp"
 
 #include "common/errors.hpp"
+#include "common/file_faults.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -16,6 +17,7 @@ void print_to_standard_output(const std::function<void()> &print) {
     std::signal(SIGPIPE, SIG_IGN); // so that a reader that has gone is an error of the stream
     errno = 0;
     print();
+    require_unchanged_files();
     if (fflush(stdout) == 0 && !ferror(stdout)) return;
     const int reason = errno;
     clearerr(stdout);
