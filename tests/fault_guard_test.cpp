@@ -149,7 +149,8 @@ TEST_F(FaultGuard, shapefile_cut_while_it_is_opened_is_an_error) {
     });
     ASSERT_TRUE(reason);
     EXPECT_EQ(reason->file(), path);
-    EXPECT_EQ(reason->offset(), LargeShapes::begin(1));
+    EXPECT_GE(reason->offset(), LargeShapes::begin(1));
+    EXPECT_LT(reason->offset(), LargeShapes::begin(1) + 8) << "the header of the second record";
 }
 
 TEST_F(FaultGuard, table_is_guarded_too) {
