@@ -74,11 +74,11 @@ class RunningCommand {
 // --- The command ------------------------------------------------------------------------------------------
 
 TEST_F(FileFaults, coastline_cut_while_it_is_exported_is_an_error) {
-    GshhsData data;
+    const Environment data("LINDRA_DATA", directory.path().c_str());
     std::vector<RawPolygon> polygons;
     for (int i = 0; i < 220'000; i++)
         polygons.push_back(square(i % 350, i % 80));
-    const std::string coast = data.put(polygons);
+    const std::string coast = directory.write("maps/lindra/gshhs_c.b", file_of(polygons));
     ASSERT_GT(std::filesystem::file_size(coast), 17 * megabyte);
     constexpr uint64_t rest = 8 * megabyte;
     RunningCommand command("segments --resolution c");
