@@ -12,9 +12,9 @@
 #include <atomic>
 #include <barrier>
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <optional>
-#include <fcntl.h>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -109,8 +109,8 @@ TEST_F(FaultGuard, shapefile_cut_while_it_is_walked_is_an_error_with_file_and_by
     EXPECT_EQ(reason->file(), path);
     EXPECT_GE(reason->offset(), rest);
     EXPECT_LT(reason->offset(), rest + 16);
-    EXPECT_EQ(reason->what(), path + ": byte " + std::to_string(reason->offset()) +
-                                  ": changed while it was read; try again");
+    EXPECT_EQ(reason->what(),
+              path + ": byte " + std::to_string(reason->offset()) + ": changed while it was read; try again");
 }
 
 TEST_F(FaultGuard, harmed_file_stays_harmed) {
@@ -477,8 +477,7 @@ TEST_P(SpecialFile, is_refused_at_once_by_every_class) {
 }
 
 TEST_P(SpecialFile, is_left_aside_beside_a_main_file) {
-    const std::string main =
-        directory.write("special.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    const std::string main = directory.write("special.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
     for (const char *ending : {".shx", ".dbf", ".cpg"})
         make(GetParam(), ending);
     size_t told = 0;
@@ -505,8 +504,7 @@ class OtherUser {
 
 TEST_F(FaultGuard, unreadable_files_are_refused_with_the_reason) {
     std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
-    const std::string main =
-        directory.write("closed.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    const std::string main = directory.write("closed.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
     const std::string image = directory.write("closed.dds", dds::Header().bytes() + dds::plain_block(0));
     for (const std::string &path : {main, image})
         std::filesystem::permissions(path, std::filesystem::perms::none);

@@ -178,8 +178,8 @@ TEST_F(Threads, records_are_fetched_through_one_view_and_through_views_of_their_
             const int file = static_cast<int>((thread + static_cast<size_t>(i)) % 4);
             SHPRECORD shape = {};
             const std::string id = std::to_string(file + 1);
-            EXPECT_EQ(esri_get_db_shp_record(&shape, dblookup(table, nullptr, nullptr, "shapeid", id.c_str())),
-                      0);
+            EXPECT_EQ(
+                esri_get_db_shp_record(&shape, dblookup(table, nullptr, nullptr, "shapeid", id.c_str())), 0);
             EXPECT_EQ(shape.hdr.number, file + 1);
             lindra_clear_esri(ESRI_RECORD, &shape);
         }
@@ -260,8 +260,8 @@ TEST_F(Threads, one_shapefile_is_read_by_objects_of_their_own) {
 }
 
 TEST_F(Threads, one_texture_is_looked_at_by_all) {
-    for (const dds::Storage &storage : {dds::dxt1(), dds::compressed(3, dds::fourcc("DXT3")),
-                                        dds::compressed(5, dds::fourcc("DXT5"))}) {
+    for (const dds::Storage &storage :
+         {dds::dxt1(), dds::compressed(3, dds::fourcc("DXT3")), dds::compressed(5, dds::fourcc("DXT5"))}) {
         const dds::Texture model{storage, 64, 32, 6};
         const texture file(directory.write("image.dds", model.file()));
         const std::vector<uint32_t> first = file.expand(file.images()[0]);
@@ -298,7 +298,8 @@ TEST_F(Threads, guarded_threads_learn_each_that_the_file_was_cut) {
                 if (thread == 0) cutter.cut();
                 together.arrive_and_wait();
                 for (const shape_record &record : file)
-                    EXPECT_EQ(record.points()[1000 * thread + 999].x, 0);
+                    for (const shape_point p : record.points())
+                        EXPECT_EQ(p.x, 0);
             });
         } catch (const error &reason) {
             EXPECT_EQ(reason.file(), path);
