@@ -15,6 +15,7 @@ namespace lindra::tools {
 
 void print_to_standard_output(const std::function<void()> &print) {
     std::signal(SIGPIPE, SIG_IGN); // so that a reader that has gone is an error of the stream
+    require_unchanged_files();
     errno = 0;
     print();
     require_unchanged_files();
