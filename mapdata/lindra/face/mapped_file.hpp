@@ -54,17 +54,17 @@ class mapping {
     // mind that it did. Returns whether that went well. Calls nothing but what a handler of signals may call.
     bool lose(const void *at) {
         const uint64_t offset = offset_of(at);
-        const uint64_t begin = offset - offset % page_;
-        if (mmap(data_ + begin, static_cast<uint64_t>(size_) - begin, PROT_READ,
-                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0) == MAP_FAILED)
-            return false;
+        // The mark comes first: whoever sees a zero, on whatever thread, sees the mark as well.
         uint64_t none = nothing_lost;
-        lost_.compare_exchange_strong(none, offset, std::memory_order_relaxed);
-        return true;
+        lost_.compare_exchange_strong(none, offset);
+        const uint64_t begin = offset - offset % page_;
+        return mmap(data_ + begin, static_cast<uint64_t>(size_) - begin, PROT_READ,
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0) != MAP_FAILED;
     }
 
     void require_whole() const {
-        if (const uint64_t lost = lost_.load(std::memory_order_relaxed); lost != nothing_lost)
+        // Not a load, which a processor may bring forward of the looks at bytes before it.
+        if (const uint64_t lost = lost_.fetch_or(0); lost != nothing_lost)
             throw error(path_, lost, "changed while it was read; try again");
     }
 
@@ -81,7 +81,7 @@ class mapping {
     char *data_ = nullptr;
     int64_t size_ = 0;
     uint64_t page_ = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-    std::atomic<uint64_t> lost_ = nothing_lost; // offset of the byte that was looked for first
+    mutable std::atomic<uint64_t> lost_ = nothing_lost; // offset of the byte that was looked for first
 };
 
 // The files that one object has open; null: none, or one that nobody else can change.
