@@ -33,9 +33,7 @@ class mapping {
         size_ = mapfile(path.c_str(), nullptr, &data_);
         if (size_ >= 0) return;
         const int reason = errno;
-        throw error(path, 0,
-                    reason ? std::generic_category().message(reason)
-                           : "is no regular file, or changed while it was read");
+        throw error(path, 0, reason ? std::generic_category().message(reason) : "is no regular file");
     }
     ~mapping() { lindra_unmapfile(data_, size_); }
     mapping(const mapping &) = delete;
