@@ -108,19 +108,20 @@ void remember(const MappedPart &part, uint64_t at) {
 }
 
 // Puts zeros in the place of the mapping from the page of that address on.
-bool put_zeros(const MappedPart &part, uint64_t at) {
-    const auto page = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-    const uint64_t begin = at - at % page;
-    return mmap(reinterpret_cast<void *>(begin), part.end - begin, PROT_READ,
+bool put_zeros(const MappedPart &part, void *at) {
+    const auto address = reinterpret_cast<uintptr_t>(at);
+    const uint64_t into_page = address % static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+    return mmap(static_cast<char *>(at) - into_page, part.end - (address - into_page), PROT_READ,
                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0) != MAP_FAILED;
 }
 
-bool is_mended(uint64_t at) {
+bool is_mended(void *at) {
+    const auto address = reinterpret_cast<uintptr_t>(at);
     Lines lines("/proc/self/maps");
     MappedPart part;
     for (std::string_view line; lines.next(line);)
-        if (parse(line, part) && at >= part.begin && at < part.end) {
-            remember(part, at);
+        if (parse(line, part) && address >= part.begin && address < part.end) {
+            remember(part, address);
             return put_zeros(part, at);
         }
     return false;
@@ -129,7 +130,7 @@ bool is_mended(uint64_t at) {
 void on_fault(int number, siginfo_t *info, void *) {
     const int kept = errno;
     const bool is_fault = info->si_code == BUS_ADRERR;
-    if (!is_fault || !is_mended(reinterpret_cast<uintptr_t>(info->si_addr))) {
+    if (!is_fault || !is_mended(info->si_addr)) {
         // A fault comes again as soon as this returns.
         std::signal(number, SIG_DFL);
         if (info->si_code <= 0) std::raise(number);
