@@ -4,6 +4,7 @@
 // 0, 1 for bad data, 2 for bad usage.
 
 #include "common/errors.hpp"
+#include "common/file_faults.hpp"
 #include "subcommands.hpp"
 
 #include "lindra/lindra.h"
@@ -98,11 +99,24 @@ int run(int argc, char **argv) {
     return flushed(exit_success);
 }
 
+// What goes wrong over bytes that are gone is told as what it is.
+int run_watched(int argc, char **argv) {
+    watch_files();
+    try {
+        const int code = run(argc, argv);
+        require_unchanged_files();
+        return code;
+    } catch (...) {
+        require_unchanged_files();
+        throw;
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     try {
-        return run(argc, argv);
+        return run_watched(argc, argv);
     } catch (const UsageError &error) {
         return say(error, exit_bad_usage);
     } catch (const ReaderGone &) {

@@ -21,7 +21,10 @@
  * must be there.
  *
  * Threads. Separate handles may be used from separate threads at the same time; one handle belongs to one
- * thread at a time.
+ * thread at a time. What the process has once (the indexes of structures, known extents, the files that
+ * esri_get_db_shp_record has mapped, the log's handler) is guarded, and the texts of netcdf_type2str and
+ * netcdf_value2str are those of the calling thread. The printers write to standard output by several calls;
+ * lines of threads that print at the same time mix.
  */
 #ifndef LINDRA_H
 #define LINDRA_H

@@ -6,6 +6,7 @@
 //   shapefile, shape_record    shapefiles with their attributes, also those that break the rules
 //   geojson                    what they show, as GeoJSON (RFC 7946, 2016)
 //   texture, texture_image     textures (.dds), also those that break the rules
+//   guarded, fault_guard       files that others cut while they are read
 //
 // The names below lindra::detail, and those of the headers for the library's own use, may change.
 #ifndef LINDRA_HPP
@@ -13,6 +14,7 @@
 
 #include "lindra.h"
 
+#include "face/fault_guard.hpp"
 #include "shapefile/geojson.hpp"
 #include "shapefile/shapefile.hpp"
 #include "texture/texture.hpp"

@@ -110,11 +110,11 @@ LINDRA_API char *datafile(const char *env, const char *relative_path);
 
 /* mapfile makes the whole regular file at path readable in memory for the life of the process, or until
  * lindra_unmapfile, stores the address of its first byte in data and returns its size in bytes. Files up to
- * 16 MiB are read into private memory that ends at an unreadable page; larger ones are mapped. With a cache
- * handle (the address of an Arr pointer that is null at first) a file mapped through it before is not mapped
- * again: the same address and size are returned. Returns -1 with null in data when path is no readable
- * regular file, or memory is exhausted. A cache handle and its strings are the caller's; its mappings stay.
- */
+ * 16 MiB are read into private memory that ends at an unreadable page; larger ones are mapped, and a byte of
+ * them that others cut off meanwhile is a fault (SIGBUS) where it is read. With a cache handle (the address
+ * of an Arr pointer that is null at first) a file mapped through it before is not mapped again: the same
+ * address and size are returned. Returns -1 with null in data when path is no readable regular file, or
+ * memory is exhausted. A cache handle and its strings are the caller's; its mappings stay. */
 LINDRA_API int64_t mapfile(const char *path, Arr **cache, char **data);
 
 /* --- Database views ------------------------------------------------------------------------------------- */

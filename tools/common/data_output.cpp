@@ -3,6 +3,7 @@
 #include "common/data_output.hpp"
 
 #include "common/errors.hpp"
+#include "common/file_faults.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -46,6 +47,7 @@ void DataOutput::finish() {
 }
 
 void DataOutput::flush() {
+    require_unchanged_files();
     if (file_)
         file_->write(block_);
     else

@@ -3,6 +3,7 @@
 #include "common/output_file.hpp"
 
 #include "common/errors.hpp"
+#include "common/file_faults.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -91,6 +92,7 @@ void OutputFile::write(std::string_view bytes) {
 }
 
 void OutputFile::commit() {
+    require_unchanged_files();
     const bool special = temporary_.empty();
     if (!special && fchmod(descriptor_, new_file_mode()) != 0) fail("cannot be written");
     const int closed = close(descriptor_);

@@ -3,6 +3,7 @@
 #include "common/standard_output.hpp"
 
 #include "common/errors.hpp"
+#include "common/file_faults.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -14,8 +15,10 @@ namespace lindra::tools {
 
 void print_to_standard_output(const std::function<void()> &print) {
     std::signal(SIGPIPE, SIG_IGN); // so that a reader that has gone is an error of the stream
+    require_unchanged_files();
     errno = 0;
     print();
+    require_unchanged_files();
     if (fflush(stdout) == 0 && !ferror(stdout)) return;
     const int reason = errno;
     clearerr(stdout);

@@ -174,6 +174,8 @@ size_t import_line_files(const ImportOptions &options) {
             const fs::path from = options.from / (stem + ".nc");
             std::error_code error;
             if (!fs::exists(from, error)) continue;
+            if (!fs::is_regular_file(from, error))
+                throw DataError(from.string() + " cannot be read: it is not a regular file");
             import_line_file(options, from, stem + ".cdf");
             count++;
         }

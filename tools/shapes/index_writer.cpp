@@ -2,6 +2,7 @@
 
 #include "shapes/index_writer.hpp"
 
+#include "common/file_faults.hpp"
 #include "shapes/index_file.hpp"
 
 #include <algorithm>
@@ -105,6 +106,7 @@ void IndexWriter::replace(const std::string &name, const FileStamp &stamp, const
                           const std::function<void(const shape_record &)> &look) {
     connection_.run("SAVEPOINT file");
     try {
+        const fault_guard guard(shapes);
         const int64_t fileid = make_room(name, stamp);
         add_fields(fileid, shapes);
         for (const shape_record &record : shapes) {
@@ -112,6 +114,7 @@ void IndexWriter::replace(const std::string &name, const FileStamp &stamp, const
             if (record.offset() == 0 || record.deleted()) continue;
             add_shape(fileid, record);
         }
+        guard.check();
     } catch (...) {
         connection_.run("ROLLBACK TO file; RELEASE file");
         throw;
@@ -181,6 +184,7 @@ void IndexWriter::add_box(const shape_box &box) {
 }
 
 void IndexWriter::commit() {
+    require_unchanged_files();
     connection_.run("COMMIT; BEGIN IMMEDIATE");
     last_commit_ = Clock::now();
 }

@@ -27,7 +27,10 @@ constexpr double rounding = 1e-6;              // degrees, let pass beyond a pol
 // Empty when there is none.
 std::string definition_beside(const std::string &path) {
     for (const char *ending : {".prj", ".PRJ"}) {
-        std::ifstream file(fs::path(path).replace_extension(ending), std::ios::binary);
+        const fs::path beside = fs::path(path).replace_extension(ending);
+        std::error_code ignored;
+        if (!fs::is_regular_file(beside, ignored)) continue; // opening a FIFO would wait for its writer
+        std::ifstream file(beside, std::ios::binary);
         if (!file) continue;
         std::string text(longest_definition, '\0');
         file.read(text.data(), static_cast<std::streamsize>(text.size()));

@@ -320,8 +320,10 @@ inline std::string geojson(const shape_record &record) {
 }
 
 // write_geojson writes a FeatureCollection of the records that are not deleted, a line for each. The state of
-// the stream tells of failures.
+// the stream tells of failures. Throws error when the file was cut by others; what is written until then is
+// right, and has no end.
 inline void write_geojson(std::ostream &out, const shapefile &file) {
+    const fault_guard guard(file);
     out << R"({"type":"FeatureCollection","features":[)";
     std::string feature;
     const char *separator = "\n";
@@ -329,6 +331,7 @@ inline void write_geojson(std::ostream &out, const shapefile &file) {
         if (record.deleted()) continue;
         feature = separator;
         append_geojson(feature, record);
+        guard.check();
         out << feature;
         separator = ",\n";
     }

@@ -10,6 +10,7 @@
 #include "record_finder.hpp"
 #include "shape_record.hpp"
 
+#include "../face/fault_guard.hpp"
 #include "../face/mapped_file.hpp"
 #include "../face/report.hpp"
 
@@ -43,13 +44,15 @@ struct shapefile_bytes {
 };
 
 // shapefile: an open shapefile. Records, parts, points and rows look into it and are valid while it lives; it
-// may be moved meanwhile. Files up to 16 MiB are private copies; larger ones are mapped and must not be cut
-// by others meanwhile. One object belongs to one thread at a time.
+// may be moved meanwhile. Files up to 16 MiB are private copies; larger ones are mapped, and are to be looked
+// at under a guard (guarded) where others may cut them meanwhile. Separate objects, of one file too, may be
+// used by separate threads; one object belongs to one thread at a time.
 class shapefile {
   public:
     // Opens PATH.shp, given with or without the ending, and the .shx, .dbf and .cpg files beside it, where
     // they are there. Throws error when the main file cannot be read, is shorter than its header or does not
-    // begin with the number of the format. Other files that are unusable are repairs.
+    // begin with the number of the format, or when a file is cut by others meanwhile. Other files that are
+    // unusable are repairs.
     explicit shapefile(const std::string &path, const shapefile_options &options = {})
         : state_(std::make_unique<state>()) {
         const std::string main = main_path(path);
@@ -60,11 +63,14 @@ class shapefile {
         detail::mapped_file cpg;
         map_beside(main, ".cpg", cpg, options);
         const byte_span name = cpg.bytes();
-        open({state_->shp.bytes(),
-              state_->shx.bytes(),
-              state_->dbf.bytes(),
-              {reinterpret_cast<const char *>(name.data()), std::min(name.size(), longest_name)}},
-             main, options);
+        const shapefile_bytes files = {
+            state_->shp.bytes(),
+            state_->shx.bytes(),
+            state_->dbf.bytes(),
+            {reinterpret_cast<const char *>(name.data()), std::min(name.size(), longest_name)}};
+        detail::mapped_files mapped = mapped_files();
+        mapped.back() = cpg.shared();
+        guarded(mapped, [&] { open(files, main, options); });
     }
 
     // The same of files in memory, which outlive it. name: what errors and repairs call the main file.
@@ -107,6 +113,11 @@ class shapefile {
     // What the texts are in, and where that came from; none without a table.
     std::optional<text_encoding> encoding() const {
         return state_->table ? std::optional(state_->table->encoding()) : std::nullopt;
+    }
+
+    // The files that others can change, for guards.
+    detail::mapped_files mapped_files() const {
+        return {state_->shp.shared(), state_->shx.shared(), state_->dbf.shared(), nullptr};
     }
 
   private:

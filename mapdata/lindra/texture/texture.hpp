@@ -6,6 +6,7 @@
 #ifndef LINDRA_TEXTURE_TEXTURE_HPP
 #define LINDRA_TEXTURE_TEXTURE_HPP
 
+#include "../face/fault_guard.hpp"
 #include "../face/mapped_file.hpp"
 #include "../face/report.hpp"
 #include "../lindra.h"
@@ -93,16 +94,16 @@ class texture_image_range {
 };
 
 // texture: an open texture file. Its images are valid while it lives; it may be moved meanwhile. A file up to
-// 16 MiB is a private copy; a larger one is mapped and must not be cut by others meanwhile. Threads may look
-// at one object at the same time.
+// 16 MiB is a private copy; a larger one is mapped, and one that is cut by others meanwhile is an error.
+// Threads may look at one object at the same time.
 class texture {
   public:
     // Opens the file at path. Throws error when it cannot be read, is no texture, is one of a format that is
-    // not read, or holds no whole image.
+    // not read, or holds no whole image, or when others cut it meanwhile.
     explicit texture(const std::string &path, const texture_options &options = {})
         : state_(std::make_unique<state>()) {
         state_->file = detail::mapped_file(path);
-        open(state_->file.bytes(), path, options);
+        guarded(*this, [&] { open(state_->file.bytes(), path, options); });
     }
 
     // The same of a file in memory, which outlives it. name: what errors and repairs call it.
@@ -139,8 +140,16 @@ class texture {
     texture_image_range images() const { return texture_image_range(state_->found); }
 
     // The pixels of an image, 0xAARRGGBB, row by row, width * height of them; see lindra_expand_image. Throws
-    // error when the image is none of this texture's.
+    // error when the image is none of this texture's, or when the file was cut by others.
     std::vector<uint32_t> expand(const texture_image &image) const {
+        return guarded(*this, [&] { return pixels_of(image); });
+    }
+
+    // The file if others can change it, for guards.
+    detail::mapped_files mapped_files() const { return {state_->file.shared()}; }
+
+  private:
+    std::vector<uint32_t> pixels_of(const texture_image &image) const {
         // No format has more than two pixels in a byte.
         const uint64_t count = uint64_t{image.width} * image.height;
         if (image.size > state_->found.size || count / 2 > image.size) refuse(image);
@@ -149,7 +158,6 @@ class texture {
         return pixels;
     }
 
-  private:
     // Where images look, wherever the texture is moved.
     struct state {
         detail::mapped_file file;

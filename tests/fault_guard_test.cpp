@@ -1,0 +1,525 @@
+// SPDX-License-Identifier: MIT
+//
+// Shapefiles and textures that another process cuts while they are read.
+
+#include "cut_files.hpp"
+
+#include "lindra/lindra.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <barrier>
+#include <csignal>
+#include <fcntl.h>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace lindra::test {
+namespace {
+
+class FaultGuard : public testing::Test {
+  protected:
+    TemporaryDirectory directory;
+};
+
+// What is thrown, or nothing.
+std::optional<error> error_of(const std::function<void()> &call) {
+    try {
+        call();
+    } catch (const error &reason) {
+        return reason;
+    }
+    return std::nullopt;
+}
+
+// The sum of all coordinates, which is 0: it is there so that every point is looked at.
+double sum_of(const shape_record &record) {
+    double sum = 0;
+    for (const shape_point p : record.points())
+        sum += p.x + p.y;
+    return sum;
+}
+
+double sum_of(const shapefile &file) {
+    double sum = 0;
+    for (const shape_record &record : file)
+        sum += sum_of(record);
+    return sum;
+}
+
+struct sigaction handler_now() {
+    struct sigaction now = {};
+    sigaction(SIGBUS, nullptr, &now);
+    return now;
+}
+
+auto address_of(const struct sigaction &action) {
+    return action.sa_flags & SA_SIGINFO ? reinterpret_cast<uintptr_t>(action.sa_sigaction)
+                                        : reinterpret_cast<uintptr_t>(action.sa_handler);
+}
+
+// A file of the test's own, mapped whole; its second page is gone.
+class HarmedMapping {
+  public:
+    explicit HarmedMapping(const TemporaryDirectory &directory) {
+        const std::string path = directory.write("harmed", std::string(2 * page, 'x'));
+        const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        bytes_ = static_cast<const volatile char *>(
+            mmap(nullptr, 2 * page, PROT_READ, MAP_PRIVATE, descriptor, 0));
+        close(descriptor);
+        if (truncate(path.c_str(), page) != 0) throw std::runtime_error("truncate failed");
+    }
+    ~HarmedMapping() { munmap(const_cast<char *>(bytes_), 2 * page); }
+    HarmedMapping(const HarmedMapping &) = delete;
+    HarmedMapping &operator=(const HarmedMapping &) = delete;
+
+    char touch() const { return bytes_[page]; }
+    void *gone() const { return const_cast<char *>(bytes_) + page; }
+
+  private:
+    const volatile char *bytes_;
+};
+
+// --- Files that are cut -----------------------------------------------------------------------------------
+
+TEST_F(FaultGuard, shapefile_cut_while_it_is_walked_is_an_error_with_file_and_byte) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    ASSERT_EQ(file.size(), LargeShapes::count);
+    constexpr uint64_t rest = 12 * megabyte; // ends in the second record
+    Cutter cutter(path, rest);
+    size_t walked = 0;
+    const auto reason = error_of([&] {
+        guarded(file, [&] {
+            for (const shape_record &record : file) {
+                if (walked == 1) cutter.cut();
+                EXPECT_EQ(sum_of(record), 0);
+                walked++;
+            }
+        });
+    });
+    EXPECT_EQ(walked, LargeShapes::count) << "the walk goes on over zeros";
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), path);
+    EXPECT_GE(reason->offset(), rest);
+    EXPECT_LT(reason->offset(), rest + 16);
+    EXPECT_EQ(reason->what(),
+              path + ": byte " + std::to_string(reason->offset()) + ": changed while it was read; try again");
+}
+
+TEST_F(FaultGuard, harmed_file_stays_harmed) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, page).cut();
+    const auto first = error_of([&] { guarded(file, [&] { sum_of(file[2]); }); });
+    ASSERT_TRUE(first);
+    bool called = false;
+    const auto second = error_of([&] { guarded(file, [&] { called = true; }); });
+    ASSERT_TRUE(second);
+    EXPECT_FALSE(called);
+    EXPECT_EQ(second->offset(), first->offset());
+    LargeShapes::write(directory);
+    const shapefile again(path);
+    EXPECT_EQ(guarded(again, [&] { return sum_of(again); }), 0);
+}
+
+TEST_F(FaultGuard, whole_file_is_walked_without_complaint) {
+    const shapefile file(LargeShapes::write(directory));
+    EXPECT_EQ(guarded(file, [&] { return sum_of(file); }), 0);
+    const fault_guard guard(file);
+    EXPECT_EQ(sum_of(file), 0);
+    EXPECT_NO_THROW(guard.check());
+}
+
+TEST_F(FaultGuard, shapefile_cut_while_it_is_opened_is_an_error) {
+    const std::string path = LargeShapes::write(directory);
+    write_at(path, 24, be32(50)); // a length that is told as a repair, before the records are looked for
+    Cutter cutter(path, page);
+    bool told = false;
+    const auto reason = error_of([&] {
+        const shapefile file(path, {"", [&](const repair &) {
+                                        if (!std::exchange(told, true)) cutter.cut();
+                                    }});
+    });
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), path);
+    EXPECT_GE(reason->offset(), LargeShapes::begin(1));
+    EXPECT_LT(reason->offset(), LargeShapes::begin(1) + 8) << "the header of the second record";
+}
+
+TEST_F(FaultGuard, table_is_guarded_too) {
+    const std::string path = directory.write("few.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    const std::string table = directory.write("few.dbf", table_file({{"NAME", 'C', 4}}, {" full"}));
+    std::filesystem::resize_file(table, 20 * megabyte);
+    const shapefile file(path);
+    Cutter(table, 0).cut();
+    const auto reason = error_of([&] { guarded(file, [&] { return file[0].attributes()[0]; }); });
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), table);
+}
+
+TEST_F(FaultGuard, geojson_of_a_file_that_is_cut_has_no_end) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, LargeShapes::begin(1) + page).cut();
+    std::ostringstream out;
+    const auto reason = error_of([&] { write_geojson(out, file); });
+    ASSERT_TRUE(reason);
+    const std::string written = out.str();
+    EXPECT_TRUE(written.ends_with(R"("properties":null})")) << "the first record, which is whole";
+    EXPECT_EQ(written.find("Feature\"", written.find("Feature\"") + 1), std::string::npos);
+}
+
+TEST_F(FaultGuard, texture_cut_between_two_images_is_an_error_from_the_first_one_that_is_gone) {
+    const std::string path = LargeTexture::write(directory);
+    const texture file(path);
+    ASSERT_EQ(file.images().size(), LargeTexture::faces);
+    Cutter cutter(path, file.images()[2].offset);
+    EXPECT_EQ(file.expand(file.images()[1]).size(), size_t{2048} * 2048);
+    cutter.cut();
+    EXPECT_EQ(file.expand(file.images()[1]).back(), 0xff000000);
+    const auto reason = error_of([&] { (void)file.expand(file.images()[4]); });
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), path);
+    EXPECT_EQ(reason->offset(), file.images()[4].offset);
+    EXPECT_TRUE(error_of([&] { (void)file.expand(file.images()[1]); })) << "harmed files stay harmed";
+}
+
+TEST_F(FaultGuard, exceptions_over_bytes_that_are_gone_give_way) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, page).cut();
+    const auto reason = error_of([&] {
+        guarded(file, [&] {
+            sum_of(file[2]);
+            throw std::runtime_error("the sum is not what it was");
+        });
+    });
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), path);
+}
+
+TEST_F(FaultGuard, other_exceptions_pass) {
+    const shapefile file(LargeShapes::write(directory));
+    EXPECT_THROW(guarded(file, [] { throw std::out_of_range("mine"); }), std::out_of_range);
+}
+
+TEST_F(FaultGuard, guards_within_guards_know_each_its_file) {
+    const std::string outer_path = LargeShapes::write(directory, "outer.shp");
+    const std::string inner_path = LargeShapes::write(directory, "inner.shp");
+    const shapefile outer(outer_path);
+    const shapefile inner(inner_path);
+    Cutter(outer_path, page).cut();
+    const fault_guard guard(outer);
+    guarded(inner, [&] { sum_of(outer[1]); });
+    EXPECT_EQ(error_of([&] { guard.check(); })->file(), outer_path);
+    EXPECT_EQ(guarded(inner, [&] { return sum_of(inner); }), 0);
+}
+
+TEST_F(FaultGuard, small_files_are_immune) {
+    const std::string path = directory.write(
+        "small.shp", main_file_of(SHAPE_MULTIPOINT, {multipoint_shape(Path(10'000, {1.0, 2.0}))}));
+    const shapefile file(path);
+    const uintptr_t before = address_of(handler_now());
+    const fault_guard guard(file);
+    EXPECT_EQ(address_of(handler_now()), before) << "nothing to guard";
+    Cutter(path, 0).cut();
+    EXPECT_EQ(sum_of(file), 30'000);
+    EXPECT_NO_THROW(guard.check());
+}
+
+// --- Threads ----------------------------------------------------------------------------------------------
+
+TEST_F(FaultGuard, each_thread_learns_of_its_own_file) {
+    const std::array<std::string, 2> paths = {LargeShapes::write(directory, "cut.shp"),
+                                              LargeShapes::write(directory, "whole.shp")};
+    Cutter cutter(paths[0], page);
+    std::array<std::optional<error>, 2> reasons;
+    std::barrier together(2);
+    const auto walk = [&](size_t i) {
+        const shapefile file(paths[i]);
+        reasons[i] = error_of([&] {
+            guarded(file, [&] {
+                together.arrive_and_wait();
+                if (i == 0) cutter.cut();
+                together.arrive_and_wait();
+                EXPECT_EQ(sum_of(file), 0);
+                together.arrive_and_wait();
+            });
+        });
+    };
+    std::thread first(walk, 0);
+    std::thread second(walk, 1);
+    first.join();
+    second.join();
+    ASSERT_TRUE(reasons[0]);
+    EXPECT_EQ(reasons[0]->file(), paths[0]);
+    EXPECT_FALSE(reasons[1]);
+}
+
+TEST_F(FaultGuard, one_file_on_two_threads_is_an_error_on_both) {
+    const std::string path = LargeShapes::write(directory);
+    Cutter cutter(path, page);
+    std::array<std::optional<error>, 2> reasons;
+    std::barrier together(2);
+    const auto walk = [&](size_t i) {
+        const shapefile file(path);
+        reasons[i] = error_of([&] {
+            guarded(file, [&] {
+                together.arrive_and_wait();
+                if (i == 0) cutter.cut();
+                together.arrive_and_wait();
+                sum_of(file[i + 1]);
+            });
+        });
+    };
+    std::thread first(walk, 0);
+    std::thread second(walk, 1);
+    first.join();
+    second.join();
+    EXPECT_TRUE(reasons[0]);
+    EXPECT_TRUE(reasons[1]);
+}
+
+// --- The host's handler -----------------------------------------------------------------------------------
+
+std::atomic<int> faults_of_host = 0;
+
+// Mends the fault as a host of its own kind would.
+void mend_as_host(int, siginfo_t *info, void *) {
+    faults_of_host++;
+    mmap(info->si_addr, page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+}
+
+// While one lives, the host has a handler of its own.
+class HostHandler {
+  public:
+    HostHandler() {
+        struct sigaction action = {};
+        action.sa_sigaction = mend_as_host;
+        action.sa_flags = SA_SIGINFO;
+        sigaction(SIGBUS, &action, &before_);
+        faults_of_host = 0;
+    }
+    ~HostHandler() { sigaction(SIGBUS, &before_, nullptr); }
+    HostHandler(const HostHandler &) = delete;
+    HostHandler &operator=(const HostHandler &) = delete;
+
+  private:
+    struct sigaction before_ = {};
+};
+
+TEST_F(FaultGuard, handler_is_there_as_long_as_a_guard_is) {
+    const uintptr_t before = address_of(handler_now());
+    const shapefile file(LargeShapes::write(directory));
+    EXPECT_EQ(address_of(handler_now()), before);
+    {
+        const fault_guard outer(file);
+        const uintptr_t during = address_of(handler_now());
+        EXPECT_NE(during, before);
+        { const fault_guard inner(file); }
+        EXPECT_EQ(address_of(handler_now()), during);
+    }
+    EXPECT_EQ(address_of(handler_now()), before);
+}
+
+TEST_F(FaultGuard, other_faults_go_to_the_handler_that_was_there) {
+    const HostHandler host;
+    const HarmedMapping harmed(directory);
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, page).cut();
+    EXPECT_TRUE(error_of([&] {
+        guarded(file, [&] {
+            EXPECT_EQ(harmed.touch(), 0);
+            sum_of(file[2]);
+        });
+    }));
+    EXPECT_EQ(faults_of_host, 1) << "its own fault and no other";
+    EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(mend_as_host));
+    EXPECT_TRUE(handler_now().sa_flags & SA_SIGINFO);
+}
+
+void (*below_host)(int, siginfo_t *, void *) = nullptr;
+
+void hand_on(int number, siginfo_t *info, void *context) {
+    faults_of_host++;
+    below_host(number, info, context);
+}
+
+TEST_F(FaultGuard, handler_stays_below_one_that_was_set_on_top_of_it) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    struct sigaction ours = {};
+    struct sigaction on_top = {};
+    on_top.sa_sigaction = hand_on;
+    on_top.sa_flags = SA_SIGINFO;
+    faults_of_host = 0;
+    {
+        const fault_guard guard(file);
+        sigaction(SIGBUS, nullptr, &ours);
+        below_host = ours.sa_sigaction;
+        sigaction(SIGBUS, &on_top, nullptr);
+    }
+    EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(hand_on));
+    Cutter(path, page).cut();
+    EXPECT_TRUE(error_of([&] { guarded(file, [&] { sum_of(file[1]); }); }));
+    EXPECT_EQ(faults_of_host, 1);
+    // The host takes its handler away in good order, and so does the next guard.
+    sigaction(SIGBUS, &ours, nullptr);
+    const shapefile other(LargeShapes::write(directory, "other.shp"));
+    { const fault_guard guard(other); }
+    EXPECT_NE(address_of(handler_now()), reinterpret_cast<uintptr_t>(below_host));
+}
+
+using FaultGuardDeathTest = FaultGuard;
+
+// As without the sanitizers, which have a handler of their own.
+void set_default_action() {
+    std::signal(SIGBUS, SIG_DFL);
+}
+
+TEST_F(FaultGuardDeathTest, fault_outside_the_guarded_files_ends_the_process) {
+    const shapefile file(LargeShapes::write(directory));
+    const HarmedMapping harmed(directory);
+    EXPECT_EXIT(
+        {
+            set_default_action();
+            guarded(file, [&] { return harmed.touch(); });
+        },
+        testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(FaultGuardDeathTest, ignored_faults_end_the_process_too) {
+    const shapefile file(LargeShapes::write(directory));
+    const HarmedMapping harmed(directory);
+    EXPECT_EXIT(
+        {
+            std::signal(SIGBUS, SIG_IGN);
+            const fault_guard guard(file);
+            std::raise(SIGBUS);
+            fputs("alive\n", stderr);
+            harmed.touch();
+        },
+        testing::KilledBySignal(SIGBUS), "alive");
+}
+
+TEST_F(FaultGuardDeathTest, signal_that_was_sent_ends_the_process) {
+    const shapefile file(LargeShapes::write(directory));
+    EXPECT_EXIT(
+        {
+            set_default_action();
+            const fault_guard guard(file);
+            std::raise(SIGBUS);
+        },
+        testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(FaultGuardDeathTest, thread_without_a_guard_is_not_guarded_by_another) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, page).cut();
+    EXPECT_EXIT(
+        {
+            set_default_action();
+            const fault_guard guard(file);
+            std::thread([&] { sum_of(file[2]); }).join();
+        },
+        testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(FaultGuardDeathTest, file_without_a_guard_ends_the_process) {
+    const std::string path = LargeShapes::write(directory);
+    const shapefile file(path);
+    Cutter(path, page).cut();
+    EXPECT_EXIT(
+        {
+            set_default_action();
+            sum_of(file[2]);
+        },
+        testing::KilledBySignal(SIGBUS), "");
+}
+
+// --- Files that are no files ------------------------------------------------------------------------------
+
+class SpecialFile : public FaultGuard, public testing::WithParamInterface<const char *> {
+  protected:
+    // A path of that kind with the ending, or nothing where there can be none.
+    std::string make(const std::string &kind, const std::string &ending) const {
+        const std::string path = (directory.path() / ("special" + ending)).string();
+        if (kind == "fifo")
+            EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
+        else if (kind == "directory")
+            std::filesystem::create_directory(path);
+        else if (kind == "loop")
+            std::filesystem::create_symlink(path, path);
+        else
+            std::filesystem::create_symlink(kind, path);
+        return path;
+    }
+};
+
+TEST_P(SpecialFile, is_refused_at_once_by_every_class) {
+    const std::string main = make(GetParam(), ".shp");
+    const auto shapes = error_of([&] { const shapefile file(main); });
+    ASSERT_TRUE(shapes);
+    EXPECT_EQ(shapes->file(), main);
+    const std::string image = make(GetParam(), ".dds");
+    const auto pixels = error_of([&] { const texture file(image); });
+    ASSERT_TRUE(pixels);
+    EXPECT_EQ(pixels->file(), image);
+}
+
+TEST_P(SpecialFile, is_left_aside_beside_a_main_file) {
+    const std::string main = directory.write("special.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    for (const char *ending : {".shx", ".dbf", ".cpg"})
+        make(GetParam(), ending);
+    size_t told = 0;
+    const shapefile file(main, {"", [&](const repair &) { told++; }});
+    EXPECT_EQ(file.size(), 1U);
+    EXPECT_FALSE(file.has_attributes());
+    // A link that leads nowhere is no file at all.
+    EXPECT_EQ(told, std::string(GetParam()) == "loop" ? 0U : 3U);
+}
+
+// Root may read everything: then the test is another user for a while.
+class OtherUser {
+  public:
+    OtherUser() { is_other_ = geteuid() == 0 && seteuid(65534) == 0; }
+    ~OtherUser() {
+        if (is_other_ && seteuid(0) != 0) abort();
+    }
+    OtherUser(const OtherUser &) = delete;
+    OtherUser &operator=(const OtherUser &) = delete;
+
+  private:
+    bool is_other_;
+};
+
+TEST_F(FaultGuard, unreadable_files_are_refused_with_the_reason) {
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+    const std::string main = directory.write("closed.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    const std::string image = directory.write("closed.dds", dds::Header().bytes() + dds::plain_block(0));
+    for (const std::string &path : {main, image})
+        std::filesystem::permissions(path, std::filesystem::perms::none);
+    const OtherUser other;
+    EXPECT_EQ(error_of([&] { const shapefile file(main); })->what(), main + ": byte 0: Permission denied");
+    EXPECT_EQ(error_of([&] { const texture file(image); })->what(), image + ": byte 0: Permission denied");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SpecialFile,
+                         testing::Values("fifo", "directory", "loop", "/dev/zero", "/proc/self/maps"),
+                         [](const auto &kind) {
+                             std::string name = kind.param;
+                             std::ranges::replace(name, '/', '_');
+                             return name;
+                         });
+
+} // namespace
+} // namespace lindra::test
