@@ -156,6 +156,23 @@ TEST_F(TextureCommand, picture_is_named_after_the_texture) {
     EXPECT_EQ(read_png(at("brick-level1.png")).width, 4U);
 }
 
+TEST_F(TextureCommand, nothing_is_replaced_that_was_not_named) {
+    const std::string before = four_levels();
+    directory.write("brick.png", before);
+    const std::filesystem::path directory_before = std::filesystem::current_path();
+    std::filesystem::current_path(directory.path());
+    const Result usual = texture(before, "");
+    const Result itself = run_lindra("texture brick.png -o ./brick.png");
+    std::filesystem::current_path(directory_before);
+    EXPECT_EQ(usual.code, 2);
+    EXPECT_TRUE(has(usual.errors, "brick.png exists; name it with -o")) << usual.errors;
+    EXPECT_EQ(itself.code, 2);
+    EXPECT_TRUE(has(itself.errors, "./brick.png is the texture itself")) << itself.errors;
+    EXPECT_EQ(read_file(at("brick.png").string()), before);
+    EXPECT_EQ(texture_to(before, "brick.png").code, 0);
+    EXPECT_EQ(read_png(at("brick.png")).width, 8U);
+}
+
 TEST_F(TextureCommand, faces_of_a_cube_are_chosen_by_their_direction) {
     const std::string three = cube(0x800 | 0x1000 | 0x8000, 3); // -x, +y, -z
     ASSERT_EQ(texture_to(three, "first.png").code, 0);
@@ -196,7 +213,8 @@ TEST_F(TextureCommand, what_the_texture_lacks_cannot_be_chosen) {
 TEST_F(TextureCommand, images_that_are_cut_are_told_and_not_written) {
     const std::string cut = four_levels().substr(0, 128 + 16 + 8);
     const Result all = texture_to(cut, "out.png", "--level all");
-    EXPECT_EQ(all.code, 0);
+    EXPECT_EQ(all.code, 1);
+    EXPECT_TRUE(has(all.errors, "brick.dds is cut: 2 of 4 images are there")) << all.errors;
     EXPECT_EQ(written(), 2U);
     EXPECT_TRUE(has(all.errors, "brick.dds: byte 152: ")) << all.errors;
 }

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <ranges>
 #include <stdexcept>
+#include <utility>
 
 namespace lindra::test {
 namespace {
@@ -20,6 +21,14 @@ using dds::Picture;
 static_assert(std::random_access_iterator<texture_image_range::iterator>);
 static_assert(std::ranges::sized_range<texture_image_range>);
 static_assert(std::is_nothrow_move_constructible_v<texture>);
+
+// Images of a texture that ends with the statement would look into nothing.
+template <class Texture>
+concept has_images = requires(Texture &&file) {
+    std::forward<Texture>(file).images();
+};
+static_assert(has_images<const texture &>);
+static_assert(!has_images<texture>);
 
 std::vector<uint32_t> shown(const dds::Texture &model, const Picture &picture) {
     std::vector<uint32_t> pixels;

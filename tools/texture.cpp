@@ -13,12 +13,15 @@
 
 #include "lindra/lindra.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <set>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -33,8 +36,9 @@ volumes, whether or not the header counts their levels. DXT1 gives no
 transparent pixels: what other programs may show as transparent is black.
 
 Without a choice the first image is written: the largest level of the first
-face. With 'all' there is a file for each, its number in the name:
-brick-level0.png, brick-level1.png. Colours are written as they stand in the
+face. With 'all' there is a file for each, its number in the name where there
+are several: brick-level0.png, brick-level1.png. A file that is there already
+is replaced when -o names it. Colours are written as they stand in the
 file; in those of DXT2 and DXT4 they are multiplied with alpha already.
 
 Faces of a cube: 0 +x, 1 -x, 2 +y, 3 -y, 4 +z, 5 -z.
@@ -44,7 +48,8 @@ of its own: the levels side by side, a row for each face, array element or
 slice. Small ones are enlarged, large ones reduced. Colours are shown without
 alpha, which, where the format has it, is a row of greys under them.
 
-Exit status: 0; 1 when the file is missing, damaged or of no known format;
+Exit status: 0; 1 when the file is missing, damaged or of no known format, or
+cut where all of something is asked for (what there is is written);
 2 for wrong arguments.
 
 Examples:
@@ -52,7 +57,7 @@ Examples:
       the largest image, as brick.png
   lindra texture brick.dds --level all -o levels/brick.png
       a file for each level: levels/brick-level0.png and so on
-  lindra texture sky.dds --face 4 -o north.png
+  lindra texture sky.dds --face 4 -o front.png
       one face of a cube map
   lindra texture brick.dds --sheet -o sheet.png
       all levels on one page)";
@@ -72,14 +77,14 @@ std::string size_of(const texture_image &image) {
     return std::to_string(image.width) + " x " + std::to_string(image.height);
 }
 
-// Beside the place where the command is run, named after the texture.
+// In the directory where the command is run, named after the texture.
 std::string usual_output(const Options &options) {
     const std::string stem = std::filesystem::path(options.file).stem().string();
     return stem + (options.sheet ? "-sheet.png" : ".png");
 }
 
 std::string output_of(const Options &options) {
-    const std::string output = options.output.empty() ? usual_output(options) : options.output;
+    std::string output = options.output.empty() ? usual_output(options) : options.output;
     if (std::filesystem::path(output).extension() != ".png")
         throw UsageError("images are written as PNG, and '" + output + "' does not end in .png");
     return output;
@@ -87,8 +92,17 @@ std::string output_of(const Options &options) {
 
 std::string with_suffix(const std::string &output, const std::string &suffix) {
     std::filesystem::path path(output);
-    const std::string name = path.stem().string() + suffix + path.extension().string();
-    return path.replace_filename(name).string();
+    path.replace_filename(path.stem().string() + suffix + path.extension().string());
+    return path.string();
+}
+
+// A picture never takes the place of the texture, nor of a file that the user has not named.
+void check_place(const std::string &path, const Options &options) {
+    std::error_code none;
+    if (std::filesystem::equivalent(path, options.file, none))
+        throw UsageError(path + " is the texture itself; name another file with -o");
+    if (options.output.empty() && std::filesystem::exists(path, none))
+        throw UsageError(path + " exists; name it with -o to have it replaced");
 }
 
 PixelImage expanded(const texture &file, const texture_image &image) {
@@ -97,8 +111,25 @@ PixelImage expanded(const texture &file, const texture_image &image) {
 
 [[noreturn]] void refuse_absent(const Options &options) {
     throw DataError(options.file +
-                    " holds no such image: it is cut before it, or its cube lacks the face; `lindra "
-                    "texture --sheet` shows those that are there");
+                    " holds no such image: it is cut before it, its cube lacks the face, or its "
+                    "level has fewer slices; `lindra texture --sheet` shows those that are there");
+}
+
+uint64_t images_told(const texture &file) {
+    uint64_t slices = 0;
+    for (uint32_t level = 0; level < file.levels(); level++)
+        slices += std::max(1U, file.depth() >> level);
+    return slices * file.faces() * file.elements();
+}
+
+// Where all of something was asked for, a file that is cut has failed, though what there is was written.
+void require_whole(const texture &file, const Options &options) {
+    const ImageChoice &choice = options.choice;
+    const bool asks_for_all = options.sheet || choice.element == "all" || choice.face == "all" ||
+                              choice.level == "all" || choice.slice == "all";
+    if (asks_for_all && file.images().size() < images_told(file))
+        throw DataError(options.file + " is cut: " + std::to_string(file.images().size()) + " of " +
+                        std::to_string(images_told(file)) + " images are there; copy it anew");
 }
 
 // --- Files ------------------------------------------------------------------------------------------------
@@ -110,11 +141,13 @@ void write_images(const texture &file, const Options &options) {
     for (const texture_image &image : file.images()) {
         if (!filter.takes(image)) continue;
         const std::string path = with_suffix(output, filter.suffix(image));
+        check_place(path, options);
         write_png(expanded(file, image), path);
         say(path + ": " + size_of(image));
         written++;
     }
     if (written == 0) refuse_absent(options);
+    require_whole(file, options);
 }
 
 // --- The sheet --------------------------------------------------------------------------------------------
@@ -187,9 +220,11 @@ void write_sheet(const texture &file, const Options &options) {
         if (file.has_alpha())
             sheet.add(places.column(image), places.row(image) + 1, greys_of_alpha(pixels), "alpha");
     }
+    check_place(output, options);
     sheet.write(output);
     progress.hide();
     say(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
+    require_whole(file, options);
 }
 
 void show_texture(const Options &options) {
@@ -212,7 +247,7 @@ void add_texture(CLI::App &program) {
     CLI::App *command = program.add_subcommand("texture", "Write the images of a DDS texture as PNG.");
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->file, "The texture")->required()->type_name("");
-    command->add_option("-o,--output", options->output, "The picture; usually the texture's name with .png")
+    command->add_option("-o,--output", options->output, "The picture; without it NAME.png in this directory")
         ->type_name("FILE");
     command->add_option("--level", options->choice.level, "0 is the largest")->type_name("K|all");
     command->add_option("--face", options->choice.face, "Of a cube map, see below")->type_name("K|all");

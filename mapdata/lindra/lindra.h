@@ -7,7 +7,7 @@
  *   GSHHS coastlines          gshhsmap_open, gshhsmap_select, gshhsmap_nextseg
  *   GMT borders and rivers    gmtmap_open, gmtmap_select, gmtmap_nextseg
  *   netCDF classic headers    netcdf_unstuff_header, netcdf_print_header
- *   DDS textures              dds_decode_file, dds_print_file
+ *   DDS textures              dds_decode_file, dds_print_file; most files: lindra_unstuff_texture
  *
  * Conventions. Functions return 0 (or a count, or 1 for a delivered segment) on success and -1 on failure;
  * each failure is reported once by the function that meets it through elog_log, flag 1 after a failed

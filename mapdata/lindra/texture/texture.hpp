@@ -136,8 +136,10 @@ class texture {
     uint32_t faces() const { return state_->found.faces; }
     uint32_t elements() const { return state_->found.elements; }
 
-    // The images that are whole in the file; at least one.
-    texture_image_range images() const { return texture_image_range(state_->found); }
+    // The images that are whole in the file; at least one. They look into the texture, which must have a
+    // name.
+    texture_image_range images() const & { return texture_image_range(state_->found); }
+    texture_image_range images() const && = delete;
 
     // The pixels of an image, 0xAARRGGBB, row by row, width * height of them; see lindra_expand_image. Throws
     // error when the image is none of this texture's, or when the file was cut by others.
