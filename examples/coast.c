@@ -1,5 +1,6 @@
 #include <lindra/lindra.h>
 #include <stdio.h>
+#include <stdlib.h>
 
 int main(void) {
     GshhsMap *map = NULL;
@@ -11,5 +12,8 @@ int main(void) {
     while (gshhsmap_nextseg(map, &n, &capacity, &lon, &lat, type, &level, &inside) == 1)
         for (int i = 0; i < n; i++)
             printf("%s%.4f %.4f\n", i == 0 ? ">\n" : "", lon[i], lat[i]);
+    lindra_free_gshhsmap(map);
+    free(lon);
+    free(lat);
     return 0;
 }
