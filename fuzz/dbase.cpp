@@ -79,7 +79,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
     const HeapLimit limit(size);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 40, 10'000);
     DbaseFile dbf = {};
     const int status = decode(dbf, input);
     if (status == 0) accept();

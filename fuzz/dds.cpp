@@ -137,10 +137,15 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
         {"luminance", {.storage = dds::plain({8, 0xff, 0, 0, 0}, luminance), .width = 3, .height = 2}},
         {"alpha", {.storage = dds::plain({8, 0, 0, 0, 0xff}, alpha_only), .width = 3, .height = 2}},
         {"dx10-dxt1", {.storage = dds::numbered(dds::dxt1(), 71), .levels = 4}},
-        {"dx10-bgra", {.storage = dds::numbered(dds::plain(dds::bgra, dds::rgba), 87), .width = 2, .height = 2}},
+        {"dx10-bgra",
+         {.storage = dds::numbered(dds::plain(dds::bgra, dds::rgba), 87), .width = 2, .height = 2}},
         {"dx10-array", {.storage = dds::numbered(dds::dxt1(), 71), .levels = 2, .elements = 3}},
         {"dx10-cubes",
-         {.storage = dds::numbered(dds::dxt1(), 71), .width = 4, .height = 4, .faces = dds::all_faces, .elements = 2}},
+         {.storage = dds::numbered(dds::dxt1(), 71),
+          .width = 4,
+          .height = 4,
+          .faces = dds::all_faces,
+          .elements = 2}},
         {"cube", {.width = 4, .height = 4, .levels = 2, .faces = dds::all_faces}},
         {"cube-of-two-faces", {.width = 4, .height = 4, .faces = {0, 4}}},
         {"volume", {.levels = 3, .depth = 4}},
@@ -157,7 +162,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 40, 10'000);
     Decoded strict;
     decode_strictly(input, strict);
     expand_all(input, strict.file);

@@ -116,8 +116,10 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
         all.push_back({"type-" + std::to_string(type), is_shape ? shp::shape(type) : contents(random, type),
                        behind({static_cast<char>(choice)})});
     }
-    const std::string inner = shp::record(1, shp::shape(SHAPE_POLYGON));
-    all.push_back({"record-in-record", shp::record_header(1, 40) + le32(ESRI_RECORD) + inner, behind("\4")});
+    // The number of the inner record is the type of the outer one's shape.
+    const std::string shape = shp::shape(SHAPE_POLYGON);
+    const std::string inner = le32(ESRI_RECORD) + be32(static_cast<int64_t>(shape.size() / 2)) + shape;
+    all.push_back({"record-in-record", shp::record(1, inner), behind("\4")});
     return all;
 }
 
@@ -130,7 +132,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const int str_type = all_types()[parameters.byte() % all_types().size()];
     const Input input(parameters.rest());
     const HeapLimit limit(size);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 20, 2000);
     void *structure = nullptr;
     const Decoded first = decode(str_type, &structure, input);
     if (first.status == 0) accept();

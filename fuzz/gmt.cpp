@@ -99,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Request request(parameters);
     const Input input(parameters.rest());
     const HeapLimit limit(size, first_room);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 10, 2000);
     BinnedLines lines;
     GmtMapFile *files = lines.gmt->files + request.resolution;
     if (!bind_file(files[0], input) || !bind_file(files[rivers], input)) return 0;

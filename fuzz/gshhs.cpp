@@ -122,7 +122,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Request request(parameters);
     const Input input(parameters.rest());
     const HeapLimit limit(size, first_room);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 60, 5000);
     const size_t polygons = walk(input);
     Coast coast;
     coast.gs->cache_data[request.resolution] = input.data();

@@ -179,8 +179,9 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     for (const auto &[type, name] : shp::types)
         all.push_back({name, shp::file(type, {shp::record(1, shp::shape(type))})});
     const std::string many = shp::shape(SHAPE_POLYGON, 3, 9);
-    all.push_back({"several-records", shp::file(SHAPE_POLYGON, {shp::record(1, many), shp::record(2, shp::shape(SHAPE_NULL)),
-                                                               shp::record(3, shp::shape(SHAPE_POLYGON))})});
+    all.push_back({"several-records",
+                   shp::file(SHAPE_POLYGON, {shp::record(1, many), shp::record(2, shp::shape(SHAPE_NULL)),
+                                             shp::record(3, shp::shape(SHAPE_POLYGON))})});
     all.push_back({"no-records", shp::file(SHAPE_POLYGON, {})});
     return all;
 }
@@ -192,7 +193,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
     const HeapLimit limit(size);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 20, 2000);
     void *file = nullptr;
     unsigned char *pos = input.data();
     const int status = esri_unstuff_stream(ESRI_FILE, &file, input.data(), &pos);

@@ -9,7 +9,6 @@
 
 #include "harness/expect.hpp"
 #include "harness/fixture.hpp"
-#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/model.hpp"
 #include "harness/parameters.hpp"
@@ -41,7 +40,13 @@ namespace {
 
 // Every connection has a cache of up to 2 MiB (PRAGMA cache_size) and a schema of its own, whatever the size
 // of the file; a row of up to 1 MiB is held as it is read. Two are open at once.
-constexpr size_t sqlite_memory = 8 << 20;
+//
+// SQLite takes room for the numbers of all pages that a row says it goes on in, before it follows them and
+// finds the file too short: twice 4 bytes for each, of a row that claims up to 4 GiB, on pages of 476 bytes.
+// No setting of a connection has it look at the size of the file first; it is released when the row has
+// failed.
+constexpr size_t claimed_pages = (size_t{1} << 32) / 476;
+constexpr size_t sqlite_memory = (8 << 20) + 2 * 4 * claimed_pages;
 
 enum Route { by_views, by_fetching, by_selecting, route_count };
 
@@ -265,14 +270,12 @@ void select_some(const std::string &path) {
 } // namespace
 
 std::vector<Fixture> lindra::fuzz::fixtures() {
-    const std::string plain = database_of(plain_tables[0] + insert("filename", "1, 'a.shp'") +
-                                          insert("shape", "1, 100, 1, 1, 1"));
-    const std::string index = index_database("a.shp", false), tree = index_database("a.shp", true);
+    const std::string plain =
+        database_of(plain_tables[0] + insert("filename", "1, 'a.shp'") + insert("shape", "1, 100, 1, 1, 1"));
     const auto read = [](Route route) { return behind({static_cast<char>(2 * route), 0, 0}); };
-    return {{"plain-by-views", plain, read(by_views)},
-            {"index-by-views", index, read(by_views)},
-            {"index-fetched", index, read(by_fetching)},
-            {"tree-selected", tree, read(by_selecting)}};
+    return {{"plain", plain, read(by_views)},
+            {"index", small_index("a.shp"), read(by_fetching)},
+            {"tree", small_tree("a.shp"), read(by_selecting)}};
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
@@ -285,7 +288,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string path = lay_out(parameters, choice % 2 ? "-wal" : "-journal");
     ignore_log();
     const HeapLimit limit(size, sqlite_memory);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 20, 20'000);
     switch (choice / 2 % route_count) {
     case by_views:
         read_by_views(path);

@@ -96,8 +96,9 @@ std::string without_measures(int type) {
 std::string table_of_every_type() {
     TableHeader header;
     header.language_id = 0x57;
-    return table_file({{"NAME", 'C', 6}, {"N", 'N', 4, 1}, {"F", 'F', 4}, {"L", 'L', 1}, {"D", 'D', 8}, {"M", 'M', 10}},
-                      {" Bonn\xe4  1.5 -12T19991231         1", "*K\xf6ln       9   ?        0123456789"}, header);
+    return table_file(
+        {{"NAME", 'C', 6}, {"N", 'N', 4, 1}, {"F", 'F', 4}, {"L", 'L', 1}, {"D", 'D', 8}, {"M", 'M', 10}},
+        {" Bonn\xe4  1.5 -12T19991231         1", "*K\xf6ln       9   ?        0123456789"}, header);
 }
 
 // --- Reading ---
@@ -147,7 +148,8 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     for (const auto &[type, name] : shp::types) {
         all.push_back(with_files(std::string(name) + ".shp", type, shp::shape(type)));
         if (shp::has_m(type))
-            all.push_back(with_files(std::string(name) + "-without-measures.shp", type, without_measures(type)));
+            all.push_back(
+                with_files(std::string(name) + "-without-measures.shp", type, without_measures(type)));
     }
     const std::string shp = main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(3, 4)});
     const std::string shx = index_file(SHAPE_POINT, {{100, 20}, {128, 20}});
@@ -174,7 +176,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const lindra::shapefile_bytes bytes = {span_of(shp), span_of(shx), span_of(dbf),
                                            text_of({cpg.data(), cpg.size()})};
     const HeapLimit limit(size, iconv_tables);
-    const StepLimit steps(size, 1000, 100'000);
+    const StepLimit steps(size, 50, 2000);
     size_t repairs = 0;
     const auto count = [&](const lindra::repair &told) { repairs += !told.text.empty(); };
     const size_t heard = read(bytes, {files.encoding, count});

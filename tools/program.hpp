@@ -4,8 +4,8 @@
 
 namespace lindra::tools {
 
-// The whole command, with the arguments of main. Returns its exit code; every failure has been told on standard
-// error.
+// The whole command, with the arguments of main. Returns its exit code; every failure has been told on
+// standard error.
 int run_program(int argc, char **argv);
 
 } // namespace lindra::tools

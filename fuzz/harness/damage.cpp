@@ -33,8 +33,8 @@ std::string byte_name(unsigned kind) {
 // --- Words ---
 
 constexpr size_t widths[] = {2, 4, 8};
-constexpr const char *numbers[] = {"0",       "1",        "-1",           "the largest number",
-                                   "the least number", "what is left", "one more than is left"};
+constexpr const char *numbers[] = {
+    "0", "1", "-1", "the largest number", "the least number", "what is left", "one more than is left"};
 
 struct Word {
     explicit Word(unsigned kind)
@@ -54,13 +54,18 @@ uint64_t value_of(const Word &word, uint64_t left) {
     return values[word.number];
 }
 
+bool is_same_in_either_order(const Word &word) {
+    return word.number == 0 || word.number == 2; // 0 and -1
+}
+
 void put(std::string &file, size_t at, const Word &word, uint64_t value) {
     for (size_t i = 0; i < word.width; i++, value >>= 8)
         file[word.is_big ? at + word.width - 1 - i : at + i] = static_cast<char>(value);
 }
 
 std::string word_name(const Word &word) {
-    return std::to_string(word.width) + (word.is_big ? " bytes, the highest first, " : " bytes, the lowest first, ") +
+    return std::to_string(word.width) +
+           (word.is_big ? " bytes, the highest first, " : " bytes, the lowest first, ") +
            numbers[word.number];
 }
 
@@ -75,7 +80,8 @@ std::optional<std::string> damaged(const std::string &file, size_t at, unsigned 
         changed[at] = static_cast<char>(damaged_byte(static_cast<uint8_t>(file[at]), kind - 1));
     } else {
         const Word word(kind - 1 - byte_kinds);
-        if (word.width > file.size() - at) return std::nullopt;
+        if (word.width > file.size() - at || (word.is_big && is_same_in_either_order(word)))
+            return std::nullopt;
         put(changed, at, word, value_of(word, file.size() - at - word.width));
     }
     if (changed == file) return std::nullopt;

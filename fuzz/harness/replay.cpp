@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a target without a fuzzer: over the files that are named, those of a directory among them; for a target
-// with a model over inputs that are made from numbers (--made COUNT); for one with fixtures over those, damaged
-// in every way or in a share of all ways that a seed chooses (--sweep SHARE SEED). --patience SECONDS, before
-// these, is the processor time after which an input is taken to have no end.
+// Runs a target without a fuzzer: over the files that are named, those of a directory among them; for a
+// target with a model over inputs that are made from numbers (--made COUNT); for one with fixtures over
+// those, damaged in every way or in a share of all ways that a seed chooses (--sweep SHARE SEED). --patience
+// SECONDS, before these, is the processor time after which an input is taken to have no end.
 
 #include "batches.hpp"
 #include "sweep.hpp"

@@ -7,9 +7,10 @@
 
 namespace lindra::fuzz {
 
-// While one lives, the steps of this thread are counted in a build with LINDRA_COUNT_STEPS, and the process is
-// ended by the one beyond for_each_byte times the size of the input and constant together. A step is a basic
-// block of ours; what other libraries do takes none. In other builds nothing is counted. There is at most one.
+// While one lives, the steps of this thread are counted in a build with LINDRA_COUNT_STEPS, and the process
+// is ended by the one beyond for_each_byte times the size of the input and constant together. A step is a
+// basic block of ours; what other libraries do takes none. In other builds nothing is counted. There is at
+// most one.
 class StepLimit {
   public:
     StepLimit(size_t input_size, uint64_t for_each_byte, uint64_t constant);

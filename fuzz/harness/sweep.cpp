@@ -83,8 +83,8 @@ Swept sweep(const std::vector<Fixture> &fixtures, double share, unsigned seed) {
         all.inputs += one.inputs;
         all.failures += one.failures;
     }
-    fprintf(stderr, "sweep: %zu fixtures, share %g, seed %u: %zu inputs, %zu failed\n", fixtures.size(), share,
-            seed, all.inputs, all.failures);
+    fprintf(stderr, "sweep: %zu fixtures, share %g, seed %u: %zu inputs, %zu failed\n", fixtures.size(),
+            share, seed, all.inputs, all.failures);
     tell_peak("heap bytes", highest.heap);
     tell_peak("steps", highest.steps);
     return all;
