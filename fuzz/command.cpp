@@ -42,17 +42,24 @@ struct Run {
     bool is_all_or_nothing; // whether a run that failed leaves no output
 };
 
+// What a run may take beside what its file accounts for.
+struct Allowance {
+    size_t heap;
+    uint64_t steps;
+};
+
+// Every run makes the options of all commands anew. A picture has Cairo's surfaces and the tables of PROJ.
+constexpr uint64_t steps_for_each_byte = 1000;
+constexpr Allowance text = {2 << 20, 700'000};
+constexpr Allowance picture = {24 << 20, 4'000'000};
+constexpr Allowance database = {memory_of_sqlite, 700'000};
+
 struct Scenario {
     const char *file;               // the one that the input is
     std::vector<const char *> told; // a run that fails names one of these
     std::vector<Run> runs;
-    bool is_drawn = false;
+    Allowance allowance = text;
 };
-
-// A picture of 48 pixels, with the tables of Cairo and of PROJ, takes a hundred times what a text does;
-// beside that, each run has the options of all commands.
-constexpr size_t heap_of_pictures = 24 << 20, heap_of_texts = 2 << 20;
-constexpr uint64_t steps_of_pictures = 4'000'000, steps_of_texts = 400'000, steps_for_each_byte = 1000;
 
 constexpr const char *draw_shapes =
     "draw points.shp -o out/map.png --size 48x --style text=none --layers coast --resolution c";
@@ -74,8 +81,8 @@ const std::vector<Scenario> &scenarios() {
          {"points"},
          {{"dump points.dbf", "", true}, {"dump --json points.dbf", "", true}, dump_stem, index, fetch}},
         {"points.shx", {"points"}, {dump_stem, index, fetch}},
-        {"points.shp", {"points"}, {{draw_shapes, "out/map.png", true}}, true},
-        {"points.prj", {"points"}, {{draw_shapes, "out/map.png", true}}, true},
+        {"points.shp", {"points"}, {{draw_shapes, "out/map.png", true}}, picture},
+        {"points.prj", {"points"}, {{draw_shapes, "out/map.png", true}}, picture},
         {"brick.dds",
          {"brick"},
          {{"dump brick.dds", "", true},
@@ -85,11 +92,12 @@ const std::vector<Scenario> &scenarios() {
         {"brick.dds",
          {"brick"},
          {{"texture brick.dds --sheet -o out/sheet.png", "out/sheet.png", false}},
-         true},
+         picture},
         {"shapes.db",
          {"shapes.db", "points", "lindra: /"}, // the last: whatever it calls the shapefile, in full
          {{"fetch shapes.db", "", true},
-          {"fetch shapes.db --format geojson -o out/all.json", "out/all.json", false}}},
+          {"fetch shapes.db --format geojson -o out/all.json", "out/all.json", false}},
+         database},
         {"maps/lindra/gshhs_c.b",
          {"gshhs_c.b"},
          {{"segments --resolution c -o out/coast.txt", "out/coast.txt", true},
@@ -98,7 +106,7 @@ const std::vector<Scenario> &scenarios() {
          {"gshhs_c.b"},
          {{"draw -o out/map.png --size 48x --style text=none --resolution c --layers land,lakes,coast",
            "out/map.png", true}},
-         true},
+         picture},
         {"maps/lindra/binned_border_c.cdf",
          {"binned_border_c.cdf"},
          {{"dump maps/lindra/binned_border_c.cdf", "", true},
@@ -335,8 +343,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Parameters parameters({data, size});
     const Scenario &scenario = scenarios()[parameters.byte() % scenarios().size()];
     place.damage(scenario.file, parameters.rest());
-    const HeapLimit limit(size, scenario.is_drawn ? heap_of_pictures : heap_of_texts);
-    const StepLimit steps(size, steps_for_each_byte, scenario.is_drawn ? steps_of_pictures : steps_of_texts);
+    const HeapLimit limit(size, scenario.allowance.heap);
+    const StepLimit steps(size, steps_for_each_byte, scenario.allowance.steps);
     bool is_good = true;
     for (const Run &each : scenario.runs) {
         const Result result = execute(each);

@@ -38,16 +38,6 @@ using namespace lindra::tools;
 
 namespace {
 
-// Every connection has a cache of up to 2 MiB (PRAGMA cache_size) and a schema of its own, whatever the size
-// of the file; a row of up to 1 MiB is held as it is read. Two are open at once.
-//
-// SQLite takes room for the numbers of all pages that a row says it goes on in, before it follows them and
-// finds the file too short: twice 4 bytes for each, of a row that claims up to 4 GiB, on pages of 476 bytes.
-// No setting of a connection has it look at the size of the file first; it is released when the row has
-// failed.
-constexpr size_t claimed_pages = (size_t{1} << 32) / 476;
-constexpr size_t sqlite_memory = (8 << 20) + 2 * 4 * claimed_pages;
-
 enum Route { by_views, by_fetching, by_selecting, route_count };
 
 // --- Model ---
@@ -287,7 +277,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const unsigned choice = parameters.byte();
     const std::string path = lay_out(parameters, choice % 2 ? "-wal" : "-journal");
     ignore_log();
-    const HeapLimit limit(size, sqlite_memory);
+    const HeapLimit limit(size, memory_of_sqlite);
     const StepLimit steps(size, 20, 20'000);
     switch (choice / 2 % route_count) {
     case by_views:
