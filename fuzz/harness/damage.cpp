@@ -36,17 +36,19 @@ constexpr size_t widths[] = {2, 4, 8};
 constexpr const char *numbers[] = {
     "0", "1", "-1", "the largest number", "the least number", "what is left", "one more than is left"};
 
+constexpr unsigned number_count = std::size(numbers);
+
 struct Word {
     explicit Word(unsigned kind)
-        : number(kind % std::size(numbers)), is_big(kind / std::size(numbers) % 2),
-          width(widths[kind / std::size(numbers) / 2]) {}
+        : number(kind % number_count), is_big(kind / number_count % 2),
+          width(widths[kind / number_count / 2]) {}
 
     unsigned number;
     bool is_big;
     size_t width;
 };
 
-constexpr unsigned word_kinds = std::size(widths) * 2 * std::size(numbers);
+constexpr unsigned word_kinds = std::size(widths) * 2 * number_count;
 
 uint64_t value_of(const Word &word, uint64_t left) {
     const uint64_t largest = std::numeric_limits<uint64_t>::max() >> (64 - 8 * word.width + 1);
