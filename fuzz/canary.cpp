@@ -25,12 +25,12 @@ bool asks_for(std::string_view bug, const Input &input) {
     return text_of({input.data(), input.size()}).starts_with(bug);
 }
 
-// As many rounds as the square of the size.
+// As many rounds as the square of the size, which the compiler must not join.
 unsigned count_pairs(const Input &input) {
-    unsigned equal = 0;
+    volatile unsigned equal = 0;
     for (const unsigned char *a = input.data(); a < input.end(); a++)
         for (const unsigned char *b = input.data(); b < input.end(); b++)
-            equal += *a == *b;
+            equal = equal + (*a == *b);
     return equal;
 }
 

@@ -21,9 +21,7 @@ struct Count {
 thread_local Count count;
 
 #ifdef LINDRA_COUNT_STEPS
-[[noreturn]] void exceed() {
-    const Count reached = count;
-    count = {};
+[[noreturn]] void exceed(const Count &reached) {
     char text[100];
     const int size = snprintf(text, sizeof text, "steps: more than %llu for an input of %zu\n",
                               static_cast<unsigned long long>(reached.allowed), reached.input_size);
@@ -40,7 +38,11 @@ thread_local Count count;
 extern "C" [[gnu::visibility("default"), gnu::no_sanitize_coverage]] void __sanitizer_cov_trace_pc();
 
 void __sanitizer_cov_trace_pc() {
-    if (count.allowed && ++count.taken > count.allowed) exceed();
+    if (!count.allowed || ++count.taken <= count.allowed) return;
+    // What comes now has steps of its own.
+    const Count reached = count;
+    count = {};
+    exceed(reached);
 }
 #endif
 
