@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds, and heap
-// beyond the limit. A fuzzer that does not find the one, a replay that does not fail for the other, is dead.
+// Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
+// beyond the limit; a loop without an end; and, where steps are counted, more of them than the input accounts
+// for. A fuzzer that does not find the first, a replay or a sweep that does not fail for the others, is dead.
 
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
+#include "harness/steps.hpp"
 
 #include <vector>
 
@@ -18,17 +21,36 @@ bool begins_with_word(const Input &input) {
     return input.size() >= 4 && at[0] == 'L' && at[1] == 'I' && at[2] == 'N' && at[3] == 'D';
 }
 
-bool asks_for_heap(const Input &input) {
-    return input.size() >= 4 && text_of({input.data(), 4}) == "heap";
+bool asks_for(std::string_view bug, const Input &input) {
+    return text_of({input.data(), input.size()}).starts_with(bug);
+}
+
+// As many rounds as the square of the size, which the compiler must not join.
+unsigned count_pairs(const Input &input) {
+    volatile unsigned equal = 0;
+    for (const unsigned char *a = input.data(); a < input.end(); a++)
+        for (const unsigned char *b = input.data(); b < input.end(); b++)
+            equal = equal + (*a == *b);
+    return equal;
 }
 
 } // namespace
 
+// One damage makes the word "heap" of this.
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    return {{"almost-heap", "heaq"}};
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
-    const HeapLimit limit(size);
     volatile unsigned sum = 0;
+    while (asks_for("endless", input))
+        sum = sum + 1;
+    const HeapLimit limit(size);
+    const StepLimit steps(size, 100, 1000);
+    accept();
     if (begins_with_word(input)) sum = sum + *input.end();
-    if (asks_for_heap(input)) sum = sum + static_cast<unsigned>(std::vector<char>(100 << 10).size());
+    if (asks_for("heap", input)) sum = sum + static_cast<unsigned>(std::vector<char>(100 << 10).size());
+    if (asks_for("pairs", input)) sum = sum + count_pairs(input);
     return 0;
 }

@@ -3,9 +3,11 @@
 // dBase tables by the C face: header, descriptors, records, the fields of a record, and the listing.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/model.hpp"
+#include "harness/steps.hpp"
 
 #include "dbase_builder.hpp"
 
@@ -49,6 +51,27 @@ int decode(DbaseFile &dbf, const Input &input) {
 
 } // namespace
 
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    RawTable every_type;
+    std::string values;
+    for (const char type : std::string("CNFLDMBGPYTIO@+")) {
+        every_type.fields.push_back({std::string("F_") + type, type, 4, 1});
+        values += "1234";
+    }
+    every_type.records = {values, values};
+    RawTable padded = cities();
+    padded.padded = true;
+    RawTable long_field;
+    long_field.fields = {{"LONG", 'C', 255}};
+    long_field.records = {std::string(255, 'x')};
+    return {{"every-type", every_type.bytes()},
+            {"cities", cities().bytes()},
+            {"padded-header", padded.bytes()},
+            {"longest-field", long_field.bytes()},
+            {"no-records", RawTable{.fields = cities().fields}.bytes()},
+            {"no-fields", RawTable{}.bytes()}};
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
@@ -56,8 +79,10 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
     const HeapLimit limit(size);
+    const StepLimit steps(size, 40, 10'000);
     DbaseFile dbf = {};
     const int status = decode(dbf, input);
+    if (status == 0) accept();
     read_fields(dbf);
     lindra_print_dbase_file("", &dbf);
     // Longer records end the process, as they always did.

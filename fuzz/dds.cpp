@@ -4,9 +4,11 @@
 // the same.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/model.hpp"
+#include "harness/steps.hpp"
 
 #include "texture_builder.hpp"
 
@@ -106,6 +108,7 @@ void expand_all(const Input &input, DdsFile *strict) {
     LindraTexture texture;
     const HeapLimit limit(input.size());
     if (lindra_unstuff_texture(&texture, input.data(), input.size(), ignore, nullptr) < 0) return;
+    accept();
     expect(texture.nimages > 0, "a texture has an image");
     for (uint64_t i = 0; i < std::min(texture.nimages, most_images); i++) {
         LindraImage image;
@@ -120,12 +123,46 @@ void expand_all(const Input &input, DdsFile *strict) {
 
 } // namespace
 
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    constexpr uint32_t luminance = 0x20000, alpha_only = 2;
+    const std::pair<const char *, dds::Texture> textures[] = {
+        {"dxt1", {.width = 8, .height = 8, .levels = 4}},
+        {"dxt1-odd-sides", {.width = 5, .height = 3, .levels = 3}},
+        {"dxt3", {.storage = dds::compressed(3, dds::fourcc("DXT3")), .levels = 4}},
+        {"dxt5", {.storage = dds::compressed(5, dds::fourcc("DXT5")), .levels = 4}},
+        {"dxt4", {.storage = dds::compressed(5, dds::fourcc("DXT4"))}},
+        {"bgra", {.storage = dds::plain(dds::bgra, dds::rgba), .width = 4, .height = 2, .levels = 3}},
+        {"bgr", {.storage = dds::plain({24, 0xff0000, 0xff00, 0xff, 0}, dds::rgb), .width = 3, .height = 2}},
+        {"b5g6r5", {.storage = dds::plain({16, 0xf800, 0x7e0, 0x1f, 0}, dds::rgb), .width = 3, .height = 2}},
+        {"luminance", {.storage = dds::plain({8, 0xff, 0, 0, 0}, luminance), .width = 3, .height = 2}},
+        {"alpha", {.storage = dds::plain({8, 0, 0, 0, 0xff}, alpha_only), .width = 3, .height = 2}},
+        {"dx10-dxt1", {.storage = dds::numbered(dds::dxt1(), 71), .levels = 4}},
+        {"dx10-bgra",
+         {.storage = dds::numbered(dds::plain(dds::bgra, dds::rgba), 87), .width = 2, .height = 2}},
+        {"dx10-array", {.storage = dds::numbered(dds::dxt1(), 71), .levels = 2, .elements = 3}},
+        {"dx10-cubes",
+         {.storage = dds::numbered(dds::dxt1(), 71),
+          .width = 4,
+          .height = 4,
+          .faces = dds::all_faces,
+          .elements = 2}},
+        {"cube", {.width = 4, .height = 4, .levels = 2, .faces = dds::all_faces}},
+        {"cube-of-two-faces", {.width = 4, .height = 4, .faces = {0, 4}}},
+        {"volume", {.levels = 3, .depth = 4}},
+    };
+    std::vector<Fixture> all;
+    for (const auto &[name, texture] : textures)
+        all.push_back({name, texture.file()});
+    return all;
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
+    const StepLimit steps(size, 40, 10'000);
     Decoded strict;
     decode_strictly(input, strict);
     expand_all(input, strict.file);

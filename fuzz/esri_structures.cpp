@@ -4,9 +4,11 @@
 // chooses.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/model.hpp"
 #include "harness/parameters.hpp"
+#include "harness/steps.hpp"
 
 #include "dbase_builder.hpp"
 #include "shapefile_builder.hpp"
@@ -104,6 +106,23 @@ Decoded decode(int str_type, void **out, const Input &input) {
 
 } // namespace
 
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    std::vector<Fixture> all;
+    for (size_t choice = 0; choice < all_types().size(); choice++) {
+        const int type = all_types()[choice];
+        if (type == 2 || type < 0) continue; // are none
+        Random random(1);
+        const bool is_shape = type < 32;
+        all.push_back({"type-" + std::to_string(type), is_shape ? shp::shape(type) : contents(random, type),
+                       behind({static_cast<char>(choice)})});
+    }
+    // The number of the inner record is the type of the outer one's shape.
+    const std::string shape = shp::shape(SHAPE_POLYGON);
+    const std::string inner = le32(ESRI_RECORD) + be32(static_cast<int64_t>(shape.size() / 2)) + shape;
+    all.push_back({"record-in-record", shp::record(1, inner), behind("\4")});
+    return all;
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
@@ -113,8 +132,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const int str_type = all_types()[parameters.byte() % all_types().size()];
     const Input input(parameters.rest());
     const HeapLimit limit(size);
+    const StepLimit steps(size, 20, 2000);
     void *structure = nullptr;
     const Decoded first = decode(str_type, &structure, input);
+    if (first.status == 0) accept();
     if (!structure) return 0;
     if (str_type == ESRI_RECORD) esri_print_shapefile_record("", static_cast<SHPRECORD *>(structure), 0);
     lindra_clear_esri(str_type, structure);

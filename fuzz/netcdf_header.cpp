@@ -4,10 +4,12 @@
 // and from a file that mapfile reads and from one that it maps.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/memory_file.hpp"
 #include "harness/model.hpp"
+#include "harness/steps.hpp"
 
 #include "netcdf_builder.hpp"
 
@@ -121,6 +123,30 @@ void compare_routes(const Input &input, const std::string &expected, size_t cons
 
 } // namespace
 
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    RawHeader records;
+    records.numrecs = -1; // being written
+    records.dims = {nc::dimension("time", 0)};
+    records.vars = {{"t", {0}, {}, nc::double_code, 8, 80}, {"s", {0}, {}, nc::short_code, 4, 88}};
+    RawHeader attributes;
+    attributes.attrs = {nc::attribute("byte", nc::byte_code, 5, "\1\2\3\4\5"),
+                        nc::text_attribute("text", "abcdefghi"),
+                        nc::text_attribute("none", ""),
+                        nc::attribute("short", nc::short_code, 3, be16(1) + be16(-2) + be16(3)),
+                        nc::attribute("int", nc::int_code, 2, be32(1) + be32(-2)),
+                        nc::attribute("float", nc::float_code, 2, be_float(1) + be_float(-2)),
+                        nc::attribute("double", nc::double_code, 2, be_double(1) + be_double(-2))};
+    RawHeader types;
+    types.dims = {nc::dimension("x", 2), nc::dimension("y", 3)};
+    for (int type = nc::byte_code; type <= nc::double_code; type++)
+        types.vars.push_back({std::to_string(type), {0, 1}, {}, type});
+    return {{"something-of-everything", rich_header().bytes()},
+            {"records", records.bytes()},
+            {"attributes-of-every-type", attributes.bytes()},
+            {"variables-of-every-type", types.bytes()},
+            {"nothing", RawHeader{}.bytes()}};
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
@@ -128,12 +154,14 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
     const HeapLimit limit(size);
+    const StepLimit steps(size, 20, 5000);
     Header header;
     unsigned char *pos = input.data();
     const int status = netcdf_unstuff_header(&pos, &header.hdr);
     expect(input.has(pos), "the position stays in the file");
     if (!header.hdr) return 0;
     if (status == 0) {
+        accept();
         const HeapPause pause;
         compare_routes(input, listing(header.hdr), static_cast<size_t>(pos - input.data()));
     } else if (listing_is_short(header.hdr)) {

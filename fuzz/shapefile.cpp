@@ -3,9 +3,11 @@
 // Main files of shapefiles, by the C face and, where they keep every rule, by the C++ face beside it.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/model.hpp"
+#include "harness/steps.hpp"
 
 #include "shapefile_builder.hpp"
 
@@ -172,6 +174,18 @@ void compare_faces(const Input &input, const SHPFILE &seen) {
 
 } // namespace
 
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    std::vector<Fixture> all;
+    for (const auto &[type, name] : shp::types)
+        all.push_back({name, shp::file(type, {shp::record(1, shp::shape(type))})});
+    const std::string many = shp::shape(SHAPE_POLYGON, 3, 9);
+    all.push_back({"several-records",
+                   shp::file(SHAPE_POLYGON, {shp::record(1, many), shp::record(2, shp::shape(SHAPE_NULL)),
+                                             shp::record(3, shp::shape(SHAPE_POLYGON))})});
+    all.push_back({"no-records", shp::file(SHAPE_POLYGON, {})});
+    return all;
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
@@ -179,6 +193,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Input input({data, size});
     const HeapLimit limit(size);
+    const StepLimit steps(size, 20, 2000);
     void *file = nullptr;
     unsigned char *pos = input.data();
     const int status = esri_unstuff_stream(ESRI_FILE, &file, input.data(), &pos);
@@ -187,6 +202,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     expect(!is_good || (status == 0 && pos == input.end()),
            "a file that keeps every rule is read to its end");
     if (file) esri_print_shapefile("", static_cast<SHPFILE *>(file));
+    if (is_good) accept();
     if (is_good) compare_faces(input, *static_cast<SHPFILE *>(file));
     lindra_free_esri(ESRI_FILE, file);
     return 0;

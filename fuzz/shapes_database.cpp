@@ -4,20 +4,23 @@
 // esri_get_db_shp_record, and by the command's readers. SQLite itself is not instrumented: what is looked for
 // is what we make of its answers.
 //
-// The head of the input says how many bytes at its end are a journal or a write-ahead log beside the
-// database.
+// The head of the input chooses the route, and says how many bytes at its end are a journal or a write-ahead
+// log beside the database.
 
 #include "harness/expect.hpp"
+#include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/model.hpp"
 #include "harness/parameters.hpp"
 #include "harness/quiet.hpp"
+#include "harness/steps.hpp"
 
 #include "common/errors.hpp"
 #include "shapes/index_reader.hpp"
 #include "shapes/shape_selection.hpp"
 
 #include "endless_tree.hpp"
+#include "index_database.hpp"
 #include "shapefile_files.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
@@ -35,29 +38,12 @@ using namespace lindra::tools;
 
 namespace {
 
-// Every connection has a cache of up to 2 MiB (PRAGMA cache_size) and a schema of its own, whatever the size
-// of the file; a row of up to 1 MiB is held as it is read. Two are open at once.
-constexpr size_t sqlite_memory = 8 << 20;
+enum Route { by_views, by_fetching, by_selecting, route_count };
 
 // --- Model ---
 
 constexpr const char *page_sizes[] = {"512", "512", "1024", "4096"};
 constexpr const char *modes[] = {"", "", "", "PRAGMA auto_vacuum = 1;", "PRAGMA encoding = 'UTF-16le';"};
-
-constexpr const char *index_tables = R"(
-PRAGMA application_id = 0x4c645368;
-PRAGMA user_version = 1;
-CREATE TABLE filename(fileid INTEGER PRIMARY KEY, filename TEXT, size INTEGER, mtime_ns INTEGER, beside TEXT);
-CREATE TABLE field(fileid INTEGER, position INTEGER, name TEXT, type TEXT,
-    PRIMARY KEY(fileid, position)) WITHOUT ROWID;
-CREATE TABLE shape(shapeid INTEGER PRIMARY KEY, fileid INTEGER, offset INTEGER, length INTEGER,
-    recno INTEGER, shape_type INTEGER, xmin REAL, ymin REAL, xmax REAL, ymax REAL, attributes TEXT);
-CREATE INDEX shape_fileid ON shape(fileid);
-)";
-
-// Left out now and then, it makes a database that is small enough for the corpus.
-constexpr const char *index_tree =
-    "CREATE VIRTUAL TABLE shape_box USING rtree(shapeid, xmin, xmax, ymin, ymax);";
 
 constexpr const char *plain_tables[] = {
     R"(CREATE TABLE filename(fileid, filename);
@@ -91,10 +77,6 @@ constexpr const char *attributes[] = {
     "'{\"NAME\":\"x\"}'", "'{}'", "'null'", "'['", "NULL", "zeroblob(2000)", "'{\"a\":1}' || char(0)"};
 
 constexpr const char *deep_tables[] = {"shape", "filename", "field", "shape_box_node"};
-
-std::string insert(const char *table, const std::string &values) {
-    return std::string("INSERT OR IGNORE INTO ") + table + " VALUES(" + values + ");";
-}
 
 std::string rows(Random &random) {
     std::string sql;
@@ -133,14 +115,6 @@ void run_each(sqlite3 *connection, const std::string &sql) {
         const size_t stop = static_cast<size_t>(tail - sql.c_str());
         from = result == SQLITE_OK ? stop : std::min(sql.find(';', from), sql.size() - 1) + 1;
     }
-}
-
-std::string content(sqlite3 *connection) {
-    sqlite3_int64 size = 0;
-    unsigned char *bytes = sqlite3_serialize(connection, "main", &size, 0);
-    std::string all(reinterpret_cast<char *>(bytes), static_cast<size_t>(size));
-    sqlite3_free(bytes);
-    return all;
 }
 
 // Returns 0 when there is no such table, or its root is the file's first page.
@@ -218,8 +192,10 @@ void read_row(Dbptr row) {
     if (dbgetv(row, nullptr, "filename", filename, static_cast<char *>(nullptr)) == 0)
         expect(memchr(filename, 0, sizeof filename) != nullptr, "a text is closed");
     SHPRECORD record = {};
-    if (esri_get_db_shp_record(&record, row) == 0)
+    if (esri_get_db_shp_record(&record, row) == 0) {
         expect(record.offset <= INT64_MAX, "an offset is that of a file");
+        accept();
+    }
     lindra_clear_esri(ESRI_RECORD, &record);
 }
 
@@ -260,7 +236,7 @@ void fetch_all(const std::string &path) {
         expect(shape->attributes.starts_with('{') || shape->attributes == "null", "attributes are an object");
         index.file_of(*shape);
         FetchedRecord record;
-        index.fetch(shapeid, record);
+        if (index.fetch(shapeid, record).empty()) accept();
     }
 }
 
@@ -275,11 +251,22 @@ void read_by_command(Read read) {
 }
 
 void select_some(const std::string &path) {
-    read_by_command([&] { select_shapes(path, {{{-180, 180, -90, 90}}, ""}); });
-    read_by_command([&] { select_shapes(path, {{}, "NAME = 'x'"}); });
+    size_t found = 0;
+    read_by_command([&] { found += select_shapes(path, {{{-180, 180, -90, 90}}, ""}).size(); });
+    read_by_command([&] { found += select_shapes(path, {{}, "NAME = 'x'"}).size(); });
+    if (found == 2) accept();
 }
 
 } // namespace
+
+std::vector<Fixture> lindra::fuzz::fixtures() {
+    const std::string plain =
+        database_of(plain_tables[0] + insert("filename", "1, 'a.shp'") + insert("shape", "1, 100, 1, 1, 1"));
+    const auto read = [](Route route) { return behind({static_cast<char>(2 * route), 0, 0}); };
+    return {{"plain", plain, read(by_views)},
+            {"index", small_index("a.shp"), read(by_fetching)},
+            {"tree", small_tree("a.shp"), read(by_selecting)}};
+}
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
@@ -290,12 +277,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const unsigned choice = parameters.byte();
     const std::string path = lay_out(parameters, choice % 2 ? "-wal" : "-journal");
     ignore_log();
-    const HeapLimit limit(size, sqlite_memory);
-    switch (choice / 2 % 3) {
-    case 0:
+    const HeapLimit limit(size, memory_of_sqlite);
+    const StepLimit steps(size, 20, 20'000);
+    switch (choice / 2 % route_count) {
+    case by_views:
         read_by_views(path);
         break;
-    case 1:
+    case by_fetching:
         read_by_command([&] { fetch_all(path); });
         break;
     default:

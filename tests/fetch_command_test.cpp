@@ -291,6 +291,17 @@ TEST_F(Fetch, attributes_that_are_no_object_do_not_spoil_the_geojson) {
         EXPECT_TRUE(feature["properties"].is_null());
 }
 
+TEST_F(Fetch, index_that_tells_of_a_shape_it_does_not_hold_is_named) {
+    SqliteMaker(database(), "UPDATE shape SET offset = -1 WHERE shapeid = 3");
+    const Result result = fetch("--format geojson");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.errors,
+              "lindra: " + database() +
+                  ": shape 3 is told of and is not there; delete the file and make it anew with "
+                  "lindra index\n"
+                  "lindra: 1 of 5 shapes could not be fetched\n");
+}
+
 TEST_F(Fetch, row_that_leads_to_no_file_or_place_is_told_and_the_others_are_fetched) {
     SqliteMaker(database(), "UPDATE shape SET fileid = 99 WHERE shapeid = 1;"
                             "UPDATE shape SET offset = 'here' WHERE shapeid = 2;"

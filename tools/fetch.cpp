@@ -115,8 +115,15 @@ std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem
 // What goes wrong with shapes, the first time of each file told at once.
 class FetchReport {
   public:
+    // index: its name where it has told itself which shapes there are; else the user has.
+    explicit FetchReport(std::string index) : index_(std::move(index)) {}
+
     void not_there(int64_t shapeid) {
-        say("there is no shape " + std::to_string(shapeid));
+        const std::string number = std::to_string(shapeid);
+        say(index_.empty()
+                ? "there is no shape " + number
+                : index_ + ": shape " + number +
+                      " is told of and is not there; delete the file and make it anew with lindra index");
         lost_++;
     }
 
@@ -155,6 +162,7 @@ class FetchReport {
         if (told_[file.path]++ == 0) say(file.path + ": " + what);
     }
 
+    std::string index_;
     const IndexedFile *file_ = nullptr;
     int64_t shapeid_ = 0;
     std::map<std::string, size_t> told_;
@@ -275,7 +283,7 @@ void fetch(const Options &options) {
     require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
-    FetchReport report;
+    FetchReport report(options.ids.empty() ? options.index : "");
     IndexReader reader(index, [&](const repair &told) { report.mended(told); });
     if (format == Format::text) {
         print_shapes(reader, shapes, report);

@@ -5,6 +5,7 @@
 
 #include "heap.hpp"
 
+#include "peaks.hpp"
 #include "sanitized.hpp"
 
 #include <cstdint>
@@ -21,6 +22,7 @@ constexpr size_t bytes_of_any_input = 64 << 10;
 struct Count {
     bool counting;
     int64_t live;
+    int64_t peak; // of live
     int64_t limit;
     size_t input_size;
 };
@@ -41,7 +43,9 @@ thread_local Count count;
 void add(size_t size) {
     if (!count.counting) return;
     count.live += static_cast<int64_t>(size);
-    if (count.live > count.limit) exceed();
+    if (count.live <= count.peak) return;
+    count.peak = count.live;
+    if (count.peak > count.limit) exceed();
 }
 
 void subtract(size_t size) {
@@ -54,10 +58,13 @@ namespace lindra::fuzz {
 
 HeapLimit::HeapLimit(size_t input_size, size_t constant) {
     const size_t limit = bytes_per_byte * input_size + bytes_of_any_input + constant;
-    count = {true, 0, static_cast<int64_t>(limit), input_size};
+    count = {true, 0, 0, static_cast<int64_t>(limit), input_size};
 }
 HeapLimit::~HeapLimit() {
+    const Count reached = count;
     count = {};
+    keep_higher(peaks().heap, {static_cast<uint64_t>(reached.peak), static_cast<uint64_t>(reached.limit),
+                               reached.input_size});
 }
 
 HeapPause::HeapPause() : was_counting_(count.counting) {

@@ -1,27 +1,32 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a target without a fuzzer: over the files that are named, those of a directory among them, and, for a
-// target with a model, over inputs that are made from numbers (--made COUNT). Many inputs share a process;
-// where that fails, each has one of its own, so that every one that fails is told, and the others are run.
+// Runs a target without a fuzzer: over the files that are named, those of a directory among them; for a
+// target with a model over inputs that are made from numbers (--made COUNT); for one with fixtures over
+// those, damaged in every way or in a share of all ways that a seed chooses (--sweep SHARE SEED). --patience
+// SECONDS, before these, is the processor time after which an input is taken to have no end.
 
-#include "model.hpp"
+#include "batches.hpp"
+#include "sweep.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <sys/wait.h>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
 extern "C" {
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 [[gnu::weak]] size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed);
 size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t max_size);
+}
+
+namespace lindra::fuzz {
+[[gnu::weak]] std::vector<Fixture> fixtures();
 }
 
 // In the place of the fuzzer's.
@@ -34,9 +39,11 @@ size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t) {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace lindra::fuzz;
 
 constexpr size_t largest_made = 4096;
-constexpr unsigned inputs_of_a_process = 500;
+
+size_t count = 0, failures = 0;
 
 std::string read_whole(const fs::path &path) {
     std::ifstream file(path, std::ios::binary);
@@ -45,54 +52,6 @@ std::string read_whole(const fs::path &path) {
         exit(2);
     }
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void run(const std::string &input) {
-    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(input.data()), input.size());
-}
-
-// Whether work ends well in a process of its own, which leaks nothing, where that is looked after.
-template <class Work>
-bool ends_well(Work work) {
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child < 0) {
-        perror("replay: fork");
-        exit(2);
-    }
-    if (child == 0) {
-        work();
-        exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-// input_of makes the input of a number, tell says which one failed. Returns how many did.
-template <class InputOf, class Tell>
-size_t replay(unsigned count, InputOf input_of, Tell tell) {
-    size_t failures = 0;
-    for (unsigned first = 0; first < count; first += inputs_of_a_process) {
-        const unsigned last = std::min(count, first + inputs_of_a_process);
-        const auto run_from = [&](unsigned from, unsigned to) {
-            return ends_well([&] {
-                for (unsigned number = from; number < to; number++)
-                    run(input_of(number));
-            });
-        };
-        if (run_from(first, last)) continue;
-        size_t found = 0;
-        for (unsigned number = first; number < last; number++)
-            if (!run_from(number, number + 1)) {
-                tell(number);
-                found++;
-            }
-        if (!found)
-            fprintf(stderr, "replay: FAILED on inputs %u to %u, but only together\n", first, last - 1);
-        failures += std::max<size_t>(found, 1);
-    }
-    return failures;
 }
 
 std::vector<fs::path> files_of(const fs::path &path) {
@@ -104,10 +63,11 @@ std::vector<fs::path> files_of(const fs::path &path) {
     return files;
 }
 
-size_t replay_files(const std::vector<fs::path> &files) {
-    return replay(
+void replay_files(const std::vector<fs::path> &files) {
+    failures += run_all(
         static_cast<unsigned>(files.size()), [&](unsigned number) { return read_whole(files[number]); },
         [&](unsigned number) { fprintf(stderr, "replay: FAILED on %s\n", files[number].c_str()); });
+    count += files.size();
 }
 
 std::string made_input(unsigned number) {
@@ -125,22 +85,37 @@ void tell_made(unsigned number) {
     fprintf(stderr, "replay: FAILED on made input %u, written to %s\n", number, fs::absolute(name).c_str());
 }
 
+void replay_made(unsigned made) {
+    if (!LLVMFuzzerCustomMutator) return;
+    failures += run_all(made, made_input, tell_made);
+    count += made;
+}
+
+void replay_sweep(double share, unsigned seed) {
+    if (!fixtures) return;
+    const Swept swept = sweep(fixtures(), share, seed);
+    count += swept.inputs;
+    failures += swept.failures;
+}
+
+unsigned number_of(const char *text) {
+    return static_cast<unsigned>(strtoul(text, nullptr, 10));
+}
+
+// Returns how many arguments it has taken.
+int replay(int argc, char **argv) {
+    const std::string_view what = argv[0];
+    if (what == "--patience" && argc > 1) return set_patience(number_of(argv[1])), 2;
+    if (what == "--made" && argc > 1) return replay_made(number_of(argv[1])), 2;
+    if (what == "--sweep" && argc > 2) return replay_sweep(strtod(argv[1], nullptr), number_of(argv[2])), 3;
+    return replay_files(files_of(what)), 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
-    size_t failures = 0, count = 0;
-    for (int i = 1; i < argc; i++) {
-        if (strcmp(argv[i], "--made") == 0 && i + 1 < argc) {
-            const auto made = static_cast<unsigned>(strtoul(argv[++i], nullptr, 10));
-            if (!LLVMFuzzerCustomMutator) continue;
-            failures += replay(made, made_input, tell_made);
-            count += made;
-        } else {
-            const std::vector<fs::path> files = files_of(argv[i]);
-            failures += replay_files(files);
-            count += files.size();
-        }
-    }
+    for (int i = 1; i < argc;)
+        i += replay(argc - i, argv + i);
     fprintf(stderr, "replay: %zu inputs, %zu failed\n", count, failures);
     return failures > 0 || count == 0;
 }

@@ -29,14 +29,19 @@ InputFile::InputFile(std::string path) : path_(std::move(path)) {
     char *data = nullptr;
     const int64_t size = mapfile(path_.c_str(), nullptr, &data);
     if (size < 0) throw DataError(path_ + " cannot be read: " + reason_not_mapped(path_));
-    data_ = reinterpret_cast<unsigned char *>(data);
     size_ = static_cast<size_t>(size);
-    if (lindra_bound(data_, size_) < 0) throw std::bad_alloc();
+    data_ = {reinterpret_cast<unsigned char *>(data), Release{size_}};
+    if (lindra_bound(data, size_) < 0) throw std::bad_alloc();
+}
+
+void InputFile::Release::operator()(unsigned char *data) const {
+    lindra_unbound(data);
+    lindra_unmapfile(reinterpret_cast<char *>(data), static_cast<int64_t>(size));
 }
 
 bool InputFile::has_at(size_t offset, std::string_view bytes) const {
     return offset <= size_ && bytes.size() <= size_ - offset &&
-           memcmp(data_ + offset, bytes.data(), bytes.size()) == 0;
+           memcmp(data() + offset, bytes.data(), bytes.size()) == 0;
 }
 
 } // namespace lindra::tools

@@ -3,26 +3,31 @@
 #define LINDRA_TOOLS_INPUT_FILE_HPP
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace lindra::tools {
 
-// A whole file in memory, of known extent to the library's decoders. The memory stays for the life of the
-// process.
+// A whole file in memory, of known extent to the library's decoders.
 class InputFile {
   public:
     // Throws DataError when path is no readable regular file.
     explicit InputFile(std::string path);
 
     const std::string &path() const { return path_; }
-    unsigned char *data() const { return data_; }
+    unsigned char *data() const { return data_.get(); }
     size_t size() const { return size_; }
     bool has_at(size_t offset, std::string_view bytes) const;
 
   private:
+    struct Release {
+        size_t size;
+        void operator()(unsigned char *data) const;
+    };
+
     std::string path_;
-    unsigned char *data_ = nullptr;
+    std::unique_ptr<unsigned char, Release> data_;
     size_t size_ = 0;
 };
 

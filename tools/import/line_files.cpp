@@ -8,6 +8,7 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/input_file.hpp"
 #include "common/output_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
@@ -137,12 +138,9 @@ int count_segments(NetcdfHeader *header) {
 
 // Returns the number of segments that the library finds in the file.
 int read_back(const fs::path &path, const fs::path &from) {
+    const InputFile copy(path.string());
     GmtMapFile file = {};
-    char *data = nullptr;
-    const int64_t size = mapfile(path.c_str(), nullptr, &data);
-    if (size < 0 || lindra_bound(data, static_cast<size_t>(size)) < 0)
-        throw DataError(path.string() + " cannot be read back");
-    auto *cursor = reinterpret_cast<unsigned char *>(data);
+    unsigned char *cursor = copy.data();
     const CapturedLog log;
     const bool sound =
         netcdf_unstuff_header(&cursor, &file.hdr) == 0 && gmtmap_process_border_hdr(&file) == 0;

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+//
+// The compiler has every basic block call __sanitizer_cov_trace_pc (-fsanitize-coverage=trace-pc), which is
+// ours. Nothing that it does may be a step itself.
+
+#include "steps.hpp"
+
+#include "peaks.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace {
+
+struct Count {
+    uint64_t taken, allowed; // nothing is counted while 0 are allowed
+    size_t input_size;
+};
+
+thread_local Count count;
+
+#ifdef LINDRA_COUNT_STEPS
+[[noreturn]] void exceed(const Count &reached) {
+    char text[100];
+    const int size = snprintf(text, sizeof text, "steps: more than %llu for an input of %zu\n",
+                              static_cast<unsigned long long>(reached.allowed), reached.input_size);
+    // Not to a stream, which the target may have put in the place of standard error.
+    if (write(STDERR_FILENO, text, static_cast<size_t>(size)) < 0) abort();
+    abort();
+}
+#endif
+
+} // namespace
+
+#ifdef LINDRA_COUNT_STEPS
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the compiler's.
+extern "C" [[gnu::visibility("default"), gnu::no_sanitize_coverage]] void __sanitizer_cov_trace_pc();
+
+void __sanitizer_cov_trace_pc() {
+    if (!count.allowed || ++count.taken <= count.allowed) return;
+    // What comes now has steps of its own.
+    const Count reached = count;
+    count = {};
+    exceed(reached);
+}
+#endif
+
+namespace lindra::fuzz {
+
+StepLimit::StepLimit(size_t input_size, uint64_t for_each_byte, uint64_t constant) {
+    count = {0, for_each_byte * input_size + constant, input_size};
+}
+StepLimit::~StepLimit() {
+    const Count reached = count;
+    count = {};
+    keep_higher(peaks().steps, {reached.taken, reached.allowed, reached.input_size});
+}
+
+} // namespace lindra::fuzz
