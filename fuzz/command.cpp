@@ -283,9 +283,9 @@ Result execute(const Run &run) {
         argv.push_back(argument.data());
     argv.push_back(nullptr);
     lindra_set_log_handler(nullptr, nullptr);
-    Said said;
+    Said messages;
     const int code = lindra::tools::run_program(static_cast<int>(arguments.size()), argv.data());
-    return {run, code, said.text()};
+    return {run, code, messages.text()};
 }
 
 // --- What is claimed ---
