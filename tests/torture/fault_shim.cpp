@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
 // A module to be preloaded into a program, of which it makes one call fail, or that call and all later ones
-// of its class. Which one is told by the environment:
+// of its class. Which one is told by four words:
 //
-//   LINDRA_FAULT_CLASS    allocation, open, read, write, memory, stat or place (see below)
-//   LINDRA_FAULT_NTH      the number of the call, from 1; 0 makes none fail and counts
-//   LINDRA_FAULT_MODE     once, on (from then on), short (fewer bytes than asked for), interrupted (EINTR)
-//   LINDRA_FAULT_CALLERS  own: calls that the program's own code makes, by way of the C and C++ libraries or
-//                         not; all: those of every library. Of allocations only
-//   LINDRA_FAULT_REPORT   a file of sizeof(Report) bytes, into which is told what happened
+//   class    allocation, open, read, write, memory, stat or place (see below)
+//   callers  own: calls that the program's own code makes, by way of the C and C++ libraries or not; all:
+//   those
+//            of every library. Of allocations only
+//   mode     once, on (from then on), short (fewer bytes than asked for), interrupted (EINTR)
+//   nth      the number of the call, from 1; 0 makes none fail
+//
+// They stand in the environment, LINDRA_FAULT=class/callers/mode/nth, for one run. With LINDRA_FAULT=server
+// the program waits for requests on standard input, runs each in a process of its own and answers with how it
+// ended and what was counted (see serve): the program is loaded once.
 //
 // Allocations are replaced functions. System calls are caught by a filter of the kernel (seccomp(2), Linux
 // man-pages, 2022), because the C library's streams reach theirs without a symbol that could be replaced: the
@@ -20,6 +24,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -32,6 +37,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
 #include <unwind.h>
@@ -50,14 +56,13 @@ namespace {
 // --- What is told ---
 
 struct Report {
-    uint64_t calls;  // of the class
-    uint64_t failed; // of these
-    char place[512]; // who made the first that failed: MODULE+0xOFFSET, from the call upward
-    char ended[512]; // the same of where a signal ended the program
+    std::atomic<uint64_t> calls;  // of the class
+    std::atomic<uint64_t> failed; // of these
+    char place[512];              // who made the first that failed: MODULE+0xOFFSET, from the call upward
+    char ended[512];              // the same of where a signal ended the program
 };
 
-Report unseen;
-Report *report = &unseen;
+Report *report; // in memory that the server and its processes share
 
 // --- What is asked for ---
 
@@ -80,7 +85,6 @@ Kind kind = Kind::none;
 Mode mode = Mode::once;
 uint64_t nth = 0;
 bool own_only = false;
-std::atomic<uint64_t> calls = 0;
 std::atomic<bool> is_active = false;
 [[gnu::tls_model("initial-exec")]] thread_local bool is_inside = false;
 
@@ -191,8 +195,7 @@ void tell_frames(char (&to)[512]) {
 // --- Whether a call fails ---
 
 bool is_chosen() {
-    const uint64_t number = ++calls;
-    report->calls = number;
+    const uint64_t number = ++report->calls;
     if (nth == 0 || number < nth) return false;
     const bool goes_on = mode == Mode::on || mode == Mode::cut;
     if (number > nth && !goes_on) return false;
@@ -309,28 +312,21 @@ void catch_system_calls() {
 
 // --- The beginning ---
 
-const char *variable(const char *name) {
-    const char *value = getenv(name);
-    if (!value) {
-        dprintf(STDERR_FILENO, "fault_shim: %s is not set\n", name);
-        _exit(99);
-    }
-    return value;
-}
+using Main = int(int, char **, char **);
+Main *program_main;
 
-void read_request() {
+// CLASS/CALLERS/MODE/NTH
+void take_request(const char *request) {
+    char words[4][16] = {};
+    if (sscanf(request, "%15[^/]/%15[^/]/%15[^/]/%15s", words[0], words[1], words[2], words[3]) != 4)
+        give_up("LINDRA_FAULT is not CLASS/CALLERS/MODE/NTH");
     for (const auto &each : kinds)
-        if (!strcmp(each.name, variable("LINDRA_FAULT_CLASS"))) kind = each.kind;
+        if (!strcmp(each.name, words[0])) kind = each.kind;
+    own_only = !strcmp(words[1], "own");
     for (const auto &each : modes)
-        if (!strcmp(each.name, variable("LINDRA_FAULT_MODE"))) mode = each.mode;
-    nth = strtoull(variable("LINDRA_FAULT_NTH"), nullptr, 10);
-    own_only = !strcmp(variable("LINDRA_FAULT_CALLERS"), "own");
-    if (kind == Kind::none) give_up("LINDRA_FAULT_CLASS is unknown");
-    const int file = open(variable("LINDRA_FAULT_REPORT"), O_RDWR | O_CLOEXEC);
-    void *shared = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    if (shared == MAP_FAILED) give_up("LINDRA_FAULT_REPORT cannot be written");
-    close(file);
-    report = static_cast<Report *>(shared);
+        if (!strcmp(each.name, words[2])) mode = each.mode;
+    nth = strtoull(words[3], nullptr, 10);
+    if (kind == Kind::none) give_up("LINDRA_FAULT names no class");
 }
 
 void on_end(int number) {
@@ -340,17 +336,79 @@ void on_end(int number) {
     std::raise(number);
 }
 
-using Main = int(int, char **, char **);
-Main *program_main;
-
-int watched_main(int argc, char **argv, char **environment) {
-    read_request();
-    dl_iterate_phdr(add_module, nullptr);
+int run_main(const char *request, int argc, char **argv, char **environment) {
+    take_request(request);
     for (const int number : {SIGSEGV, SIGABRT, SIGFPE, SIGILL})
         std::signal(number, on_end);
     if (kind != Kind::allocation) catch_system_calls();
     is_active = true;
     return program_main(argc, argv, environment);
+}
+
+// --- The server ---
+
+constexpr unsigned longest_run = 60; // seconds
+constexpr size_t most_arguments = 64;
+char request_text[1 << 14]; // words closed by zero bytes: LINDRA_FAULT, directory, arguments
+uint32_t request_size;
+
+bool read_fully(void *to, size_t size) {
+    for (auto *at = static_cast<char *>(to); size > 0;) {
+        const ssize_t got = read(STDIN_FILENO, at, size);
+        if (got <= 0) return false;
+        at += got;
+        size -= static_cast<size_t>(got);
+    }
+    return true;
+}
+
+void redirect(int descriptor, const char *path, int flags) {
+    const int file = open(path, flags | O_CLOEXEC, 0600);
+    if (file < 0 || dup2(file, descriptor) < 0) give_up(path);
+    close(file);
+}
+
+// In the directory there are work, where the program runs, and what it prints.
+int run_request(char **environment) {
+    char *words[most_arguments] = {};
+    size_t count = 0;
+    for (char *word = request_text; word < request_text + request_size && count < most_arguments - 1;
+         word += strlen(word) + 1)
+        words[count++] = word;
+    if (chdir(words[1]) != 0) give_up(words[1]);
+    redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
+    redirect(STDOUT_FILENO, "output", O_WRONLY | O_CREAT);
+    redirect(STDERR_FILENO, "errors", O_WRONLY | O_CREAT);
+    if (chdir("work") != 0) give_up("work");
+    alarm(longest_run);
+    return run_main(words[0], static_cast<int>(count) - 2, words + 2, environment);
+}
+
+// Returns only in the process of a request.
+int serve(char **environment) {
+    while (read_fully(&request_size, sizeof request_size) && request_size < sizeof request_text &&
+           read_fully(request_text, request_size)) {
+        memset(static_cast<void *>(report), 0, sizeof *report);
+        const pid_t child = fork();
+        if (child == 0) return run_request(environment);
+        int status = 0;
+        waitpid(child, &status, 0);
+        if (write(STDOUT_FILENO, &status, sizeof status) != sizeof status ||
+            write(STDOUT_FILENO, static_cast<void *>(report), sizeof *report) != sizeof *report)
+            break;
+    }
+    _exit(0);
+}
+
+int watched_main(int argc, char **argv, char **environment) {
+    const char *request = getenv("LINDRA_FAULT");
+    if (!request) give_up("LINDRA_FAULT is not set");
+    dl_iterate_phdr(add_module, nullptr);
+    void *shared = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) give_up("no memory for the report");
+    report = static_cast<Report *>(shared);
+    if (!strcmp(request, "server")) return serve(environment);
+    return run_main(request, argc, argv, environment);
 }
 
 } // namespace

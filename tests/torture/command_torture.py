@@ -1,0 +1,333 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""Runs the command again and again, each time with another call failing, and holds what it does against what it
+does undisturbed. What is claimed, and how one run is repeated: docs/torture.md.
+
+A run is named CASE/CLASS/CALLERS/MODE/NTH, for instance dump-dbase/allocation/own/once/1071.
+"""
+import argparse
+import collections
+import concurrent.futures
+import contextlib
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import sqlite3
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+
+OLD = b"what was there before\n"
+DATE = re.compile(rb"/CreationDate \([^)]*\)")  # of a PDF
+NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
+
+Run = collections.namedtuple("Run", "case kind callers mode nth")
+Outcome = collections.namedtuple("Outcome", "code output errors files calls failed place ended")
+
+
+# --- The cases ---
+
+class Case:
+    """A command line. {in} is the directory of the inputs; files are named relative to the run's own directory."""
+
+    def __init__(self, name, arguments, outputs=(), old=()):
+        self.name, self.arguments, self.outputs, self.old = name, arguments.split(), set(outputs), set(old)
+
+    def prepare(self, directory, inputs):
+        for name in self.old:
+            (directory / name).write_bytes(OLD)
+
+    def contents(self, directory):
+        """Every file of the run's directory, with what it holds."""
+        return {str(path.relative_to(directory)): DATE.sub(b"", path.read_bytes())
+                for path in sorted(directory.rglob("*")) if path.is_file()}
+
+    def complaint_about_files(self, files, undisturbed, code):
+        for name, content in files.items():
+            if name not in self.outputs:
+                return f"{name} is left behind"
+            if code == 0 or content == undisturbed.files.get(name):
+                continue
+            if not (name in self.old and content == OLD):
+                return f"{name} is neither what it was nor complete"
+        missing = self.old - set(files)
+        return f"{missing} is gone" if missing else None
+
+
+class IndexCase(Case):
+    """The outcome is a database, compared by what it holds; a journal beside it is one's that SQLite plays back."""
+
+    def __init__(self, name, arguments, begins_with=None):
+        super().__init__(name, arguments, {"shapes.db"})
+        self.begins_with = begins_with
+
+    def prepare(self, directory, inputs):
+        if self.begins_with:
+            shutil.copy(inputs / self.begins_with, directory / "shapes.db")
+
+    def contents(self, directory):
+        names = {path.name for path in directory.iterdir()}
+        rest = {name: b"" for name in names - {"shapes.db", "shapes.db-journal"}}
+        if "shapes.db" not in names:
+            return {**rest, **{name: b"" for name in names}}
+        return {**rest, "shapes.db": self.rows(directory / "shapes.db")}
+
+    @staticmethod
+    def rows(path):
+        with contextlib.closing(sqlite3.connect(path)) as database:
+            if database.execute("PRAGMA integrity_check").fetchall() != [("ok",)]:
+                return "damaged"
+            names = [row[0] for row in database.execute("SELECT name FROM sqlite_schema WHERE type = 'table'")]
+            if "shape" not in names:
+                return "empty"
+            files = database.execute("SELECT fileid, filename FROM filename ORDER BY 2").fetchall()
+            return {name: [database.execute(f"SELECT {what} WHERE fileid = ? ORDER BY 1", (number,)).fetchall()
+                           for what in ("offset, type, xmin, attributes FROM shape"
+                                        if "type" in [c[1] for c in database.execute("PRAGMA table_info(shape)")]
+                                        else "offset, xmin, attributes FROM shape", "name, type FROM field")]
+                    for number, name in files}
+
+    def complaint_about_files(self, files, undisturbed, code):
+        left = set(files) - {"shapes.db"}
+        if left:
+            return f"{left} is left behind"
+        rows = files.get("shapes.db", {})
+        if code == 0:
+            return None
+        if isinstance(rows, str):
+            return f"the database is {rows}"
+        # Files are entered one by one, each whole.
+        whole = undisturbed.files["shapes.db"]
+        for name, contents in rows.items():
+            if name in whole and contents != whole[name] and contents != self.before.get(name):
+                return f"the database has {name} in part"
+        return None
+
+    before = {}
+
+
+def all_cases():
+    cases = [Case("version", "--version"), Case("help", "dump --help"),
+             Case("wrong-command", "drow"), Case("wrong-option", "dump --jsn {in}/header.nc")]
+    for name, file in (("netcdf", "header.nc"), ("shapefile", "shape.shp"), ("dbase", "cities.dbf"),
+                       ("dds", "texture.dds"), ("siblings", "shapes/roads")):
+        cases.append(Case(f"dump-{name}", f"dump {{in}}/{file}"))
+        cases.append(Case(f"dump-{name}-json", f"dump --json {{in}}/{file}"))
+    plain = "--style plain,text=none --size 120x"
+    for ending in ("png", "svg", "pdf"):
+        cases.append(Case(f"draw-{ending}", f"draw {plain} -o map.{ending}", {f"map.{ending}"},
+                          {f"map.{ending}"} if ending != "svg" else ()))
+    cases.append(Case("draw-shapes", f"draw {plain} --projection laea --layers coast -o map.png "
+                      "{in}/shapes/roads.shp {in}/shapes/ponds.shp", {"map.png"}))
+    cases.append(Case("segments", "segments --layers land,lakes,borders,rivers"))
+    cases.append(Case("segments-geojson", "segments --layers land,rivers --format geojson -o all.json", {"all.json"},
+                      {"all.json"}))
+    cases.append(Case("segments-geojsonseq", "segments --format geojsonseq --window -25/5/-15/10"))
+    cases.append(IndexCase("index", "index {in}/shapes -o shapes.db"))
+    cases.append(IndexCase("index-again", "index {in}/shapes -o shapes.db", "half.db"))
+    cases.append(Case("fetch", "fetch {in}/shapes.db"))
+    cases.append(Case("fetch-geojson", "fetch {in}/shapes.db --format geojson --where LANES>3 -o all.json",
+                      {"all.json"}, {"all.json"}))
+    cases.append(Case("fetch-window", "fetch {in}/shapes.db --format geojsonseq --window 8/9.5/49/52"))
+    cases.append(Case("fetch-map", f"fetch {{in}}/shapes.db {plain} --layers coast -o map.png", {"map.png"}))
+    cases.append(Case("texture", "texture {in}/texture.dds", {"texture.png"}))
+    cases.append(Case("texture-all", "texture {in}/texture.dds --level all -o t.png",
+                      {f"t-level{level}.png" for level in range(3)}, {"t-level1.png"}))
+    cases.append(Case("texture-sheet", "texture {in}/texture.dds --sheet -o sheet.png", {"sheet.png"}))
+    cases.append(Case("import", "import {in}/packages -o .",
+                      {f"maps/lindra/{name}" for name in ("gshhs_c.b", "binned_river_c.cdf")}))
+    return cases
+
+
+# --- What fails ---
+
+KINDS = ("allocation", "open", "read", "write", "memory", "stat", "place")
+MODES = {"allocation": ("once", "on"), "read": ("once", "on", "short", "interrupted"),
+         "write": ("once", "on", "short", "interrupted")}
+
+
+class Torture:
+    def __init__(self, options, scratch):
+        self.options = options
+        self.scratch = scratch
+        self.inputs = scratch / "in"
+        self.cases = {case.name: case for case in all_cases()}
+        self.undisturbed = {}
+        self.own = threading.local()
+
+    # --- One run ---
+
+    def server(self):
+        """The command with the module preloaded, waiting for requests; one for each thread."""
+        if not hasattr(self.own, "server"):
+            environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "PROJ_NETWORK": "OFF",
+                           "LINDRA_DATA": str(self.inputs / "data"), "XDG_CACHE_HOME": str(self.scratch / "cache"),
+                           "LD_PRELOAD": self.options.shim, "LINDRA_FAULT": "server"}
+            self.own.server = subprocess.Popen([self.options.command], env=environment, bufsize=0,
+                                               stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        return self.own.server
+
+    def ask(self, words):
+        text = b"".join(word.encode() + b"\0" for word in words)
+        server = self.server()
+        server.stdin.write(struct.pack("I", len(text)) + text)
+        told = b""
+        while len(told) < 4 + 16 + 2 * 512:
+            piece = server.stdout.read(4 + 16 + 2 * 512 - len(told))
+            if not piece:
+                sys.exit(f"the server has ended; was asked for {words}")
+            told += piece
+        return told
+
+    def run(self, run):
+        case = self.cases[run.case]
+        with tempfile.TemporaryDirectory(dir=self.scratch) as name:
+            directory = pathlib.Path(name) / "work"
+            directory.mkdir()
+            case.prepare(directory, self.inputs)
+            arguments = [word.replace("{in}", str(self.inputs)) for word in case.arguments]
+            told = self.ask(["/".join(map(str, run[1:])), name, "lindra"] + arguments)
+            code = os.waitstatus_to_exitcode(struct.unpack("i", told[:4])[0])
+            calls, failed = struct.unpack("QQ", told[4:20])
+            place, ended = (told[at:at + 512].split(b"\0")[0].decode() for at in (20, 532))
+            # Directories differ from run to run.
+            errors = (pathlib.Path(name) / "errors").read_text(errors="replace").replace(name, "")
+            return Outcome(code, (pathlib.Path(name) / "output").read_bytes(), errors, case.contents(directory),
+                           calls, failed, place, ended)
+
+    # --- What is claimed ---
+
+    def complaint(self, run, outcome):
+        case, undisturbed = self.cases[run.case], self.undisturbed[run.case]
+        same = (outcome.code == undisturbed.code and outcome.output == undisturbed.output
+                and outcome.errors == undisturbed.errors and outcome.files == undisturbed.files)
+        if outcome.code == -signal.SIGALRM:
+            return "hangs"
+        if outcome.code not in (0, 1, 2):
+            return f"ends by {outcome.code}: {outcome.errors.strip()[-200:]}"
+        if same:
+            return None
+        if outcome.failed == 0:
+            return "differs, though nothing failed"
+        if run.mode == "short":
+            return f"differs after a call that did less than it was asked for: {outcome.errors.strip()[-200:]}"
+        about_files = case.complaint_about_files(outcome.files, undisturbed, outcome.code)
+        if about_files:
+            return about_files
+        if outcome.code == 0:
+            return "differs, and the exit status is 0" + self.difference(outcome, undisturbed)
+        lines = outcome.errors.splitlines()
+        if not lines or not all(line.startswith("lindra: ") for line in lines):
+            return f"no message: {outcome.errors[-200:]!r}"
+        if any(NOT_CLEAR.search(line) for line in lines):
+            return f"the message is not clear: {lines[-1]}"
+        if not undisturbed.output.startswith(outcome.output):
+            return "standard output is no beginning of what it should be"
+        return None
+
+    @staticmethod
+    def difference(outcome, undisturbed):
+        if outcome.errors != undisturbed.errors:
+            return f": {outcome.errors.strip()[-160:]!r} instead of {undisturbed.errors.strip()[-160:]!r}"
+        return ": standard output" if outcome.output != undisturbed.output else ": a file"
+
+    # --- All runs ---
+
+    def make_inputs(self):
+        subprocess.run([self.options.maker, self.inputs], check=True)
+        for database, shapes in (("shapes.db", ["shapes"]), ("half.db", ["shapes/ponds.shp"])):
+            subprocess.run([self.options.command, "index", "-o", database] + shapes, cwd=self.inputs, check=True,
+                           capture_output=True)
+        IndexCase.before = IndexCase.rows(self.inputs / "half.db")
+
+    def look_undisturbed(self, case):
+        first = self.run(Run(case.name, "open", "all", "once", 0))
+        again = self.run(Run(case.name, "read", "all", "once", 0))
+        if first._replace(calls=0) != again._replace(calls=0):
+            sys.exit(f"{case.name} is not the same twice: {first} {again}")
+        expected = 2 if case.name.startswith("wrong") else 0
+        if first.code != expected:
+            sys.exit(f"{case.name} does not work: {first}")
+        self.undisturbed[case.name] = first
+
+    def plan(self, chance):
+        """The runs of all cases: what every command does alike is let fail in the first one alone."""
+        set_up = self.run(Run("wrong-command", "allocation", "own", "once", 0)).calls - 60
+        for case in self.cases.values():
+            if self.options.cases and not re.fullmatch(self.options.cases, case.name):
+                continue
+            for kind in self.options.kinds:
+                for callers in (self.options.callers if kind == "allocation" else ("all",)):
+                    calls = self.run(Run(case.name, kind, callers, "once", 0)).calls
+                    alike = set_up if kind == "allocation" and case.name != "version" else 0
+                    for mode in MODES.get(kind, ("once", "on")):
+                        for nth in range(1 + alike, calls + 1):
+                            if chance.random() < self.options.share:
+                                yield Run(case.name, kind, callers, mode, nth)
+
+    def judge(self, run):
+        outcome = self.run(run)
+        return run, outcome, self.complaint(run, outcome)
+
+    def torture(self):
+        chance = random.Random(self.options.seed)
+        counts, wrong = collections.Counter(), []
+        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
+            runs = list(self.plan(chance))
+            for run, outcome, complaint in pool.map(self.judge, runs):
+                counts[run.case, run.kind, run.callers] += outcome.failed > 0
+                if complaint:
+                    wrong.append(run)
+                    self.tell(run, outcome, complaint)
+        return counts, wrong
+
+    def tell(self, run, outcome, complaint):
+        print(f"{'/'.join(map(str, run))}: {complaint}", flush=True)
+        if self.options.verbose:
+            print(f"    failed: {outcome.place}\n    ended: {outcome.ended}", flush=True)
+
+
+def parse():
+    parser = argparse.ArgumentParser()
+    for name in ("command", "shim", "maker"):
+        parser.add_argument(name, type=os.path.abspath)
+    parser.add_argument("--share", type=float, default=1, help="of all faults, chosen by chance")
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--cases", help="a regular expression")
+    parser.add_argument("--kinds", nargs="+", default=KINDS)
+    parser.add_argument("--callers", nargs="+", default=["own"])
+    parser.add_argument("--only", help="one run, CASE/CLASS/CALLERS/MODE/NTH")
+    parser.add_argument("--verbose", action="store_true", help="tell where the call failed and where it ended")
+    return parser.parse_args()
+
+
+def main():
+    options = parse()
+    with tempfile.TemporaryDirectory(prefix="lindra-torture-") as scratch:
+        torture = Torture(options, pathlib.Path(scratch))
+        torture.make_inputs()
+        for case in torture.cases.values():
+            torture.look_undisturbed(case)
+        if options.only:
+            case, kind, callers, mode, nth = options.only.split("/")
+            run, outcome, complaint = torture.judge(Run(case, kind, callers, mode, int(nth)))
+            print(outcome)
+            sys.exit(complaint)
+        print(f"seed {options.seed}, share {options.share}", flush=True)
+        counts, wrong = torture.torture()
+    for (case, kind, callers), count in sorted(counts.items()):
+        print(f"{case:20} {kind:10} {callers:4} {count:6}")
+    print(f"{sum(counts.values())} faults, {len(wrong)} wrong")
+    if wrong:
+        print("again: " + " ".join(sys.argv) + " --only " + "/".join(map(str, wrong[0])))
+    sys.exit(bool(wrong))
+
+
+if __name__ == "__main__":
+    main()
