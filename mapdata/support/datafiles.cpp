@@ -7,6 +7,7 @@
 #include "support.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
@@ -90,9 +91,13 @@ Directories data_directories(const char *env) {
     return all;
 }
 
-bool is_file(const std::string &path) {
+enum class Place { file, nothing, unknown };
+
+// Where the system fails, a file may be there that another one further on must not stand in for.
+Place look_at(const std::string &path) {
     struct stat found;
-    return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
+    if (stat(path.c_str(), &found) == 0) return S_ISREG(found.st_mode) ? Place::file : Place::nothing;
+    return errno == EIO || errno == ENOMEM || errno == EOVERFLOW ? Place::unknown : Place::nothing;
 }
 
 } // namespace
@@ -102,7 +107,9 @@ char *datafile(const char *env, const char *relative_path) {
     try {
         for (const std::string &directory : data_directories(env)) {
             const std::string path = directory + "/" + relative_path;
-            if (is_file(path)) return strdup(path.c_str());
+            const Place place = look_at(path);
+            if (place == Place::file) return strdup(path.c_str());
+            if (place == Place::unknown) return nullptr;
         }
     } catch (const std::bad_alloc &) {
     }

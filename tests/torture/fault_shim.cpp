@@ -253,11 +253,13 @@ long make_short(long number, const long *arguments) {
     return shim_call(number, fewer);
 }
 
-long answer(long number, const long *arguments) {
+long answer(long number, const long *arguments, const Module *from) {
     int error = 0;
     for (const auto &each : watched)
         if (each.number == number) error = each.error;
-    const bool counts = is_active && !is_message(number, arguments) &&
+    // The dynamic loader takes a module for damaged of which it is given less than it asked for.
+    const bool counts = is_active && !(mode == Mode::cut && from && has(from->name, "ld-linux")) &&
+                        !is_message(number, arguments) &&
                         (mode == Mode::once || mode == Mode::on || transfers(number));
     if (!counts || !is_chosen()) return shim_call(number, arguments);
     if (mode == Mode::cut) return make_short(number, arguments);
@@ -272,7 +274,8 @@ void on_call(int, siginfo_t *info, void *context) {
     auto &registers = static_cast<ucontext_t *>(context)->uc_mcontext.gregs;
     const long arguments[6] = {registers[REG_RDI], registers[REG_RSI], registers[REG_RDX],
                                registers[REG_R10], registers[REG_R8],  registers[REG_R9]};
-    registers[REG_RAX] = answer(info->si_syscall, arguments);
+    registers[REG_RAX] =
+        answer(info->si_syscall, arguments, module_at(static_cast<uintptr_t>(registers[REG_RIP])));
     errno = kept;
 }
 
