@@ -195,7 +195,7 @@ typedef void (*lindra_log_handler)(void *context, int flag, const char *text);
 LINDRA_API void lindra_set_log_handler(lindra_log_handler handler, void *context);
 
 /* lindra_data_directories returns the directories that datafile searches for the same env, in order, joined
- * by line ends; or null when memory is exhausted. The caller frees the text. */
+ * by line ends; or null when the system fails to look one up or memory is exhausted. The caller frees it. */
 LINDRA_API char *lindra_data_directories(const char *env);
 
 #ifdef __cplusplus

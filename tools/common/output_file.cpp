@@ -72,8 +72,14 @@ void OutputFile::open_temporary() {
     std::string name = path_.string() + ".XXXXXX";
     descriptor_ = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot be created");
-    // Without a further allocation: a file whose name is not kept would stay.
-    temporary_ = std::move(name);
+    try {
+        temporary_ = name;
+    } catch (...) {
+        // Nobody else knows of it.
+        unlink(name.c_str());
+        close(descriptor_);
+        throw;
+    }
     remember(temporary_);
 }
 
