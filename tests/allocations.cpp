@@ -4,6 +4,7 @@
 
 #include "torture/faults.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -39,7 +40,9 @@ bool allowed(size_t size) {
     const bool fails =
         state.nth > 0 && (state.from_then_on ? state.count >= state.nth : state.count == state.nth);
     state.failures += fails;
-    return !fails && !lindra::test::strikes(lindra::test::FaultKind::allocation);
+    if (!fails && !lindra::test::strikes(lindra::test::FaultKind::allocation)) return true;
+    errno = ENOMEM;
+    return false;
 }
 
 template <class Block>

@@ -316,10 +316,11 @@ class Torture:
             for kind in self.options.kinds:
                 for callers in (self.options.callers if kind == "allocation" else ("all",)):
                     calls = self.run(Run(case.name, kind, callers, "once", 0)).calls
+                    share = self.options.others if self.options.others and kind != "allocation" else self.options.share
                     alike = set_up if kind == "allocation" and case.name != "version" else 0
                     for mode in MODES.get(kind, ("once", "on")):
                         for nth in range(1 + alike, calls + 1):
-                            if chance.random() < self.options.share:
+                            if chance.random() < share:
                                 yield Run(case.name, kind, callers, mode, nth)
 
     def judge(self, run):
@@ -349,6 +350,7 @@ def parse():
     for name in ("command", "shim", "maker"):
         parser.add_argument(name, type=os.path.abspath)
     parser.add_argument("--share", type=float, default=1, help="of all faults, chosen by chance")
+    parser.add_argument("--others", type=float, help="the share of system calls, where that differs")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--cases", help="a regular expression")

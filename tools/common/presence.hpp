@@ -9,13 +9,17 @@
 
 namespace lindra::tools {
 
-// Whether there is anything at path. A file that the system fails to look up may be there: that is a
-// DataError, so that nothing is made without it unawares. One that may not be looked up is none for us.
+// Whether there is anything at path. What may not be looked up, and a link that leads round, is nothing. A
+// file that the system fails to look up may be there: that is a DataError, so that nothing is made without it
+// unawares.
 inline bool is_there(const std::filesystem::path &path) {
+    namespace fs = std::filesystem;
     std::error_code reason;
-    const auto type = std::filesystem::status(path, reason).type();
-    if (type != std::filesystem::file_type::none || reason == std::errc::permission_denied)
-        return type != std::filesystem::file_type::not_found && type != std::filesystem::file_type::none;
+    const fs::file_status status = fs::status(path, reason);
+    if (fs::status_known(status)) return fs::exists(status);
+    if (reason == std::errc::permission_denied || reason == std::errc::too_many_symbolic_link_levels ||
+        reason == std::errc::filename_too_long)
+        return false;
     throw DataError(shown(path.string()) + " cannot be looked up: " + reason.message());
 }
 

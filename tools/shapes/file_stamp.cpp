@@ -29,7 +29,8 @@ int64_t mtime_ns(const struct stat &found) {
 // Without a file, false. What the system fails to look up is not taken for absent.
 bool look_up(const std::string &path, struct stat &found) {
     if (stat(path.c_str(), &found) == 0) return true;
-    if (errno == ENOENT || errno == ENOTDIR || errno == EACCES) return false;
+    if (errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == ELOOP || errno == ENAMETOOLONG)
+        return false;
     throw DataError(shown(path) + " cannot be looked up: " + std::strerror(errno));
 }
 

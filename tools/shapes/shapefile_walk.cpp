@@ -55,7 +55,9 @@ class Walker {
     fs::file_status looked_up(const fs::path &path) {
         std::error_code reason;
         const fs::file_status status = fs::status(path, reason);
-        if (!fs::status_known(status)) refuse(path, reason.message());
+        // A link that leads round leads to nothing.
+        if (!fs::status_known(status) && reason != std::errc::too_many_symbolic_link_levels)
+            refuse(path, reason.message());
         return status;
     }
 

@@ -212,10 +212,13 @@ class shapefile {
                                                                           : stem + extension;
     }
 
-    // What the system fails to look up is not taken for absent: reading it tells why.
+    // What the system fails to look up is not taken for absent: reading it tells why. A link that leads round
+    // leads to nothing.
     static bool is_absent(const std::string &path) {
-        std::error_code ignored;
-        return std::filesystem::status(path, ignored).type() == std::filesystem::file_type::not_found;
+        std::error_code reason;
+        const auto type = std::filesystem::status(path, reason).type();
+        return type == std::filesystem::file_type::not_found ||
+               reason == std::errc::too_many_symbolic_link_levels;
     }
 
     void open(const shapefile_bytes &files, const std::string &main, const shapefile_options &options) {
