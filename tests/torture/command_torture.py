@@ -339,6 +339,41 @@ class Torture:
                     self.tell(run, outcome, complaint)
         return counts, wrong
 
+    # --- Places that cannot be written ---
+
+    def run_at(self, case, words, **streams):
+        """Ends by itself with what it says on standard error; without the module."""
+        environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "LINDRA_DATA": str(self.inputs / "data"),
+                       "FONTCONFIG_FILE": str(self.inputs / "fonts.conf")}
+        with tempfile.TemporaryDirectory(dir=self.scratch) as directory:
+            done = subprocess.run([self.options.command] + words, cwd=directory, env=environment, timeout=60,
+                                  stderr=subprocess.PIPE, text=True, **streams)
+            lines = done.stderr.splitlines()
+            if done.returncode != 1 or not lines or not lines[-1].startswith("lindra: "):
+                yield f"{case.name}: {words} ends with {done.returncode}: {done.stderr[-200:]!r}"
+            if os.listdir(directory):
+                yield f"{case.name}: {words} leaves {os.listdir(directory)}"
+
+    def places(self):
+        """Standard output that is full or closed; a file that is a full device, or in a directory that takes none."""
+        for case in self.cases.values():
+            words = [word.replace("{in}", str(self.inputs)) for word in case.arguments]
+            if self.undisturbed[case.name].output:
+                with open("/dev/full", "wb") as full:
+                    yield from self.run_at(case, words, stdout=full)
+                yield from self.run_at(case, words, preexec_fn=lambda: os.close(1))
+            if "-o" in words and case.name != "import":
+                at = words.index("-o") + 1
+                ending = words[at][words[at].rindex("."):]
+                nowhere = words[:at] + ["/proc/nothing" + ending] + words[at + 1:]
+                yield from self.run_at(case, nowhere, stdout=subprocess.DEVNULL)
+                if not isinstance(case, IndexCase):
+                    device = self.scratch / ("full" + ending)
+                    if not device.exists():
+                        device.symlink_to("/dev/full")
+                    yield from self.run_at(case, words[:at] + [str(device)] + words[at + 1:],
+                                           stdout=subprocess.DEVNULL)
+
     def tell(self, run, outcome, complaint):
         print(f"{'/'.join(map(str, run))}: {complaint}", flush=True)
         if self.options.verbose:
@@ -373,6 +408,8 @@ def main():
             run, outcome, complaint = torture.judge(Run(case, kind, callers, mode, int(nth)))
             print(outcome)
             sys.exit(complaint)
+        unwritable = list(torture.places())
+        print(*unwritable, sep="\n")
         print(f"seed {options.seed}, share {options.share}", flush=True)
         counts, wrong = torture.torture()
     for (case, kind, callers), count in sorted(counts.items()):
@@ -380,7 +417,7 @@ def main():
     print(f"{sum(counts.values())} faults, {len(wrong)} wrong")
     if wrong:
         print("again: " + " ".join(sys.argv) + " --only " + "/".join(map(str, wrong[0])))
-    sys.exit(bool(wrong))
+    sys.exit(bool(wrong or unwritable))
 
 
 if __name__ == "__main__":

@@ -908,6 +908,26 @@ TEST(LibraryTorture, ending_the_process_with_a_complaint_needs_no_memory) {
         testing::ExitedWithCode(1), "torture: the end");
 }
 
+TEST(DataFile, a_place_that_the_system_fails_to_look_up_is_not_passed_over) {
+    const TemporaryDirectory first, second;
+    first.write("maps/it", "x");
+    second.write("maps/it", "y");
+    const Environment data("LINDRA_DATA", (first.path().string() + ":" + second.path().string()).c_str());
+    int calls;
+    {
+        const Faults none(FaultKind::system_call, 0, false);
+        free(datafile("LINDRA_DATA", "maps/it"));
+        calls = Faults::calls();
+    }
+    ASSERT_GT(calls, 0);
+    for (int nth = 1; nth <= calls; nth++) {
+        const Faults faults(FaultKind::system_call, nth, false);
+        char *path = datafile("LINDRA_DATA", "maps/it");
+        EXPECT_TRUE(!path || !Faults::failed()) << path;
+        free(path);
+    }
+}
+
 // A function that is new is tortured, or found to ask for nothing.
 TEST(LibraryTorture, every_exported_function_is_there) {
     std::set<std::string> known = {"elog_die"};
