@@ -341,7 +341,7 @@ void on_end(int number) {
 
 int run_main(const char *request, int argc, char **argv, char **environment) {
     take_request(request);
-    for (const int number : {SIGSEGV, SIGABRT, SIGFPE, SIGILL})
+    for (const int number : {SIGSEGV, SIGABRT, SIGFPE, SIGILL, SIGALRM})
         std::signal(number, on_end);
     if (kind != Kind::allocation) catch_system_calls();
     is_active = true;
