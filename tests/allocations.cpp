@@ -2,6 +2,9 @@
 
 #include "allocations.hpp"
 
+#include "torture/faults.hpp"
+
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -10,6 +13,7 @@ extern "C" {
 void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
 void *__real_realloc(void *block, size_t size);
+char *__real_realpath(const char *path, char *resolved);
 char *__real_strdup(const char *text);
 char *__real_strndup(const char *text, size_t size);
 void __real_free(void *block);
@@ -36,7 +40,9 @@ bool allowed(size_t size) {
     const bool fails =
         state.nth > 0 && (state.from_then_on ? state.count >= state.nth : state.count == state.nth);
     state.failures += fails;
-    return !fails;
+    if (!fails && !lindra::test::strikes(lindra::test::FaultKind::allocation)) return true;
+    errno = ENOMEM;
+    return false;
 }
 
 template <class Block>
@@ -57,6 +63,11 @@ void *__wrap_calloc(size_t count, size_t size) {
 void *__wrap_realloc(void *block, size_t size) {
     if (!allowed(size)) return nullptr;
     return block ? __real_realloc(block, size) : counted(__real_realloc(block, size));
+}
+// The text is from malloc, which the C library does not call by a name that could be wrapped.
+char *__wrap_realpath(const char *path, char *resolved) {
+    if (resolved) return __real_realpath(path, resolved);
+    return allowed(1) ? counted(__real_realpath(path, nullptr)) : nullptr;
 }
 char *__wrap_strdup(const char *text) {
     return allowed(strlen(text) + 1) ? counted(__real_strdup(text)) : nullptr;

@@ -306,7 +306,8 @@ TEST_P(SpecialFileCommand, draw_takes_none_for_a_coordinate_system) {
     directory.write("roads.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
     make("roads.prj");
     // Without text: the fonts that are looked up for it are never given back (see leak_suppressions.cpp).
-    const Result result = run_lindra("draw " + path("roads.shp") + " --style text=none -o " + path("out.png"));
+    const Result result =
+        run_lindra("draw " + path("roads.shp") + " --style text=none -o " + path("out.png"));
     if (GetParam() == std::string("/proc/self/maps")) { // a regular file, and no coordinate system
         EXPECT_EQ(result.code, 1);
         EXPECT_NE(result.errors.find("PROJ does not understand"), std::string::npos) << result.errors;

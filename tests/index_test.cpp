@@ -112,6 +112,18 @@ class Coordinates {
 
 } // namespace
 
+// What it lacks is not for good: the file counts as changed.
+TEST_F(Index, table_that_cannot_be_read_is_told_and_read_by_the_next_run) {
+    write("roads", {diagonal(0, 0, 1, 1)});
+    std::filesystem::create_directory(path("roads.dbf"));
+    for (int run = 0; run < 2; run++) {
+        const Result result = index();
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(has(result.errors, "roads.dbf: byte 0: ")) << result.errors;
+        EXPECT_TRUE(has(result.errors, summary(1, 1, 0, 0))) << result.errors;
+    }
+}
+
 TEST_F(Index, finds_what_a_look_at_every_record_finds_in_1000_random_windows) {
     Coordinates coordinates;
     std::vector<std::optional<Box>> boxes;

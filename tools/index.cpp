@@ -127,11 +127,20 @@ class Indexing {
         return known != known_.end() && known->second.stamp == task.stamp;
     }
 
+    std::optional<FileStamp> looked_up(const std::string &path) {
+        try {
+            return stamp_of(path, options_.encoding);
+        } catch (const DataError &reason) {
+            refuse(reason.what());
+            return std::nullopt;
+        }
+    }
+
     // The files to be read.
     std::vector<Task> tasks() {
         std::vector<Task> all;
         for (const std::string &path : found_.files) {
-            const std::optional<FileStamp> stamp = stamp_of(path, options_.encoding);
+            const std::optional<FileStamp> stamp = looked_up(path);
             if (!stamp) continue;
             Task task{path, names_.name_of(path), *stamp};
             if (task.name.size() > longest_name)
@@ -165,7 +174,8 @@ class Indexing {
             const CapturedLog log;
             const shapefile file(task.path,
                                  {options_.encoding, [&](const repair &told) { complaints.add(told); }});
-            index.replace(task.name, task.stamp, file, [&](const shape_record &record) { look(record); });
+            index.replace(task.name, stamp_of_what_was_read(task, complaints), file,
+                          [&](const shape_record &record) { look(record); });
             read_++;
         } catch (const Stopped &) {
             return;
@@ -177,6 +187,13 @@ class Indexing {
             refuse(complaints.line());
         else if (!complaints.empty())
             say(complaints.line());
+    }
+
+    // What could not be opened is tried again by the next run, for which the file has changed.
+    static FileStamp stamp_of_what_was_read(const Task &task, const Complaints &complaints) {
+        FileStamp stamp = task.stamp;
+        if (complaints.is_unread()) stamp.beside += " (not read in whole)";
+        return stamp;
     }
 
     void look(const shape_record &record) {

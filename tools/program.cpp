@@ -7,6 +7,7 @@
 
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
+#include "common/memory.hpp"
 #include "subcommands.hpp"
 
 #include "lindra/lindra.h"
@@ -16,6 +17,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 
@@ -31,8 +33,8 @@ the installed command, and those of the system.
 
 Exit status: 0; 1 for bad data; 2 for wrong arguments.)";
 
-int say(const std::exception &error, ExitCode code) {
-    fprintf(stderr, "lindra: %s\n", error.what());
+int say(const char *what, ExitCode code) {
+    fprintf(stderr, "lindra: %s\n", what);
     return code;
 }
 
@@ -51,6 +53,14 @@ int say_usage(const CLI::App &program, const CLI::ParseError &error, int argc, c
     fprintf(stderr, "lindra: %s; see lindra %s --help\n", text.substr(0, text.find('\n')).c_str(),
             chosen.front()->get_name().c_str());
     return exit_bad_usage;
+}
+
+// Lost words of a help that was put together without memory are no help.
+void print_help(const CLI::App &program, const CLI::ParseError &error) {
+    std::ostringstream text;
+    program.exit(error, text, text);
+    require_memory();
+    std::cout << text.str();
 }
 
 // Help and version are data too: where they cannot be written, the command has failed.
@@ -96,7 +106,7 @@ int run(int argc, char **argv) {
         program.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() != 0) return say_usage(program, error, argc, argv);
-        program.exit(error);
+        print_help(program, error);
     }
     return flushed(exit_success);
 }
@@ -104,6 +114,7 @@ int run(int argc, char **argv) {
 // What goes wrong over bytes that are gone is told as what it is.
 int run_watched(int argc, char **argv) {
     watch_files();
+    watch_memory();
     try {
         const int code = run(argc, argv);
         require_unchanged_files();
@@ -120,11 +131,13 @@ int run_program(int argc, char **argv) {
     try {
         return run_watched(argc, argv);
     } catch (const UsageError &error) {
-        return say(error, exit_bad_usage);
+        return say(error.what(), exit_bad_usage);
     } catch (const ReaderGone &) {
         return exit_bad_data;
+    } catch (const std::bad_alloc &) {
+        return say(no_memory, exit_bad_data);
     } catch (const std::exception &error) {
-        return say(error, exit_bad_data);
+        return say(error.what(), exit_bad_data);
     }
 }
 

@@ -200,8 +200,11 @@ int load_path(GmtMapFile *file, const char *path) {
     char *data = nullptr;
     const int64_t size = mapfile(path, nullptr, &data);
     if (size < 0) return fail(0, "gmtmap_select: mapfile(%s) error.\n", path);
-    if (lindra_bound(data, static_cast<size_t>(size)) < 0)
+    if (lindra_bound(data, static_cast<size_t>(size)) < 0) {
+        // Nobody has seen it.
+        lindra_unmapfile(data, size);
         return fail(1, "gmtmap_select: lindra_bound(%s) error.\n", path);
+    }
 
     auto *cursor = reinterpret_cast<unsigned char *>(data);
     NetcdfHeader *hdr = nullptr;

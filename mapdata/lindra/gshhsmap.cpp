@@ -205,8 +205,11 @@ int map_path(const char *path, GshhsSelect &layer) {
                     static_cast<long long>(size));
     size = mapfile(path, nullptr, &data);
     if (size < 0) return fail(0, "gshhsmap_select: mapfile(%s) error.\n", path);
-    if (lindra_bound(data, static_cast<size_t>(size)) < 0)
+    if (lindra_bound(data, static_cast<size_t>(size)) < 0) {
+        // Nobody else knows of it.
+        lindra_unmapfile(data, size);
         return fail(1, "gshhsmap_select: lindra_bound(%s) error.\n", path);
+    }
     layer.data = reinterpret_cast<unsigned char *>(data);
     layer.size = static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX));
     return 0;

@@ -7,9 +7,11 @@
 #include "support.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <exception>
 #include <memory>
 #include <new>
 #include <string>
@@ -59,12 +61,19 @@ std::string loaded_from() {
     if (!dladdr(reinterpret_cast<void *>(&datafile), &here) || !here.dli_fname) return {};
     const char *name = strchr(here.dli_fname, '/') ? here.dli_fname : "/proc/self/exe";
     const std::unique_ptr<char, decltype(&free)> resolved(realpath(name, nullptr), free);
+    if (!resolved && errno == ENOMEM) throw std::bad_alloc();
     return resolved ? resolved.get() : std::string();
 }
 
-bool is_directory(const std::string &path) {
+// The system fails to look something up: a file may be there that another one must not stand in for.
+struct NotLookedUp : std::exception {};
+
+// The type of what is there; 0 for nothing.
+mode_t type_at(const std::string &path) {
     struct stat found;
-    return stat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode);
+    if (stat(path.c_str(), &found) == 0) return found.st_mode & S_IFMT;
+    if (errno == EIO || errno == ENOMEM || errno == EOVERFLOW) throw NotLookedUp();
+    return 0;
 }
 
 void add_prefix_directory(Directories &to) {
@@ -73,7 +82,7 @@ void add_prefix_directory(Directories &to) {
         const size_t slash = place.rfind('/');
         if (slash == std::string::npos || slash == 0) return;
         place.resize(slash);
-        if (const std::string share = place + "/share"; is_directory(share)) {
+        if (const std::string share = place + "/share"; type_at(share) == S_IFDIR) {
             to.push_back(share);
             return;
         }
@@ -90,11 +99,6 @@ Directories data_directories(const char *env) {
     return all;
 }
 
-bool is_file(const std::string &path) {
-    struct stat found;
-    return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode);
-}
-
 } // namespace
 
 char *datafile(const char *env, const char *relative_path) {
@@ -102,9 +106,9 @@ char *datafile(const char *env, const char *relative_path) {
     try {
         for (const std::string &directory : data_directories(env)) {
             const std::string path = directory + "/" + relative_path;
-            if (is_file(path)) return strdup(path.c_str());
+            if (type_at(path) == S_IFREG) return strdup(path.c_str());
         }
-    } catch (const std::bad_alloc &) {
+    } catch (const std::exception &) {
     }
     return nullptr;
 }
@@ -115,7 +119,7 @@ char *lindra_data_directories(const char *env) {
         for (const std::string &directory : data_directories(env))
             text += (text.empty() ? "" : "\n") + directory;
         return strdup(text.c_str());
-    } catch (const std::bad_alloc &) {
+    } catch (const std::exception &) {
         return nullptr;
     }
 }

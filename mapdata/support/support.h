@@ -101,11 +101,11 @@ LINDRA_API void elog_die(int flag, const char *format, ...) LINDRA_PRINTF(2, 3) 
 /* --- Data files and mapping ----------------------------------------------------------------------------- */
 
 /* datafile returns the full path of the first regular file named relative_path below the data directories, or
- * null when none has it or memory is exhausted; the caller frees it. The directories, in order: those of the
- * environment variable env (null: LINDRA_DATA), a colon-separated list; $XDG_DATA_HOME, else ~/.local/share;
- * the share/ directory of the place the library is installed in; those of $XDG_DATA_DIRS, else
- * /usr/local/share and /usr/share. Empty and relative entries of the XDG variables are passed over, as the
- * XDG Base Directory Specification (2021) wants it. */
+ * null when none has it, the system fails to look one up (EIO, ENOMEM, EOVERFLOW), or memory is exhausted;
+ * the caller frees it. The directories, in order: those of the environment variable env (null: LINDRA_DATA),
+ * a colon-separated list; $XDG_DATA_HOME, else ~/.local/share; the share/ directory of the place the library
+ * is installed in; those of $XDG_DATA_DIRS, else /usr/local/share and /usr/share. Empty and relative entries
+ * of the XDG variables are passed over, as the XDG Base Directory Specification (2021) wants it. */
 LINDRA_API char *datafile(const char *env, const char *relative_path);
 
 /* mapfile makes the whole regular file at path readable in memory for the life of the process, or until
@@ -195,7 +195,7 @@ typedef void (*lindra_log_handler)(void *context, int flag, const char *text);
 LINDRA_API void lindra_set_log_handler(lindra_log_handler handler, void *context);
 
 /* lindra_data_directories returns the directories that datafile searches for the same env, in order, joined
- * by line ends; or null when memory is exhausted. The caller frees the text. */
+ * by line ends; or null when the system fails to look one up or memory is exhausted. The caller frees it. */
 LINDRA_API char *lindra_data_directories(const char *env);
 
 #ifdef __cplusplus

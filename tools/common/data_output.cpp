@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
+#include "common/memory.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -48,6 +49,7 @@ void DataOutput::finish() {
 
 void DataOutput::flush() {
     require_unchanged_files();
+    require_memory();
     if (file_)
         file_->write(block_);
     else

@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
+#include "common/memory.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -29,13 +30,13 @@ constexpr size_t longest_name = 4096;
 char name_to_remove[longest_name];
 
 extern "C" void remove_and_end(int signal_number) {
-    if (name_to_remove[0]) unlink(name_to_remove);
+    OutputFile::remove_temporary();
     signal(signal_number, SIG_DFL);
     raise(signal_number);
 }
 
-void remember(const std::string &name) {
-    if (name.size() < longest_name) strcpy(name_to_remove, name.c_str());
+void remember(const std::filesystem::path &path) {
+    if (path.native().size() < longest_name) strcpy(name_to_remove, path.c_str());
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         if (signal(number, remove_and_end) == SIG_IGN) signal(number, SIG_IGN);
     // A file beyond the limit of its size is a failed write, told like any other.
@@ -71,8 +72,15 @@ void OutputFile::open_temporary() {
     std::string name = path_.string() + ".XXXXXX";
     descriptor_ = mkostemp(name.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot be created");
-    temporary_ = name;
-    remember(name);
+    try {
+        temporary_ = name;
+    } catch (...) {
+        // Nobody else knows of it.
+        unlink(name.c_str());
+        close(descriptor_);
+        throw;
+    }
+    remember(temporary_);
 }
 
 OutputFile::~OutputFile() {
@@ -93,6 +101,7 @@ void OutputFile::write(std::string_view bytes) {
 
 void OutputFile::commit() {
     require_unchanged_files();
+    require_memory();
     const bool special = temporary_.empty();
     if (!special && fchmod(descriptor_, new_file_mode()) != 0) fail("cannot be written");
     const int closed = close(descriptor_);
@@ -102,6 +111,10 @@ void OutputFile::commit() {
     if (rename(temporary_.c_str(), path_.c_str()) != 0) fail("cannot be put in place");
     temporary_.clear();
     forget();
+}
+
+void OutputFile::remove_temporary() {
+    if (name_to_remove[0]) unlink(name_to_remove);
 }
 
 void OutputFile::fail(const char *what) const {

@@ -25,6 +25,9 @@ class OutputFile {
 
     void commit();
 
+    // Removes the temporary file of the moment, if there is one, where the process ends without destructors.
+    static void remove_temporary();
+
   private:
     void open_special();
     void open_temporary();

@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
+#include "common/memory.hpp"
 
 #include <cerrno>
 #include <csignal>
@@ -19,6 +20,7 @@ void print_to_standard_output(const std::function<void()> &print) {
     errno = 0;
     print();
     require_unchanged_files();
+    require_memory();
     if (fflush(stdout) == 0 && !ferror(stdout)) return;
     const int reason = errno;
     clearerr(stdout);

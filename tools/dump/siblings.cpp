@@ -6,13 +6,16 @@
 #include "common/data_output.hpp"
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
+#include "common/presence.hpp"
 #include "dump/json.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -46,10 +49,13 @@ std::string index_fact(const InputFile &file) {
 std::string table_fact(const InputFile &file) {
     DbaseFile table = {};
     unsigned char *cursor = file.data();
+    errno = 0;
     const int status = esri_decode_dbase_file(&table, file.data(), &cursor);
     const std::string fact = "attributes: " + count(table.header.hdr5.numrecs, "record") + ", " +
                              count(counttbl(table.fields), "field");
+    const bool lacks_memory = status < 0 && errno == ENOMEM;
     lindra_clear_esri(DBASE_FILE, &table);
+    if (lacks_memory) throw std::bad_alloc();
     return status < 0 ? "attributes: damaged" : fact;
 }
 
@@ -111,7 +117,7 @@ Siblings::Siblings(const std::string &path) {
     const std::string base = path.substr(0, path.size() - (path.ends_with('.') ? 1 : 0));
     for (const Sibling &sibling : siblings)
         for (const char *ending : sibling.endings)
-            if (fs::exists(base + ending, none)) paths_.push_back(base + ending);
+            if (is_there(base + ending)) paths_.push_back(base + ending);
 }
 
 void Siblings::print(bool json) const {

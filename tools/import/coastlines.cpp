@@ -2,6 +2,7 @@
 
 #include "import/coastlines.hpp"
 
+#include "common/presence.hpp"
 #include "common/progress.hpp"
 #include "import/ancestors.hpp"
 #include "import/binned_file.hpp"
@@ -39,8 +40,8 @@ std::vector<Task> find_tasks(const ImportOptions &options) {
     std::vector<Task> tasks;
     for (const char letter : import_order) {
         const fs::path from = options.from / (std::string("binned_GSHHS_") + letter + ".nc");
+        if (!is_there(from)) continue;
         std::error_code error;
-        if (!fs::exists(from, error)) continue;
         const auto size = fs::file_size(from, error);
         tasks.push_back(
             {letter, from, std::string("gshhs_") + letter + ".b", error ? 0 : static_cast<double>(size)});

@@ -10,6 +10,7 @@
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
 #include "common/output_file.hpp"
+#include "common/presence.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
 
@@ -170,9 +171,8 @@ size_t import_line_files(const ImportOptions &options) {
         for (const char *kind : {"border", "river"}) {
             const std::string stem = std::string("binned_") + kind + "_" + letter;
             const fs::path from = options.from / (stem + ".nc");
-            std::error_code error;
-            if (!fs::exists(from, error)) continue;
-            if (!fs::is_regular_file(from, error))
+            if (!is_there(from)) continue;
+            if (std::error_code error; !fs::is_regular_file(from, error))
                 throw DataError(from.string() + " cannot be read: it is not a regular file");
             import_line_file(options, from, stem + ".cdf");
             count++;

@@ -3,6 +3,7 @@
 #include "map/canvas.hpp"
 
 #include "common/errors.hpp"
+#include "map/cairo_output.hpp"
 
 #include <algorithm>
 #include <cairo-pdf.h>
@@ -28,11 +29,6 @@ std::string lower_case(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return text;
-}
-
-cairo_status_t append(void *file, const unsigned char *data, unsigned size) {
-    static_cast<std::string *>(file)->append(reinterpret_cast<const char *>(data), size);
-    return CAIRO_STATUS_SUCCESS;
 }
 
 void check(cairo_status_t status) {

@@ -148,6 +148,7 @@ struct Coastline::Source {
 
     void read(int index, Polygon &polygon) {
         map->iseg = index;
+        const CapturedLog log; // no more than that memory is exhausted
         int count = 0;
         char type[2];
         int inside;

@@ -110,6 +110,7 @@ class LineFile {
 
     Line read_segment(int index) {
         handle_.map->iseg = index;
+        const CapturedLog log; // no more than that memory is exhausted
         int count = 0;
         char type[4];
         int level = 0;

@@ -3,11 +3,11 @@
 #include "map/projection.hpp"
 
 #include "common/errors.hpp"
+#include "map/quiet_proj.hpp"
 
 #include <cmath>
 #include <cstdio>
 #include <numbers>
-#include <proj.h>
 #include <sstream>
 
 namespace lindra::tools {
@@ -81,11 +81,11 @@ std::string projection_help() {
 }
 
 struct Projection::Machine {
-    PJ_CONTEXT *context = proj_context_create();
-    PJ *transformation = nullptr;
+    PJ_CONTEXT *context;
+    PJ *transformation;
 
     explicit Machine(const std::string &definition)
-        : transformation(proj_create(context, definition.c_str())) {}
+        : context(quiet_context()), transformation(proj_create(context, definition.c_str())) {}
     ~Machine() {
         proj_destroy(transformation);
         proj_context_destroy(context);

@@ -9,10 +9,10 @@
 
 namespace lindra::tools {
 
-// Whether something of the shapes themselves is lost.
+// Whether something of the shapes themselves is lost, or all of their attributes.
 inline bool is_damage(repair_kind kind) {
     return kind == repair_kind::shape_cut || kind == repair_kind::record_length || kind == repair_kind::gap ||
-           kind == repair_kind::shape_type;
+           kind == repair_kind::shape_type || kind == repair_kind::file_beside;
 }
 
 // What is wrong with one file.
@@ -20,10 +20,12 @@ class Complaints {
   public:
     void add(const repair &told) {
         if (count_++ == 0 || (is_damage(told.kind) && !is_damaged_)) first_ = told;
+        is_unread_ = is_unread_ || told.kind == repair_kind::file_beside;
         is_damaged_ = is_damaged_ || is_damage(told.kind);
     }
 
     bool is_damaged() const { return is_damaged_; }
+    bool is_unread() const { return is_unread_; } // of a file that belongs to it
     bool empty() const { return count_ == 0; }
 
     // The first damage, or else the first of whatever it is.
@@ -35,6 +37,7 @@ class Complaints {
   private:
     size_t count_ = 0;
     bool is_damaged_ = false;
+    bool is_unread_ = false;
     repair first_ = {};
 };
 

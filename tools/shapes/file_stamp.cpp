@@ -2,8 +2,13 @@
 
 #include "shapes/file_stamp.hpp"
 
+#include "common/errors.hpp"
+#include "common/shown.hpp"
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 
 namespace lindra::tools {
@@ -21,16 +26,24 @@ int64_t mtime_ns(const struct stat &found) {
     return int64_t{found.st_mtim.tv_sec} * ns_per_second + found.st_mtim.tv_nsec;
 }
 
+// Without a file, false. What the system fails to look up is not taken for absent.
+bool look_up(const std::string &path, struct stat &found) {
+    if (stat(path.c_str(), &found) == 0) return true;
+    if (errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == ELOOP || errno == ENAMETOOLONG)
+        return false;
+    throw DataError(shown(path) + " cannot be looked up: " + std::strerror(errno));
+}
+
 } // namespace
 
 std::optional<FileStamp> stamp_of(const std::string &path, const std::string &encoding) {
     struct stat found;
-    if (stat(path.c_str(), &found) != 0) return std::nullopt;
+    if (!look_up(path, found)) return std::nullopt;
     FileStamp stamp{found.st_size, mtime_ns(found), {}};
     const std::string stem = path.substr(0, path.rfind('.'));
     for (const std::string ending : {".shx", ".dbf", ".cpg"})
         for (const std::string &spelling : {ending, in_capitals(ending)})
-            if (stat((stem + spelling).c_str(), &found) == 0)
+            if (look_up(stem + spelling, found))
                 stamp.beside += spelling + " " + std::to_string(found.st_size) + " " +
                                 std::to_string(mtime_ns(found)) + "; ";
     stamp.beside += encoding;

@@ -83,7 +83,9 @@ IndexWriter::IndexWriter(fs::path path)
 
 IndexWriter::Traces::~Traces() {
     std::error_code unknown;
-    if (fs::file_size(path, unknown) == 0 && !unknown) unlink(path.c_str());
+    if (fs::file_size(path, unknown) != 0 || unknown) return;
+    unlink(path.c_str());
+    unlink((path.string() + "-journal").c_str());
 }
 
 IndexWriter::~IndexWriter() {

@@ -5,6 +5,8 @@
 #include "shapes/index_file.hpp"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <strings.h>
 #include <sys/stat.h>
@@ -29,7 +31,7 @@ class Walker {
         std::error_code ignored;
         if (!fs::exists(path, ignored) && fs::exists(path.string() + ending, ignored)) path += ending;
         found_.roots.push_back(path.string());
-        const fs::file_status status = fs::status(path, ignored);
+        const fs::file_status status = looked_up(path);
         if (fs::is_directory(status)) return enter(path);
         if (!fs::exists(status)) return;
         if (is_main_file(path))
@@ -49,10 +51,26 @@ class Walker {
         return whole_path(path.parent_path()) / path.filename();
     }
 
+    // What the system fails to look up is a problem, and treated as absent.
+    fs::file_status looked_up(const fs::path &path) {
+        std::error_code reason;
+        const fs::file_status status = fs::status(path, reason);
+        // A link that leads round leads to nothing.
+        if (!fs::status_known(status) && reason != std::errc::too_many_symbolic_link_levels)
+            refuse(path, reason.message());
+        return status;
+    }
+
+    void refuse(const fs::path &path, const std::string &reason) {
+        found_.problems.push_back(path.string() + " cannot be looked up: " + reason);
+    }
+
     // Whether it is the first time.
     bool comes_to(const fs::path &directory) {
         struct stat found;
-        return stat(directory.c_str(), &found) == 0 && entered_.emplace(found.st_dev, found.st_ino).second;
+        if (stat(directory.c_str(), &found) == 0) return entered_.emplace(found.st_dev, found.st_ino).second;
+        refuse(directory, std::strerror(errno));
+        return false;
     }
 
     // Links may lead to one directory by several ways: which is taken must not depend on the file system.
@@ -71,8 +89,7 @@ class Walker {
     }
 
     void look_at(const fs::path &entry) {
-        std::error_code ignored;
-        const fs::file_status status = fs::status(entry, ignored);
+        const fs::file_status status = looked_up(entry);
         if (fs::is_directory(status))
             enter(entry);
         else if (fs::is_regular_file(status) && is_main_file(entry))

@@ -4,7 +4,9 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/presence.hpp"
 #include "common/shown.hpp"
+#include "map/quiet_proj.hpp"
 #include "shapes/complaints.hpp"
 
 #include <algorithm>
@@ -13,7 +15,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <proj.h>
 
 namespace lindra::tools {
 
@@ -29,11 +30,12 @@ std::string definition_beside(const std::string &path) {
     for (const char *ending : {".prj", ".PRJ"}) {
         const fs::path beside = fs::path(path).replace_extension(ending);
         std::error_code ignored;
+        if (!is_there(beside)) continue;
         if (!fs::is_regular_file(beside, ignored)) continue; // opening a FIFO would wait for its writer
         std::ifstream file(beside, std::ios::binary);
-        if (!file) continue;
         std::string text(longest_definition, '\0');
         file.read(text.data(), static_cast<std::streamsize>(text.size()));
+        if (!file.is_open() || file.bad()) throw DataError(shown(beside.string()) + " cannot be read");
         text.resize(static_cast<size_t>(file.gcount()));
         if (text.find_first_not_of(" \t\r\n") != text.npos) return text;
     }
@@ -79,12 +81,11 @@ std::optional<MapShape::Kind> kind_of(shape_type type) {
 } // namespace
 
 struct CoordinateSystem::Machine {
-    PJ_CONTEXT *context = proj_context_create();
+    PJ_CONTEXT *context = quiet_context();
     PJ *transformation = nullptr;
     bool from_degrees = false;
 
     explicit Machine(const std::string &definition) {
-        proj_log_level(context, PJ_LOG_NONE);
         PJ *system = proj_create(context, definition.c_str());
         PJ *target = proj_create(context, "OGC:CRS84");
         if (system && target) {

@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
+#include "map/cairo_output.hpp"
 #include "texture/thumbnail.hpp"
 
 #include <cairo.h>
@@ -23,11 +24,6 @@ constexpr double page_grey = 0.93;
 void check(cairo_status_t status) {
     if (status != CAIRO_STATUS_SUCCESS)
         throw DataError(std::string("the sheet cannot be drawn: ") + cairo_status_to_string(status));
-}
-
-cairo_status_t append(void *file, const unsigned char *data, unsigned size) {
-    static_cast<std::string *>(file)->append(reinterpret_cast<const char *>(data), size);
-    return CAIRO_STATUS_SUCCESS;
 }
 
 void grey(cairo_t *context, double brightness) {

@@ -44,7 +44,8 @@ enum class repair_kind {
     text,          // bytes that are none of the encoding
     encoding,      // a name of an encoding that is unknown
     geometry,      // rings closed, turned or dropped, in GeoJSON
-    texture        // .dds: headers, number of levels or faces, images that are cut
+    texture,       // .dds: headers, number of levels or faces, images that are cut
+    file_beside    // .shx, .dbf or .cpg: is there and cannot be read
 };
 
 // repair: one departure from what the bytes of a file say, or from what its format asks for.

@@ -195,12 +195,11 @@ class shapefile {
     static void map_beside(const std::string &main, const std::string &extension, detail::mapped_file &out,
                            const shapefile_options &options) {
         const std::string path = beside(main, extension);
-        std::error_code ignored;
-        if (!std::filesystem::exists(path, ignored)) return;
+        if (is_absent(path)) return;
         try {
             out = detail::mapped_file(path);
         } catch (const error &reason) {
-            if (options.on_repair) options.on_repair({repair_kind::file_header, path, 0, reason.what()});
+            if (options.on_repair) options.on_repair({repair_kind::file_beside, path, 0, reason.what()});
         }
     }
 
@@ -209,11 +208,17 @@ class shapefile {
         std::string capitals = extension;
         for (char &c : capitals)
             c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        std::error_code ignored;
-        return std::filesystem::exists(stem + capitals, ignored) &&
-                       !std::filesystem::exists(stem + extension, ignored)
-                   ? stem + capitals
-                   : stem + extension;
+        return !is_absent(stem + capitals) && is_absent(stem + extension) ? stem + capitals
+                                                                          : stem + extension;
+    }
+
+    // What the system fails to look up is not taken for absent: reading it tells why. A link that leads round
+    // leads to nothing.
+    static bool is_absent(const std::string &path) {
+        std::error_code reason;
+        const auto type = std::filesystem::status(path, reason).type();
+        return type == std::filesystem::file_type::not_found ||
+               reason == std::errc::too_many_symbolic_link_levels;
     }
 
     void open(const shapefile_bytes &files, const std::string &main, const shapefile_options &options) {

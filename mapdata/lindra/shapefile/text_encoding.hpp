@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <iconv.h>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -98,8 +99,11 @@ inline std::string encoding_of_cpg(std::string_view text) {
 class text_decoder {
   public:
     text_decoder() = default;
-    explicit text_decoder(const std::string &encoding) : handle_(iconv_open("UTF-8", encoding.c_str())) {
+    // The object is whole when it is opened, so that the handle is closed when memory runs out meanwhile.
+    explicit text_decoder(const std::string &encoding) : text_decoder() {
+        handle_ = iconv_open("UTF-8", encoding.c_str());
         is_open_ = reinterpret_cast<intptr_t>(handle_) != -1;
+        if (!is_open_ && errno == ENOMEM) throw std::bad_alloc();
         keeps_plain_text_ = is_open_ && converts_plain_text_to_itself();
     }
     ~text_decoder() {
@@ -198,8 +202,9 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
     }
     text_encoding standard{"ISO-8859-1", encoding_origin::standard};
     decoder = text_decoder(standard.name);
-    if (!decoder.is_open()) report.refuse(0, "iconv knows no " + standard.name);
-    return standard;
+    if (decoder.is_open()) return standard;
+    report(repair_kind::file_beside, 0, "cannot be read: iconv finds no " + standard.name);
+    report.refuse(0, "iconv finds no " + standard.name);
 }
 
 } // namespace detail

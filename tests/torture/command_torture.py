@@ -1,0 +1,437 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""Runs the command again and again, each time with another call failing, and holds what it does against what it
+does undisturbed. What is claimed, and how one run is repeated: docs/torture.md.
+
+A run is named CASE/CLASS/CALLERS/MODE/NTH, for instance dump-dbase/allocation/own/once/1071.
+"""
+import argparse
+import collections
+import concurrent.futures
+import contextlib
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import sqlite3
+import struct
+import subprocess
+import sys
+import tempfile
+import threading
+
+# Libraries that a failed call of their own may crash or keep busy for ever, by the class of the call; why is told
+# in docs/torture.md.
+THIRD_PARTIES = {"place": ("libhdf5_serial.so",), "allocation": ("libfontconfig.so", "libproj.so")}
+PASSING = ("libc.so", "libstdc++.so", "libgcc_s.so")
+FOREIGN = ("Fontconfig error",)  # lines of others on standard error
+OLD = b"what was there before\n"
+DATE = re.compile(rb"/CreationDate \([^)]*\)")  # of a PDF
+NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
+
+Run = collections.namedtuple("Run", "case kind callers mode nth")
+Outcome = collections.namedtuple("Outcome", "code output errors files calls failed place ended")
+
+
+# --- The cases ---
+
+class Case:
+    """A command line. {in} is the directory of the inputs; files are named relative to the run's own directory."""
+
+    def __init__(self, name, arguments, outputs=(), old=()):
+        self.name, self.arguments, self.outputs, self.old = name, arguments.split(), set(outputs), set(old)
+
+    def prepare(self, directory, inputs):
+        for name in self.old:
+            (directory / name).write_bytes(OLD)
+
+    def contents(self, directory):
+        """Every file of the run's directory, with what it holds."""
+        return {str(path.relative_to(directory)): DATE.sub(b"", path.read_bytes())
+                for path in sorted(directory.rglob("*")) if path.is_file()}
+
+    def may_differ(self, outcome, undisturbed):
+        """Whether what is shown may be another, because the user is told. Each case tells why."""
+        return False
+
+    def complaint_about_files(self, files, undisturbed, code):
+        for name, content in files.items():
+            if name not in self.outputs:
+                return f"{name} is left behind"
+            if code == 0 or content == undisturbed.files.get(name):
+                continue
+            if not (name in self.old and content == OLD):
+                return f"{name} is neither what it was nor complete"
+        missing = self.old - set(files)
+        return f"{missing} is gone" if missing else None
+
+
+class DumpCase(Case):
+    """What can be read of a file is printed before the error."""
+
+    def may_differ(self, outcome, undisturbed):
+        return outcome.code == 1
+
+
+class SiblingsCase(Case):
+    """A file that cannot be read is told in its place, with those that can."""
+
+    def may_differ(self, outcome, undisturbed):
+        return outcome.code == 0 and b"cannot be read: " in outcome.output
+
+
+class FetchCase(Case):
+    """Shapes that are lost are told one by one, and the others are fetched."""
+
+    def may_differ(self, outcome, undisturbed):
+        if outcome.code != 1 or not ("shape" in outcome.errors):
+            return False
+        if self.outputs:  # a file that appears is complete for the shapes that it has
+            return set(outcome.files) <= self.outputs
+        return set(outcome.output.splitlines()) <= set(undisturbed.output.splitlines())
+
+
+class CaptionedCase(Case):
+    """Where a font cannot be read, fontconfig and Cairo write with another or none."""
+
+    def may_differ(self, outcome, undisturbed):
+        return outcome.code == 0 and set(outcome.files) == self.outputs and any(
+            library in outcome.place for library in ("libfontconfig", "libfreetype", "libcairo"))
+
+
+class IndexCase(Case):
+    """The outcome is a database, compared by what it holds; a journal beside it is one's that SQLite plays back."""
+
+    def __init__(self, name, arguments, begins_with=None):
+        super().__init__(name, arguments, {"shapes.db"})
+        self.begins_with = begins_with
+
+    def prepare(self, directory, inputs):
+        if self.begins_with:
+            shutil.copy(inputs / self.begins_with, directory / "shapes.db")
+
+    def contents(self, directory):
+        names = {path.name for path in directory.iterdir()}
+        rest = {name: b"" for name in names - {"shapes.db", "shapes.db-journal"}}
+        if "shapes.db" not in names:
+            return {**rest, **{name: b"" for name in names}}
+        return {**rest, "shapes.db": self.rows(directory / "shapes.db")}
+
+    @staticmethod
+    def rows(path):
+        with contextlib.closing(sqlite3.connect(path)) as database:
+            if database.execute("PRAGMA integrity_check").fetchall() != [("ok",)]:
+                return "damaged"
+            names = [row[0] for row in database.execute("SELECT name FROM sqlite_schema WHERE type = 'table'")]
+            if "shape" not in names:
+                return {}  # what cannot be looked at is not removed; it hinders nobody
+            files = database.execute("SELECT fileid, filename FROM filename ORDER BY 2").fetchall()
+            return {name: [database.execute(f"SELECT {what} WHERE fileid = ? ORDER BY 1", (number,)).fetchall()
+                           for what in ("offset, shape_type, xmin, attributes FROM shape", "name, type FROM field")]
+                    for number, name in files}
+
+    def complaint_about_files(self, files, undisturbed, code):
+        left = set(files) - {"shapes.db"}
+        if left:
+            return f"{left} is left behind"
+        rows = files.get("shapes.db", {})
+        if code == 0:
+            return None
+        if isinstance(rows, str):
+            return f"the database is {rows}"
+        # Files are entered one by one, each whole.
+        whole = undisturbed.files["shapes.db"]
+        for name, contents in rows.items():
+            if contents != self.before.get(name) and self.places(contents) != self.places(whole.get(name, [[], []])):
+                return f"the database has {name} in part"
+        return None
+
+    @staticmethod
+    def places(contents):
+        """Without attributes, which are told to be lost, or in another encoding, where their file is not read."""
+        return [row[:-1] for row in contents[0]]
+
+    before = {}
+
+
+def all_cases():
+    cases = [Case("version", "--version"), Case("help", "dump --help"),
+             Case("wrong-command", "drow"), Case("wrong-option", "dump --jsn {in}/header.nc")]
+    for name, file in (("netcdf", "header.nc"), ("shapefile", "shape.shp"), ("dbase", "cities.dbf"),
+                       ("dds", "texture.dds"), ("siblings", "shapes/roads")):
+        kind = SiblingsCase if name == "siblings" else DumpCase
+        cases.append(kind(f"dump-{name}", f"dump {{in}}/{file}"))
+        cases.append(kind(f"dump-{name}-json", f"dump --json {{in}}/{file}"))
+    plain = "--style plain,text=none --size 120x"
+    for ending in ("png", "svg", "pdf"):
+        cases.append(Case(f"draw-{ending}", f"draw {plain} -o map.{ending}", {f"map.{ending}"},
+                          {f"map.{ending}"} if ending != "svg" else ()))
+    cases.append(Case("draw-shapes", f"draw {plain} --projection laea --layers coast -o map.png "
+                      "{in}/shapes/roads.shp {in}/shapes/ponds.shp", {"map.png"}))
+    cases.append(Case("segments", "segments --layers land,lakes,borders,rivers"))
+    cases.append(Case("segments-geojson", "segments --layers land,rivers --format geojson -o all.json", {"all.json"},
+                      {"all.json"}))
+    cases.append(Case("segments-geojsonseq", "segments --format geojsonseq --window -25/5/-15/10"))
+    cases.append(IndexCase("index", "index {in}/shapes -o shapes.db"))
+    cases.append(IndexCase("index-again", "index {in}/shapes -o shapes.db", "half.db"))
+    cases.append(FetchCase("fetch", "fetch {in}/shapes.db"))
+    cases.append(FetchCase("fetch-geojson", "fetch {in}/shapes.db --format geojson --where LANES>3 -o all.json",
+                           {"all.json"}, {"all.json"}))
+    cases.append(FetchCase("fetch-window", "fetch {in}/shapes.db --format geojsonseq --window 8/9.5/49/52"))
+    cases.append(FetchCase("fetch-map", f"fetch {{in}}/shapes.db {plain} --layers coast -o map.png", {"map.png"}))
+    cases.append(Case("texture", "texture {in}/texture.dds", {"texture.png"}))
+    cases.append(Case("texture-all", "texture {in}/texture.dds --level all -o t.png",
+                      {f"t-level{level}.png" for level in range(3)}, {"t-level1.png"}))
+    cases.append(CaptionedCase("texture-sheet", "texture {in}/texture.dds --sheet -o sheet.png", {"sheet.png"}))
+    cases.append(Case("import", "import {in}/packages -o .",
+                      {f"maps/lindra/{name}" for name in ("gshhs_c.b", "binned_river_c.cdf")}))
+    return cases
+
+
+# --- What fails ---
+
+KINDS = ("allocation", "open", "read", "write", "memory", "stat", "place")
+MODES = {"allocation": ("once", "on"), "read": ("once", "on", "short", "interrupted"),
+         "write": ("once", "on", "short", "interrupted")}
+
+
+class Torture:
+    def __init__(self, options, scratch):
+        self.options = options
+        self.scratch = scratch
+        self.inputs = scratch / "in"
+        self.cases = {case.name: case for case in all_cases()}
+        self.undisturbed = {}
+        self.own = threading.local()
+        self.servers = []
+        self.crashes = collections.Counter()
+
+    # --- One run ---
+
+    def server(self):
+        """The command with the module preloaded, waiting for requests; one for each thread."""
+        if not hasattr(self.own, "server"):
+            environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "PROJ_NETWORK": "OFF",
+                           "LINDRA_DATA": str(self.inputs / "data"), "FONTCONFIG_FILE": str(self.inputs / "fonts.conf"),
+                           "LD_PRELOAD": self.options.shim, "LINDRA_FAULT": "server"}
+            self.servers.append(subprocess.Popen([self.options.command], env=environment, bufsize=0,
+                                                 stdin=subprocess.PIPE, stdout=subprocess.PIPE))
+            self.own.server = self.servers[-1]
+        return self.own.server
+
+    def close(self):
+        for server in self.servers:
+            server.stdin.close()
+            server.wait()
+
+    def ask(self, words):
+        text = b"".join(word.encode() + b"\0" for word in words)
+        server = self.server()
+        server.stdin.write(struct.pack("I", len(text)) + text)
+        told = b""
+        while len(told) < 4 + 16 + 2 * 512:
+            piece = server.stdout.read(4 + 16 + 2 * 512 - len(told))
+            if not piece:
+                sys.exit(f"the server has ended; was asked for {words}")
+            told += piece
+        return told
+
+    def run(self, run):
+        case = self.cases[run.case]
+        with tempfile.TemporaryDirectory(dir=self.scratch) as name:
+            directory = pathlib.Path(name) / "work"
+            directory.mkdir()
+            case.prepare(directory, self.inputs)
+            arguments = [word.replace("{in}", str(self.inputs)) for word in case.arguments]
+            told = self.ask(["/".join(map(str, run[1:])), name, "lindra"] + arguments)
+            code = os.waitstatus_to_exitcode(struct.unpack("i", told[:4])[0])
+            calls, failed = struct.unpack("QQ", told[4:20])
+            place, ended = (told[at:at + 512].split(b"\0")[0].decode() for at in (20, 532))
+            # Directories differ from run to run.
+            errors = (pathlib.Path(name) / "errors").read_text(errors="replace").replace(name, "")
+            return Outcome(code, (pathlib.Path(name) / "output").read_bytes(), errors, case.contents(directory),
+                           calls, failed, place, ended)
+
+    # --- What is claimed ---
+
+    def complaint(self, run, outcome):
+        case, undisturbed = self.cases[run.case], self.undisturbed[run.case]
+        # A fault that is told and changes nothing else is no difference.
+        same = (outcome.code == undisturbed.code and outcome.output == undisturbed.output
+                and outcome.files == undisturbed.files)
+        if outcome.code not in (0, 1, 2):
+            culprit = next((name for name in outcome.ended.split() if not name.startswith(PASSING)), "")
+            if run.callers == "all" and culprit.startswith(THIRD_PARTIES.get(run.kind, ("none",))):
+                self.crashes[culprit.split(".so")[0]] += 1
+                return None
+            what = "hangs" if outcome.code == -signal.SIGALRM else "ends"
+            return f"{what} by {outcome.code} in {culprit}: {outcome.errors.strip()[-200:]}"
+        if same:
+            return None
+        if outcome.failed == 0:
+            return "differs, though nothing failed"
+        if run.mode == "short":
+            return f"differs after a call that did less than it was asked for: {outcome.errors.strip()[-200:]}"
+        if case.may_differ(outcome, undisturbed):
+            return None
+        about_files = case.complaint_about_files(outcome.files, undisturbed, outcome.code)
+        if about_files:
+            return about_files
+        if outcome.code == 0:
+            return "differs, and the exit status is 0" + self.difference(outcome, undisturbed)
+        lines = [line for line in outcome.errors.splitlines() if not line.startswith(FOREIGN)]
+        if not lines or not all(line.startswith("lindra: ") for line in lines):
+            return f"no message: {outcome.errors[-200:]!r}"
+        if any(NOT_CLEAR.search(line) for line in lines):
+            return f"the message is not clear: {lines[-1]}"
+        if not undisturbed.output.startswith(outcome.output):
+            return "standard output is no beginning of what it should be"
+        return None
+
+    @staticmethod
+    def difference(outcome, undisturbed):
+        return ": standard output" if outcome.output != undisturbed.output else ": a file"
+
+    # --- All runs ---
+
+    def make_inputs(self):
+        subprocess.run([self.options.maker, self.inputs], check=True)
+        for database, shapes in (("shapes.db", ["shapes"]), ("half.db", ["shapes/ponds.shp"])):
+            subprocess.run([self.options.command, "index", "-o", database] + shapes, cwd=self.inputs, check=True,
+                           capture_output=True)
+        # Without a cache, which one run would leave to the next.
+        (self.inputs / "fonts.conf").write_text("<fontconfig><dir>/usr/share/fonts/truetype/dejavu</dir>"
+                                                "<cachedir>/proc/none</cachedir></fontconfig>")
+        IndexCase.before = IndexCase.rows(self.inputs / "half.db")
+
+    def look_undisturbed(self, case):
+        first = self.run(Run(case.name, "open", "all", "once", 0))
+        again = self.run(Run(case.name, "read", "all", "once", 0))
+        if first._replace(calls=0) != again._replace(calls=0):
+            sys.exit(f"{case.name} is not the same twice: {first} {again}")
+        expected = 2 if case.name.startswith("wrong") else 0
+        if first.code != expected:
+            sys.exit(f"{case.name} does not work: {first}")
+        self.undisturbed[case.name] = first
+
+    def plan(self, chance):
+        """The runs of all cases: what every command does alike is let fail in the first one alone."""
+        set_up = self.run(Run("wrong-command", "allocation", "own", "once", 0)).calls - 60
+        for case in self.cases.values():
+            if self.options.cases and not re.fullmatch(self.options.cases, case.name):
+                continue
+            for kind in self.options.kinds:
+                for callers in (self.options.callers if kind == "allocation" else ("all",)):
+                    calls = self.run(Run(case.name, kind, callers, "once", 0)).calls
+                    share = self.options.others if self.options.others and kind != "allocation" else self.options.share
+                    alike = set_up if kind == "allocation" and case.name != "version" else 0
+                    for mode in MODES.get(kind, ("once", "on")):
+                        for nth in range(1 + alike, calls + 1):
+                            if chance.random() < share:
+                                yield Run(case.name, kind, callers, mode, nth)
+
+    def judge(self, run):
+        outcome = self.run(run)
+        return run, outcome, self.complaint(run, outcome)
+
+    def torture(self):
+        chance = random.Random(self.options.seed)
+        counts, wrong = collections.Counter(), []
+        with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
+            runs = list(self.plan(chance))
+            for run, outcome, complaint in pool.map(self.judge, runs):
+                counts[run.case, run.kind, run.callers] += outcome.failed > 0
+                if complaint:
+                    wrong.append(run)
+                    self.tell(run, outcome, complaint)
+        return counts, wrong
+
+    # --- Places that cannot be written ---
+
+    def run_at(self, case, words, **streams):
+        """Ends by itself with what it says on standard error; without the module."""
+        environment = {"PATH": "/usr/bin:/bin", "HOME": "/nonexistent", "LINDRA_DATA": str(self.inputs / "data"),
+                       "FONTCONFIG_FILE": str(self.inputs / "fonts.conf")}
+        with tempfile.TemporaryDirectory(dir=self.scratch) as directory:
+            done = subprocess.run([self.options.command] + words, cwd=directory, env=environment, timeout=60,
+                                  stderr=subprocess.PIPE, text=True, **streams)
+            lines = done.stderr.splitlines()
+            if done.returncode != 1 or not lines or not lines[-1].startswith("lindra: "):
+                yield f"{case.name}: {words} ends with {done.returncode}: {done.stderr[-200:]!r}"
+            # What import has put in place before it tells of it stays.
+            if os.listdir(directory) and case.name != "import":
+                yield f"{case.name}: {words} leaves {os.listdir(directory)}"
+
+    def places(self):
+        """Standard output that is full or closed; a file that is a full device, or in a directory that takes none."""
+        for case in self.cases.values():
+            words = [word.replace("{in}", str(self.inputs)) for word in case.arguments]
+            if self.undisturbed[case.name].output:
+                with open("/dev/full", "wb") as full:
+                    yield from self.run_at(case, words, stdout=full)
+                yield from self.run_at(case, words, preexec_fn=lambda: os.close(1))
+            if "-o" in words and len(case.outputs) == 1:
+                at = words.index("-o") + 1
+                ending = words[at][words[at].rindex("."):]
+                nowhere = words[:at] + ["/proc/nothing" + ending] + words[at + 1:]
+                yield from self.run_at(case, nowhere, stdout=subprocess.DEVNULL)
+                if not isinstance(case, IndexCase):
+                    device = self.scratch / ("full" + ending)
+                    if not device.exists():
+                        device.symlink_to("/dev/full")
+                    yield from self.run_at(case, words[:at] + [str(device)] + words[at + 1:],
+                                           stdout=subprocess.DEVNULL)
+
+    def tell(self, run, outcome, complaint):
+        print(f"{'/'.join(map(str, run))}: {complaint}", flush=True)
+        if self.options.verbose:
+            print(f"    failed: {outcome.place}\n    ended: {outcome.ended}", flush=True)
+
+
+def parse():
+    parser = argparse.ArgumentParser()
+    for name in ("command", "shim", "maker"):
+        parser.add_argument(name, type=os.path.abspath)
+    parser.add_argument("--share", type=float, default=1, help="of all faults, chosen by chance")
+    parser.add_argument("--others", type=float, help="the share of system calls, where that differs")
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 32))
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    parser.add_argument("--cases", help="a regular expression")
+    parser.add_argument("--kinds", nargs="+", default=KINDS)
+    parser.add_argument("--callers", nargs="+", default=["own"])
+    parser.add_argument("--only", help="one run, CASE/CLASS/CALLERS/MODE/NTH")
+    parser.add_argument("--verbose", action="store_true", help="tell where the call failed and where it ended")
+    return parser.parse_args()
+
+
+def main():
+    options = parse()
+    with tempfile.TemporaryDirectory(prefix="lindra-torture-") as scratch:
+        torture = Torture(options, pathlib.Path(scratch))
+        torture.make_inputs()
+        for case in torture.cases.values():
+            torture.look_undisturbed(case)
+        if options.only:
+            case, kind, callers, mode, nth = options.only.split("/")
+            run, outcome, complaint = torture.judge(Run(case, kind, callers, mode, int(nth)))
+            print(outcome)
+            sys.exit(complaint)
+        unwritable = list(torture.places())
+        print(*unwritable, sep="\n")
+        print(f"seed {options.seed}, share {options.share}", flush=True)
+        counts, wrong = torture.torture()
+        torture.close()
+    for (case, kind, callers), count in sorted(counts.items()):
+        print(f"{case:20} {kind:10} {callers:4} {count:6}")
+    for library, count in sorted(torture.crashes.items()):
+        print(f"ended within {library}: {count}")
+    print(f"{sum(counts.values())} faults, {len(wrong)} wrong")
+    if wrong:
+        print("again: " + " ".join(sys.argv) + " --only " + "/".join(map(str, wrong[0])))
+    sys.exit(bool(wrong or unwritable))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+//
+// Failing calls of one kind in the library under test, which the test program links with these calls wrapped.
+#ifndef LINDRA_TESTS_FAULTS_HPP
+#define LINDRA_TESTS_FAULTS_HPP
+
+namespace lindra::test {
+
+enum class FaultKind {
+    allocation,        // of the library
+    system_call,       // stat, fstat, access, open, read, mmap, mprotect
+    short_read,        // read gives half of what was asked for
+    interrupted_read,  // read ends with EINTR
+    sqlite_allocation, // of SQLite
+    sqlite_file        // SQLite's own system calls
+};
+
+// While one lives, the nth call of the kind fails on this thread: once, or it and all later.
+class Faults {
+  public:
+    Faults(FaultKind kind, int nth, bool from_then_on);
+    ~Faults();
+    Faults(const Faults &) = delete;
+    Faults &operator=(const Faults &) = delete;
+
+    static int calls(); // of the kind, so far
+    static int failed();
+};
+
+// Whether this call is to fail, for those that stand in for the calls.
+bool strikes(FaultKind kind);
+
+// Mappings made less mappings released on this thread; and files opened less files closed while calls of the
+// library fail.
+int live_mappings();
+int live_descriptors();
+
+} // namespace lindra::test
+
+#endif

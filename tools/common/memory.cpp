@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+
+#include "common/memory.hpp"
+
+#include "common/errors.hpp"
+#include "common/output_file.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <unistd.h>
+
+namespace lindra::tools {
+
+namespace {
+
+bool has_failed = false;
+std::terminate_handler usual_end = nullptr;
+
+[[noreturn]] void remember_and_throw() {
+    has_failed = true;
+    throw std::bad_alloc();
+}
+
+void tell(const char *text) {
+    if (write(STDERR_FILENO, text, strlen(text)) < 0) return;
+}
+
+// The destructor of a JSON value of nlohmann-json, for one, needs memory.
+void end_without_memory() {
+    if (!has_failed) usual_end();
+    OutputFile::remove_temporary();
+    tell("lindra: ");
+    tell(no_memory);
+    tell("\n");
+    _exit(exit_bad_data);
+}
+
+} // namespace
+
+void watch_memory() {
+    std::set_new_handler(remember_and_throw);
+    usual_end = std::set_terminate(end_without_memory);
+}
+
+void require_memory() {
+    if (has_failed) throw std::bad_alloc();
+}
+
+} // namespace lindra::tools

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_TOOLS_CAIRO_OUTPUT_HPP
+#define LINDRA_TOOLS_CAIRO_OUTPUT_HPP
+
+#include <cairo.h>
+#include <new>
+#include <string>
+
+namespace lindra::tools {
+
+// What Cairo writes into; file is a std::string. An exception must not go through Cairo, which would be left
+// in the middle of its page.
+inline cairo_status_t append(void *file, const unsigned char *data, unsigned size) noexcept {
+    try {
+        static_cast<std::string *>(file)->append(reinterpret_cast<const char *>(data), size);
+    } catch (const std::bad_alloc &) {
+        return CAIRO_STATUS_NO_MEMORY;
+    }
+    return CAIRO_STATUS_SUCCESS;
+}
+
+} // namespace lindra::tools
+
+#endif
