@@ -290,9 +290,9 @@ Result execute(const Run &run) {
 
 // --- What is claimed ---
 
-void claim(bool holds, const char *text, const Result &result) {
+void claim(bool holds, const char *promise, const Result &result) {
     if (!holds) fprintf(stderr, "lindra %s: %d\n%s", result.run.line, result.code, result.said.c_str());
-    expect(holds, text);
+    expect(holds, promise);
 }
 
 void check_messages(const Scenario &scenario, const Result &result) {

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Put before every source of the mutated tree. Each of the changes that mutate.py has written into the sources has
-// a number; the environment variable LINDRA_MUTANT says which one is made, and what is worked out at compile time
-// is never changed. With LINDRA_REACHED a process adds the numbers of the changes that it came by to that file.
+// Put before every source of the mutated tree. Each of the changes that mutate.py has written into the
+// sources has a number; the environment variable LINDRA_MUTANT says which one is made, and what is worked out
+// at compile time is never changed. With LINDRA_REACHED a process adds the numbers of the changes that it
+// came by to that file.
 #ifndef LINDRA_TESTS_MUTANT_HPP
 #define LINDRA_TESTS_MUTANT_HPP
 
@@ -39,9 +40,12 @@ inline bool is_made(int number) {
     return number == made;
 }
 
-constexpr bool active(int number) { return !std::is_constant_evaluated() && is_made(number); }
+constexpr bool active(int number) {
+    return !std::is_constant_evaluated() && is_made(number);
+}
 
-// a <less<7>> b is a < b, or a <= b when number 7 is made: the two operators bind as the one in their place does.
+// a <less<7>> b is a < b, or a <= b when number 7 is made: the two operators bind as the one in their place
+// does.
 template <int number>
 struct Less {
     static constexpr bool compare(const auto &a, const auto &b) { return active(number) ? a <= b : a < b; }
