@@ -87,7 +87,8 @@ void *reallocate(void *block, int size) {
 }
 
 int open_file(const char *path, int flags, int mode) {
-    return strikes(FaultKind::sqlite_file) ? refused(EMFILE) : __real_open(path, flags, mode);
+    return strikes(FaultKind::sqlite_file) ? refused(EMFILE)
+                                           : __real_open(path, flags, static_cast<mode_t>(mode));
 }
 int stat_file(const char *path, struct stat *out) {
     return strikes(FaultKind::sqlite_file) ? refused(EIO) : __real_stat(path, out);
