@@ -7,7 +7,7 @@ usage: report.py BUILD SOURCE PROGRAM...
 BUILD is the build directory of the preset coverage, SOURCE the root of the tree. The programs have run, and left
 *.profraw in BUILD/profiles. A line that is never run and a condition that is never true, or never false, must be listed
 with its reason in exceptions.txt beside this file; what is not, and what is listed without need, is named, and the exit
-status is 1.
+status is 1. A constexpr function that is run by the compiler alone is left out, and named.
 """
 import glob
 import json
@@ -22,9 +22,10 @@ CLANG = "19"
 class Reach:
     """What is there and what was reached of one file: by line, by the place of a condition, by that of a decision."""
 
-    def __init__(self, name, exported):
+    def __init__(self, name, exported, compile_time):
         self.name = name
         self.lines = line_counts(exported["segments"])
+        self.compile_time = compile_time
         self.sides = {}
         for branch in exported["branches"]:
             place = tuple(branch[:4])
@@ -35,6 +36,12 @@ class Reach:
             place, conditions = tuple(record[:4]), record[-1]
             known = self.decisions.get(place, [False] * len(conditions))
             self.decisions[place] = [a or b for a, b in zip(known, conditions)]
+        for first, last in compile_time:
+            for line in range(first, last + 1):
+                self.lines.pop(line, None)
+            for places in self.sides, self.decisions:
+                for place in [place for place in places if first <= place[0] <= last]:
+                    del places[place]
 
     def missed(self):
         """(line, what) of everything that no test reaches."""
@@ -67,21 +74,39 @@ def line_counts(segments):
     return counts
 
 
+def compile_time_functions(functions, root):
+    """{file: {(first line, last line)}} of the constexpr functions of which no instance runs."""
+    counts = {}
+    for function in functions:
+        path = Path(function["filenames"][0]).resolve()
+        if path.is_relative_to(root):
+            first, _, last, _, count, *_ = function["regions"][0]
+            place = str(path), first, last
+            counts[place] = counts.get(place, 0) + count
+    found = {}
+    for (path, first, last), count in counts.items():
+        if count == 0 and "constexpr " in Path(path).read_text().splitlines()[first - 1]:
+            found.setdefault(path, set()).add((first, last))
+    return found
+
+
 def measure(build, source, programs):
     profiles = glob.glob(f"{build}/profiles/*.profraw")
     merged = f"{build}/profiles/all.profdata"
     subprocess.run([f"llvm-profdata-{CLANG}", "merge", "-sparse", "-o", merged, *profiles], check=True)
     objects = [programs[0]] + [word for program in programs[1:] for word in ("-object", program)]
     exported = subprocess.run(
-        [f"llvm-cov-{CLANG}", "export", "-format=text", "-skip-functions", "-skip-expansions", *objects,
+        [f"llvm-cov-{CLANG}", "export", "-format=text", "-skip-expansions", *objects,
          "-instr-profile", merged],
         check=True, capture_output=True, text=True).stdout
     core = Path(source).resolve() / "mapdata"
+    data = json.loads(exported)["data"][0]
+    compile_time = compile_time_functions(data["functions"], core)
     files = []
-    for exported_file in json.loads(exported)["data"][0]["files"]:
+    for exported_file in data["files"]:
         path = Path(exported_file["filename"]).resolve()
         if path.is_relative_to(core):
-            files.append(Reach(str(path.relative_to(core.parent)), exported_file))
+            files.append(Reach(str(path.relative_to(core.parent)), exported_file, compile_time.get(str(path), set())))
     return sorted(files, key=lambda file: file.name)
 
 
@@ -134,6 +159,9 @@ def main():
     build, source, *programs = sys.argv[1:]
     files = measure(build, source, programs)
     print_table(files)
+    for file in files:
+        for first, _ in sorted(file.compile_time):
+            print(f"by the compiler alone: {file.name}:{first}")
     complaints, explained = unexplained(files, source, read_exceptions())
     print(f"{explained} places are not reached for a reason ({EXCEPTIONS.name}), {len(complaints)} without one")
     for complaint in complaints:
