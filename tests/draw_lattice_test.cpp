@@ -4,6 +4,7 @@
 // sanitizers, which are many times slower, it is one window in seventeen.
 
 #include "picture.hpp"
+#include "sanitized.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@ using namespace lindra::test;
 using lindra::tools::Coastline;
 using lindra::tools::Window;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
 constexpr int areas_stride = 17;
 constexpr int coasts_stride = 97;
 #else

@@ -130,7 +130,7 @@ class FetchReport {
     void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
         lost_++;
         first(file,
-              "shape " + std::to_string(shape.shapeid) + ": " + (file.is_there ? why : "the file is gone"));
+              "shape " + std::to_string(shape.shapeid) + ": " + (file.missing.empty() ? why : file.missing));
     }
 
     void mended(const IndexedFile &file, int64_t shapeid, const std::string &why) {

@@ -7,6 +7,7 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/interruption.hpp"
+#include "common/presence.hpp"
 #include "common/progress.hpp"
 #include "common/shown.hpp"
 #include "shapes/complaints.hpp"
@@ -112,14 +113,22 @@ class Indexing {
         refused_++;
     }
 
-    void remove_vanished(IndexWriter &index) {
-        std::error_code ignored;
-        for (const auto &[name, file] : known_) {
-            const std::string path = names_.path_of(name);
-            if (!found_.covers(path) || std::filesystem::exists(path, ignored)) continue;
-            index.remove(file.fileid);
-            removed_++;
+    // What the system fails to look up stays in the index as it is.
+    bool has_vanished(const std::string &path) {
+        try {
+            return found_.covers(path) && !is_there(path);
+        } catch (const DataError &reason) {
+            refuse(reason.what());
+            return false;
         }
+    }
+
+    void remove_vanished(IndexWriter &index) {
+        removed_ += std::erase_if(known_, [&](const auto &file) {
+            if (!has_vanished(names_.path_of(file.first))) return false;
+            index.remove(file.second.fileid);
+            return true;
+        });
     }
 
     bool is_unchanged(const Task &task) const {

@@ -195,7 +195,7 @@ int add_selections(GmtMap *gmt, const char *list) {
     return 0;
 }
 
-// Deliberate: neither the mapping nor a header that turns out unfit is released.
+// Deliberate: once its extent is known, neither the mapping nor a header that turns out unfit is released.
 int load_path(GmtMapFile *file, const char *path) {
     char *data = nullptr;
     const int64_t size = mapfile(path, nullptr, &data);

@@ -189,7 +189,7 @@ int add_layers(GshhsMap *gs, const char *list, int resolution) {
     return 0;
 }
 
-// Looked at before the file is mapped, because a mapping is never released.
+// Looked at before the file is mapped, because a mapping whose extent is known is never released.
 bool is_too_large(const char *path, int64_t &size) {
     struct stat found;
     if (stat(path, &found) != 0) return false;

@@ -40,6 +40,8 @@ void end_without_memory() {
 } // namespace
 
 void watch_memory() {
+    has_failed = false;
+    if (usual_end) return;
     std::set_new_handler(remember_and_throw);
     usual_end = std::set_terminate(end_without_memory);
 }

@@ -11,8 +11,9 @@ namespace lindra::tools {
 // What there is to say of it.
 inline constexpr const char *no_memory = "memory is exhausted; close other programs, or ask for less at once";
 
-// From here on, for the life of the process. Where such an exception meets a destructor, which can throw
-// nothing, the process ends with the message and exit status 1, and leaves no temporary file.
+// From here on, for the life of the process; what failed before is forgotten. Where such an exception meets a
+// destructor, which can throw nothing, the process ends with the message and exit status 1, and leaves no
+// temporary file.
 void watch_memory();
 
 // Throws std::bad_alloc when an allocation has failed. To be called before anything is published.

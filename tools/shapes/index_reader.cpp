@@ -17,6 +17,8 @@ constexpr const char *find_shape =
     "CASE json_type(attributes) WHEN 'object' THEN json(attributes) ELSE 'null' END ELSE 'null' END "
     "FROM shape WHERE shapeid = ?1 AND typeof(offset) = 'integer' AND offset >= 0";
 
+constexpr const char *gone = "the file is gone";
+
 } // namespace
 
 IndexReader::IndexReader(const std::filesystem::path &path, const repair_handler &on_repair)
@@ -51,14 +53,17 @@ const IndexedFile &IndexReader::file_of(const IndexedShape &shape) {
 
 IndexedFile IndexReader::read_file(int64_t fileid) {
     if (!find_file_.bind(1, fileid).next())
-        return {"", "file " + std::to_string(fileid) + " of " + connection_.path(), false, false};
-    IndexedFile file = {find_file_.text(0), names_.path_of(find_file_.text(0)), false, false};
-    const std::optional<FileStamp> stamp = stamp_of(file.path, "");
-    file.is_there = stamp.has_value();
-    file.has_changed =
-        stamp &&
-        !is_stamp_of_same_files({find_file_.integer(1), find_file_.integer(2), find_file_.text(3)}, *stamp);
+        return {"", "file " + std::to_string(fileid) + " of " + connection_.path(), gone, false};
+    IndexedFile file = {find_file_.text(0), names_.path_of(find_file_.text(0)), "", false};
+    const FileStamp known = {find_file_.integer(1), find_file_.integer(2), find_file_.text(3)};
     find_file_.run();
+    try {
+        const std::optional<FileStamp> stamp = stamp_of(file.path, "");
+        if (!stamp) file.missing = gone;
+        file.has_changed = stamp && !is_stamp_of_same_files(known, *stamp);
+    } catch (const DataError &reason) {
+        file.missing = reason.what();
+    }
     return file;
 }
 
@@ -71,7 +76,7 @@ std::string IndexReader::fetch(int64_t shapeid, FetchedRecord &out) {
 
 shape_record IndexReader::view(const IndexedShape &shape) {
     const IndexedFile &indexed = file_of(shape);
-    if (!indexed.is_there) throw DataError(indexed.path + " is not there");
+    if (!indexed.missing.empty()) throw DataError(indexed.path + ": " + indexed.missing);
     auto known = contents_.find(shape.fileid);
     if (known == contents_.end()) known = contents_.emplace(shape.fileid, InputFile(indexed.path)).first;
     const InputFile &file = known->second;

@@ -31,8 +31,8 @@ struct IndexedShape {
 struct IndexedFile {
     std::string name; // in the index
     std::string path;
-    bool is_there;
-    bool has_changed; // since it was indexed, or a file beside it that is read with it
+    std::string missing; // why there is nothing at path; else empty
+    bool has_changed;    // since it was indexed, or a file beside it that is read with it
 };
 
 // The library's record, with what it owns.

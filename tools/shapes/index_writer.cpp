@@ -3,6 +3,7 @@
 #include "shapes/index_writer.hpp"
 
 #include "common/file_faults.hpp"
+#include "common/memory.hpp"
 #include "shapes/index_file.hpp"
 
 #include <algorithm>
@@ -187,6 +188,7 @@ void IndexWriter::add_box(const shape_box &box) {
 
 void IndexWriter::commit() {
     require_unchanged_files();
+    require_memory();
     connection_.run("COMMIT; BEGIN IMMEDIATE");
     last_commit_ = Clock::now();
 }

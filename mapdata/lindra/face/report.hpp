@@ -18,14 +18,16 @@ class error : public std::runtime_error {
   public:
     error(std::string file, uint64_t offset, const std::string &text)
         : std::runtime_error(file + ": byte " + std::to_string(offset) + ": " + text), file_(std::move(file)),
-          offset_(offset) {}
+          offset_(offset), text_(text) {}
 
     const std::string &file() const { return file_; }
-    uint64_t offset() const { return offset_; } // from the start of the file, bytes
+    uint64_t offset() const { return offset_; }       // from the start of the file, bytes
+    const std::string &text() const { return text_; } // the cause
 
   private:
     std::string file_;
     uint64_t offset_;
+    std::string text_;
 };
 
 // What a repair concerns.
@@ -45,7 +47,7 @@ enum class repair_kind {
     encoding,      // a name of an encoding that is unknown
     geometry,      // rings closed, turned or dropped, in GeoJSON
     texture,       // .dds: headers, number of levels or faces, images that are cut
-    file_beside    // .shx, .dbf or .cpg: is there and cannot be read
+    file_beside    // .shx, .dbf or .cpg: is there and cannot be read, or the system cannot convert its text
 };
 
 // repair: one departure from what the bytes of a file say, or from what its format asks for.

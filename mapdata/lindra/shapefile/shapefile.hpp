@@ -252,7 +252,7 @@ class shapefile {
         try {
             state_->table.emplace(files.dbf, files.cpg, options.encoding, report);
         } catch (const error &reason) {
-            report(repair_kind::table, reason.offset(), "is left aside: it ends in its header");
+            report(repair_kind::table, reason.offset(), "is left aside: it " + reason.text());
             return;
         }
         state_->table->extend(size());

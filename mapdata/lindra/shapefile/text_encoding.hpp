@@ -203,8 +203,9 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
     text_encoding standard{"ISO-8859-1", encoding_origin::standard};
     decoder = text_decoder(standard.name);
     if (decoder.is_open()) return standard;
-    report(repair_kind::file_beside, 0, "cannot be read: iconv finds no " + standard.name);
-    report.refuse(0, "iconv finds no " + standard.name);
+    const std::string text = "cannot be decoded: iconv finds no " + standard.name;
+    report(repair_kind::file_beside, 0, text);
+    report.refuse(0, text);
 }
 
 } // namespace detail

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Which sanitizers the compiler has been told of, by the names that either compiler has for them.
-#ifndef LINDRA_FUZZ_SANITIZED_HPP
-#define LINDRA_FUZZ_SANITIZED_HPP
+#ifndef LINDRA_TESTS_SANITIZED_HPP
+#define LINDRA_TESTS_SANITIZED_HPP
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
