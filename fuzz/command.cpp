@@ -334,6 +334,16 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     return all_fixtures();
 }
 
+// fontconfig's cache of fonts, which lives as long as the process; and the header of a file of lines that
+// turns out unfit, which is lost by contract.
+extern "C" [[gnu::visibility("default")]] const char *__lsan_default_suppressions();
+
+const char *__lsan_default_suppressions() {
+    return "leak:libfontconfig.so\n"
+           "leak:libcairo.so\n"
+           "leak:load_path\n";
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max_size, unsigned seed) {
     return mutate(data, size, max_size, seed, model);
 }
