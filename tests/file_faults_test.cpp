@@ -318,7 +318,6 @@ TEST_P(SpecialFileCommand, draw_takes_none_for_a_coordinate_system) {
 }
 
 TEST_P(SpecialFileCommand, index_refuses_it) {
-    if (GetParam() == std::string("directory")) GTEST_SKIP() << "a directory is what index takes";
     const std::string file = make("special.shp");
     const Result result = run_lindra("index " + file + " -o " + path("shapes.db"));
     EXPECT_EQ(result.code, 1);
