@@ -78,13 +78,13 @@ void write_shapes(const fs::path &directory) {
     const std::vector<Column> columns = {{"NAME", 'C', 8}, {"LANES", 'N', 4}};
     write(directory / "roads.shp", main_file_of(SHAPE_POLYLINE, {diagonal(400000, 0, 600000, 900000),
                                                                  diagonal(500000, 0, 550000, 200000)}));
-    write(directory / "roads.dbf", table_file(columns, {" M\xc3\xbc"
-                                                        "nster   4",
-                                                        " Ring     12"}));
+    write(directory / "roads.dbf", table_file(columns, {" M\xc3\xbcnster   4", " Ring      12"}));
     write(directory / "roads.cpg", "UTF-8");
     write(directory / "roads.prj", utm);
     write(directory / "ponds.shp", main_file_of(SHAPE_POINT, {point_shape(9, 50), point_shape(10, 51)}));
-    write(directory / "ponds.dbf", table_file(columns, {" Lac      1", " See      2"}));
+    // An encoding for which iconv loads a module.
+    write(directory / "ponds.dbf", table_file(columns, {" \xc9tang      1", " See        2"}));
+    write(directory / "ponds.cpg", "CP1252");
 }
 
 void write_all(const fs::path &directory) {
