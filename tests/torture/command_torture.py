@@ -32,8 +32,8 @@ PASSING = ("libc.so", "libstdc++.so", "libgcc_s.so")
 FOREIGN = ("Fontconfig error",)  # lines of others on standard error
 OLD = b"what was there before\n"
 DATE = re.compile(rb"/CreationDate \([^)]*\)")  # of a PDF
-# Of the allocations of a wrong command line, those that it makes to tell what is wrong, generously. All before them
-# set the parser up, which every command does alike.
+# At least as many allocations as a wrong command line makes behind the parser's set-up, to tell what is wrong (6 when
+# they were looked at): all before these belong to the set-up, which every command does alike.
 TELLING_WHAT_IS_WRONG = 60
 NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
 
@@ -180,28 +180,37 @@ class FetchCase(Case):
         lost = outcome.code == 1 and self.lost(outcome)
         if not lost:
             return super().complaint_about_output(outcome, undisturbed)
-        return self.complaint_about_shapes(lost, self.told(outcome), self.fetched(outcome), self.fetched(undisturbed))
+        try:
+            got = self.fetched(outcome)
+        except (ValueError, TypeError, KeyError) as reason:
+            return f"what is fetched cannot be taken apart: {reason}"
+        return self.complaint_about_shapes(lost, self.told(outcome), got, self.fetched(undisturbed))
 
     def complaint_about_shapes(self, lost, told, got, whole):
         missing = set(whole) - set(got)
-        if any(whole.get(number) != text for number, text in got.items()):
+        if any(whole.get(number) != text for number, text in got.items()) or not is_in_order(got, whole):
             return "a shape, or what stands around all, is another"
-        if lost != (len(missing), len(whole) - (None in whole)):
+        if lost != (len(missing), len(whole) - 1):
             return f"{lost} shapes are told to be lost, and it is {missing}"
         if told != self.first_of_each_file(missing):
             return f"shapes {told} are told to be lost, and it is {missing}"
         return None
 
     def fetched(self, outcome):
-        """The bytes of each shape by its number, and by None those around a collection."""
+        """The bytes of each shape by its number, and by None those around all."""
         written = b"".join(outcome.files.values()) if self.outputs else outcome.output
-        if written.startswith(b"{"):
+        if "geojson" in self.arguments:
             head, *features, tail = written.split(b"\n")[:-1]
-            return {None: (head, tail), **{json.loads(line.rstrip(b","))["id"]: line.rstrip(b",") for line in features}}
-        if "geojsonseq" in self.arguments:
-            return {json.loads(line[1:])["id"]: line for line in written.splitlines()}
-        texts = re.split(rb"(?m)^(?=Record\()", written)[1:]
-        return {int(re.match(rb"Record\((\d+)\):", text)[1]): text for text in texts}
+            features = [line.rstrip(b",") for line in features]
+            around, shapes = (head, tail), [(json.loads(line)["id"], line) for line in features]
+        elif "geojsonseq" in self.arguments:
+            around, shapes = b"", [(json.loads(line.lstrip(b"\x1e"))["id"], line) for line in written.splitlines()]
+        else:
+            around, *texts = re.split(rb"(?m)^(?=Record\()", written)
+            shapes = [(int(re.match(rb"Record\((\d+)\):", text)[1]), text) for text in texts]
+        if len(dict(shapes)) < len(shapes):
+            raise ValueError("a shape is there twice")
+        return {None: around, **dict(shapes)}
 
 
 class FetchMapCase(FetchCase):

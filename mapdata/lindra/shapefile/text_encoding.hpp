@@ -116,10 +116,11 @@ class text_decoder {
     text_decoder() = default;
     // The object is whole when it is opened, so that the handle is closed when memory runs out meanwhile.
     explicit text_decoder(const std::string &encoding) : text_decoder() {
-        // glibc fails with EINVAL, too, when it cannot load the module of an encoding that it knows; where
+        open_handle(encoding);
+        // glibc fails with EINVAL, too, when it cannot load the module of an encoding that it knows. Where
         // that was for the moment, it can the next time.
-        if (!open_handle(encoding) && refusal_ == EINVAL && !open_handle(encoding) && refusal_ == EINVAL)
-            if (const int reason = reason_against_loading()) refusal_ = reason;
+        if (refusal_ == EINVAL) open_handle(encoding);
+        if (const int reason = refusal_ == EINVAL ? reason_against_loading() : 0) refusal_ = reason;
         if (refusal_ == ENOMEM) throw std::bad_alloc();
         keeps_plain_text_ = is_open_ && converts_plain_text_to_itself();
     }
@@ -147,11 +148,10 @@ class text_decoder {
     }
 
   private:
-    bool open_handle(const std::string &encoding) {
+    void open_handle(const std::string &encoding) {
         handle_ = iconv_open("UTF-8", encoding.c_str());
         is_open_ = reinterpret_cast<intptr_t>(handle_) != -1;
         refusal_ = is_open_ ? 0 : errno;
-        return is_open_;
     }
 
     // Escape, shift out and shift in begin other characters in the encodings that have them.
