@@ -114,6 +114,9 @@ int AllocationWatch::count() const {
     return state.count;
 }
 int AllocationWatch::live() const {
+    return live_now();
+}
+int AllocationWatch::live_now() {
     return state.live;
 }
 size_t AllocationWatch::requested() const {

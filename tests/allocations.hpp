@@ -24,6 +24,7 @@ class AllocationWatch {
     bool failed() const;      // whether any allocation was made to fail
     int count() const;        // allocations asked for
     int live() const;         // blocks allocated less blocks released
+    static int live_now();    // the same, of the watch that lives
     size_t requested() const; // bytes asked for, all together
 };
 

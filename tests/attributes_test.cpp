@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <sys/resource.h>
 
 namespace lindra::test {
 namespace {
@@ -292,6 +293,39 @@ TEST(Encoding, a_name_that_iconv_does_not_know_is_passed_over) {
     auto file = with_table(1, text_table("\x84", 0x01), "KLINGON");
     EXPECT_EQ(file->encoding()->name, "CP437");
     EXPECT_EQ(file.told(repair_kind::encoding), 1U);
+}
+
+// While one lives, no file can be opened.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        getrlimit(RLIMIT_NOFILE, &usual_);
+        const rlimit zero = {0, usual_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &zero);
+    }
+    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &usual_); }
+    NoDescriptors(const NoDescriptors &) = delete;
+    NoDescriptors &operator=(const NoDescriptors &) = delete;
+
+  private:
+    rlimit usual_ = {};
+};
+
+// Of encodings that no other test asks for, so that their modules are not loaded yet.
+TEST(Encoding, a_name_whose_module_cannot_be_loaded_is_not_told_to_be_unknown) {
+    const std::string table = text_table("\xa1", 0x01);
+    {
+        const NoDescriptors for_now;
+        auto file = with_table(1, table, "MACCYRILLIC");
+        EXPECT_FALSE(file->has_attributes());
+        EXPECT_EQ(file.told(repair_kind::encoding), 0U);
+        ASSERT_GE(file.told(repair_kind::file_beside), 1U);
+        EXPECT_EQ(file.repairs()[0].text,
+                  "cannot be decoded: iconv cannot open MACCYRILLIC: Too many open files");
+    }
+    auto file = with_table(1, table, "MACCYRILLIC");
+    EXPECT_EQ(file->encoding()->name, "MACCYRILLIC");
+    EXPECT_TRUE(file.repairs().empty());
 }
 
 TEST(Encoding, bytes_that_are_none_of_the_encoding_are_replaced) {

@@ -327,6 +327,17 @@ TEST_F(Fetch, shapefile_that_was_cut_since_is_told) {
         EXPECT_EQ(fetch("--id 1,2 --format " + format).code, 1);
 }
 
+TEST_F(Fetch, shape_that_is_lost_is_told_behind_what_was_told_of_its_file) {
+    directory.write("roads.shp", read_file(path("roads.shp")).substr(0, 200));
+    for (const std::string format : {"text", "geojson"}) {
+        const Result result = fetch("--format " + format);
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(has(result.errors, "roads.shp: has changed since it was indexed")) << result.errors;
+        EXPECT_TRUE(has(result.errors, "roads.shp: shape 2: ")) << result.errors;
+        EXPECT_TRUE(has(result.errors, "\nlindra: 2 of 5 shapes could not be fetched\n")) << result.errors;
+    }
+}
+
 TEST_F(Fetch, tree_can_be_moved_with_its_index) {
     TemporaryDirectory other;
     const fs::path moved = other.path() / "it's moved";

@@ -69,6 +69,6 @@ TEST(Command, help_that_cannot_be_written_is_a_failure) {
          {"--version >/dev/full", "--help >/dev/full", "segments --help >/dev/full"}) {
         const Result result = run_lindra(arguments);
         EXPECT_EQ(result.code, 1) << arguments;
-        EXPECT_EQ(result.errors, "lindra: standard output cannot be written\n");
+        EXPECT_EQ(result.errors, "lindra: standard output cannot be written: No space left on device\n");
     }
 }

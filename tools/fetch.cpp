@@ -112,7 +112,8 @@ std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem
     return select_shapes(index, request);
 }
 
-// What goes wrong with shapes, the first time of each file told at once.
+// What goes wrong with shapes, the first time of each file told at once; and the first shape of each file
+// that is lost, whatever was told of the file before.
 class FetchReport {
   public:
     // index: its name where it has told itself which shapes there are; else the user has.
@@ -129,8 +130,9 @@ class FetchReport {
 
     void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
         lost_++;
-        first(file,
-              "shape " + std::to_string(shape.shapeid) + ": " + (file.missing.empty() ? why : file.missing));
+        if (lost_of_[file.path]++ == 0)
+            say(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
+                (file.missing.empty() ? why : file.missing));
     }
 
     void mended(const IndexedFile &file, int64_t shapeid, const std::string &why) {
@@ -165,7 +167,7 @@ class FetchReport {
     std::string index_;
     const IndexedFile *file_ = nullptr;
     int64_t shapeid_ = 0;
-    std::map<std::string, size_t> told_;
+    std::map<std::string, size_t> told_, lost_of_; // by path
     size_t lost_ = 0;
 };
 

@@ -8,6 +8,7 @@
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
 #include "common/memory.hpp"
+#include "common/standard_output.hpp"
 #include "subcommands.hpp"
 
 #include "lindra/lindra.h"
@@ -15,7 +16,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
-#include <iostream>
 #include <memory>
 #include <new>
 #include <sstream>
@@ -55,19 +55,12 @@ int say_usage(const CLI::App &program, const CLI::ParseError &error, int argc, c
     return exit_bad_usage;
 }
 
-// Lost words of a help that was put together without memory are no help.
+// Help and version are data too. Lost words of a help that was put together without memory are no help.
 void print_help(const CLI::App &program, const CLI::ParseError &error) {
     std::ostringstream text;
     program.exit(error, text, text);
     require_memory();
-    std::cout << text.str();
-}
-
-// Help and version are data too: where they cannot be written, the command has failed.
-int flushed(ExitCode code) {
-    if (fflush(stdout) == 0 && std::cout.flush() && !ferror(stdout)) return code;
-    fprintf(stderr, "lindra: standard output cannot be written\n");
-    return exit_bad_data;
+    write_to_standard_output(text.str());
 }
 
 // Lists each command with the first line of its description, in a column that suits the commands' names,
@@ -108,7 +101,7 @@ int run(int argc, char **argv) {
         if (error.get_exit_code() != 0) return say_usage(program, error, argc, argv);
         print_help(program, error);
     }
-    return flushed(exit_success);
+    return exit_success;
 }
 
 // What goes wrong over bytes that are gone is told as what it is.

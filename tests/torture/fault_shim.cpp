@@ -4,9 +4,8 @@
 // of its class. Which one is told by four words:
 //
 //   class    allocation, open, read, write, memory, stat or place (see below)
-//   callers  own: calls that the program's own code makes, by way of the C and C++ libraries or not; all:
-//   those
-//            of every library. Of allocations only
+//   callers  own: allocations that the program's own code makes, by way of the C and C++ libraries or not
+//            all: those of every library, and system calls
 //   mode     once, on (from then on), short (fewer bytes than asked for), interrupted (EINTR)
 //   nth      the number of the call, from 1; 0 makes none fail
 //
@@ -280,7 +279,13 @@ void on_call(int, siginfo_t *info, void *context) {
 }
 
 [[noreturn]] void give_up(const char *reason) {
-    dprintf(STDERR_FILENO, "fault_shim: %s: %s\n", reason, strerror(errno));
+    dprintf(STDERR_FILENO, "fault_shim: %s\n", reason);
+    _exit(99);
+}
+
+// After a call that failed.
+[[noreturn]] void give_up_on(const char *what) {
+    dprintf(STDERR_FILENO, "fault_shim: %s: %s\n", what, strerror(errno));
     _exit(99);
 }
 
@@ -310,7 +315,7 @@ void catch_system_calls() {
     const sock_fprog program = {size, filter};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
-        give_up("the kernel takes no filter of system calls");
+        give_up_on("the kernel takes no filter of system calls");
 }
 
 // --- The beginning ---
@@ -326,8 +331,14 @@ void take_request(const char *request) {
     for (const auto &each : kinds)
         if (!strcmp(each.name, words[0])) kind = each.kind;
     own_only = !strcmp(words[1], "own");
-    for (const auto &each : modes)
-        if (!strcmp(each.name, words[2])) mode = each.mode;
+    if (!own_only && strcmp(words[1], "all") != 0) give_up("LINDRA_FAULT names no callers");
+    bool has_mode = false;
+    for (const auto &each : modes) {
+        if (strcmp(each.name, words[2]) != 0) continue;
+        mode = each.mode;
+        has_mode = true;
+    }
+    if (!has_mode) give_up("LINDRA_FAULT names no mode");
     nth = strtoull(words[3], nullptr, 10);
     if (kind == Kind::none) give_up("LINDRA_FAULT names no class");
 }
@@ -367,7 +378,7 @@ bool read_fully(void *to, size_t size) {
 
 void redirect(int descriptor, const char *path, int flags) {
     const int file = open(path, flags | O_CLOEXEC, 0600);
-    if (file < 0 || dup2(file, descriptor) < 0) give_up(path);
+    if (file < 0 || dup2(file, descriptor) < 0) give_up_on(path);
     close(file);
 }
 
@@ -378,11 +389,11 @@ int run_request(char **environment) {
     for (char *word = request_text; word < request_text + request_size && count < most_arguments - 1;
          word += strlen(word) + 1)
         words[count++] = word;
-    if (chdir(words[1]) != 0) give_up(words[1]);
+    if (chdir(words[1]) != 0) give_up_on(words[1]);
     redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
     redirect(STDOUT_FILENO, "output", O_WRONLY | O_CREAT);
     redirect(STDERR_FILENO, "errors", O_WRONLY | O_CREAT);
-    if (chdir("work") != 0) give_up("work");
+    if (chdir("work") != 0) give_up_on("work");
     alarm(longest_run);
     return run_main(words[0], static_cast<int>(count) - 2, words + 2, environment);
 }
@@ -408,7 +419,7 @@ int watched_main(int argc, char **argv, char **environment) {
     if (!request) give_up("LINDRA_FAULT is not set");
     dl_iterate_phdr(add_module, nullptr);
     void *shared = mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (shared == MAP_FAILED) give_up("no memory for the report");
+    if (shared == MAP_FAILED) give_up_on("no memory for the report");
     report = static_cast<Report *>(shared);
     if (!strcmp(request, "server")) return serve(environment);
     return run_main(request, argc, argv, environment);

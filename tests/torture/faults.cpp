@@ -33,6 +33,7 @@ struct State {
     int nth;
     bool from_then_on;
     int calls, failed;
+    int calls_of_any_kind;
 };
 
 thread_local State state;
@@ -46,7 +47,7 @@ int refused(int error) {
 } // namespace
 
 Faults::Faults(FaultKind kind, int nth, bool from_then_on) {
-    state = {true, kind, nth, from_then_on, 0, 0};
+    state = {true, kind, nth, from_then_on, 0, 0, 0};
 }
 Faults::~Faults() {
     state.is_armed = false;
@@ -54,12 +55,17 @@ Faults::~Faults() {
 int Faults::calls() {
     return state.calls;
 }
+int Faults::calls_of_any_kind() {
+    return state.calls_of_any_kind;
+}
 int Faults::failed() {
     return state.failed;
 }
 
 bool strikes(FaultKind kind) {
-    if (!state.is_armed || kind != state.kind) return false;
+    if (!state.is_armed) return false;
+    state.calls_of_any_kind++;
+    if (kind != state.kind) return false;
     state.calls++;
     const bool fails = state.from_then_on ? state.calls >= state.nth : state.calls == state.nth;
     state.failed += fails;
@@ -99,6 +105,10 @@ int fstat_file(int descriptor, struct stat *out) {
 int access_file(const char *path, int mode) {
     return strikes(FaultKind::sqlite_file) ? refused(EIO) : __real_access(path, mode);
 }
+int close_file(int descriptor) {
+    const int status = __real_close(descriptor);
+    return strikes(FaultKind::sqlite_file) ? refused(EIO) : status;
+}
 ssize_t pread_file(int descriptor, void *to, size_t size, off_t at) {
     return strikes(FaultKind::sqlite_file) ? refused(EIO) : pread(descriptor, to, size, at);
 }
@@ -121,6 +131,7 @@ const bool sqlite_is_ready = [] {
     replace("stat", reinterpret_cast<sqlite3_syscall_ptr>(stat_file));
     replace("fstat", reinterpret_cast<sqlite3_syscall_ptr>(fstat_file));
     replace("access", reinterpret_cast<sqlite3_syscall_ptr>(access_file));
+    replace("close", reinterpret_cast<sqlite3_syscall_ptr>(close_file));
     for (const char *name : {"pread", "pread64"})
         replace(name, reinterpret_cast<sqlite3_syscall_ptr>(pread_file));
     return true;
@@ -152,7 +163,8 @@ int __wrap_open(const char *path, int flags, mode_t mode) {
 }
 int __wrap_close(int descriptor) {
     descriptors -= state.is_armed;
-    return __real_close(descriptor);
+    const int status = __real_close(descriptor);
+    return strikes(FaultKind::system_call) ? refused(EIO) : status;
 }
 ssize_t __wrap_read(int descriptor, void *to, size_t size) {
     if (strikes(FaultKind::system_call)) return refused(EIO);
@@ -170,7 +182,7 @@ void *__wrap_mmap(void *at, size_t size, int rights, int flags, int descriptor, 
 }
 int __wrap_munmap(void *at, size_t size) {
     mappings--;
-    return __real_munmap(at, size);
+    return strikes(FaultKind::system_call) ? refused(ENOMEM) : __real_munmap(at, size);
 }
 int __wrap_mprotect(void *at, size_t size, int rights) {
     return strikes(FaultKind::system_call) ? refused(ENOMEM) : __real_mprotect(at, size, rights);

@@ -8,7 +8,7 @@ namespace lindra::test {
 
 enum class FaultKind {
     allocation,        // of the library
-    system_call,       // stat, fstat, access, open, read, mmap, mprotect
+    system_call,       // stat, fstat, access, open, read, close, mmap, munmap, mprotect
     short_read,        // read gives half of what was asked for
     interrupted_read,  // read ends with EINTR
     sqlite_allocation, // of SQLite
@@ -24,14 +24,16 @@ class Faults {
     Faults &operator=(const Faults &) = delete;
 
     static int calls(); // of the kind, so far
+    static int calls_of_any_kind();
     static int failed();
 };
 
 // Whether this call is to fail, for those that stand in for the calls.
 bool strikes(FaultKind kind);
 
-// Mappings made less mappings released on this thread; and files opened less files closed while calls of the
-// library fail.
+// Mappings made less mappings that the library gave back on this thread; and files opened less files closed
+// while calls of the library fail. A mapping that munmap refused to release was given back: it stays in
+// memory, and nobody could do more. A file that close complains of is closed.
 int live_mappings();
 int live_descriptors();
 

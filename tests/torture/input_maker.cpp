@@ -10,8 +10,10 @@
 #include "texture_builder.hpp"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 namespace lindra::test {
@@ -38,6 +40,14 @@ void write_map_data(const fs::path &directory) {
     write(directory / "maps/lindra/binned_river_c.cdf", lines(2).bytes());
 }
 
+// They are in HDF5, which nothing here writes.
+void copy_rivers(const fs::path &to) {
+    const fs::path from = "/usr/share/gmt-gshhg/binned_river_c.nc";
+    if (!fs::exists(from))
+        throw std::runtime_error(from.string() + " is not there; install the package gmt-gshhg-low");
+    fs::copy_file(from, to);
+}
+
 void write_packages(const fs::path &directory) {
     BinnedFileMaker maker(18, 9);
     Shore shore;
@@ -46,7 +56,7 @@ void write_packages(const fs::path &directory) {
     maker.add(shore);
     fs::create_directories(directory);
     write_variables(directory / "binned_GSHHS_c.nc", maker.variables());
-    fs::copy_file("/usr/share/gmt-gshhg/binned_river_c.nc", directory / "binned_river_c.nc");
+    copy_rivers(directory / "binned_river_c.nc");
 }
 
 // A projected coordinate system, so that PROJ has something to do.
@@ -68,13 +78,13 @@ void write_shapes(const fs::path &directory) {
     const std::vector<Column> columns = {{"NAME", 'C', 8}, {"LANES", 'N', 4}};
     write(directory / "roads.shp", main_file_of(SHAPE_POLYLINE, {diagonal(400000, 0, 600000, 900000),
                                                                  diagonal(500000, 0, 550000, 200000)}));
-    write(directory / "roads.dbf", table_file(columns, {" M\xc3\xbc"
-                                                        "nster   4",
-                                                        " Ring     12"}));
+    write(directory / "roads.dbf", table_file(columns, {" M\xc3\xbcnster   4", " Ring      12"}));
     write(directory / "roads.cpg", "UTF-8");
     write(directory / "roads.prj", utm);
     write(directory / "ponds.shp", main_file_of(SHAPE_POINT, {point_shape(9, 50), point_shape(10, 51)}));
-    write(directory / "ponds.dbf", table_file(columns, {" Lac      1", " See      2"}));
+    // An encoding for which iconv loads a module.
+    write(directory / "ponds.dbf", table_file(columns, {" \xc9tang      1", " See        2"}));
+    write(directory / "ponds.cpg", "CP1252");
 }
 
 void write_all(const fs::path &directory) {
@@ -96,5 +106,10 @@ void write_all(const fs::path &directory) {
 
 int main(int argc, char **argv) {
     if (argc != 2) return 2;
-    lindra::test::write_all(argv[1]);
+    try {
+        lindra::test::write_all(argv[1]);
+    } catch (const std::exception &error) {
+        fprintf(stderr, "torture_inputs: %s\n", error.what());
+        return 1;
+    }
 }

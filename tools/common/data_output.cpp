@@ -2,14 +2,9 @@
 
 #include "common/data_output.hpp"
 
-#include "common/errors.hpp"
 #include "common/file_faults.hpp"
 #include "common/memory.hpp"
-
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <unistd.h>
+#include "common/standard_output.hpp"
 
 namespace lindra::tools {
 
@@ -17,24 +12,10 @@ namespace {
 
 constexpr size_t block_size = 1 << 18;
 
-void write_to_standard_output(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t done = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (done < 0 && errno == EINTR) continue;
-        if (done < 0 && errno == EPIPE) throw ReaderGone();
-        if (done < 0)
-            throw DataError(std::string("standard output cannot be written: ") + std::strerror(errno));
-        bytes.remove_prefix(static_cast<size_t>(done));
-    }
-}
-
 } // namespace
 
 DataOutput::DataOutput(const std::string &path) {
-    if (!path.empty())
-        file_ = std::make_unique<OutputFile>(path);
-    else
-        std::signal(SIGPIPE, SIG_IGN); // so that a reader that has gone is an error of write
+    if (!path.empty()) file_ = std::make_unique<OutputFile>(path);
 }
 
 void DataOutput::write(std::string_view bytes) {

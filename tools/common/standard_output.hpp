@@ -3,11 +3,17 @@
 #define LINDRA_TOOLS_STANDARD_OUTPUT_HPP
 
 #include <functional>
+#include <string_view>
 
 namespace lindra::tools {
 
-// Calls print, which writes to stdout, as the library's printers do. Throws DataError when that cannot be
-// written, and ReaderGone when nobody reads it any more.
+// Both throw DataError when standard output cannot be written, and ReaderGone when nobody reads it any more.
+// What could not be written is dropped: nothing of it comes later.
+
+void write_to_standard_output(std::string_view bytes);
+
+// Calls print, which writes to stdout, as the library's printers do. What it printed last and is not written
+// yet is dropped, too, when print throws.
 void print_to_standard_output(const std::function<void()> &print);
 
 } // namespace lindra::tools

@@ -3,10 +3,8 @@
 #include "import/import_options.hpp"
 
 #include "common/errors.hpp"
+#include "common/standard_output.hpp"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <string>
 
 namespace lindra::tools {
@@ -20,8 +18,7 @@ std::filesystem::path place_for(const ImportOptions &options, const std::string 
 }
 
 void print_line(const std::string &line) {
-    if (puts(line.c_str()) < 0 || fflush(stdout) != 0)
-        throw DataError("standard output cannot be written: " + std::string(strerror(errno)));
+    write_to_standard_output(line + "\n");
 }
 
 } // namespace lindra::tools

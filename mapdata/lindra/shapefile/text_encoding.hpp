@@ -15,11 +15,15 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
 #include <iconv.h>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/mman.h>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace lindra {
@@ -95,15 +99,29 @@ inline std::string encoding_of_cpg(std::string_view text) {
     return "CP" + name;
 }
 
+// What keeps this process from loading anything: EMFILE, ENFILE, ENOMEM; or 0.
+inline int reason_against_loading() {
+    const int descriptor = ::open("/", O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return errno;
+    ::close(descriptor);
+    void *room = mmap(nullptr, 1, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (room == MAP_FAILED) return errno;
+    munmap(room, 1);
+    return 0;
+}
+
 // Converts to UTF-8. One object belongs to one thread at a time.
 class text_decoder {
   public:
     text_decoder() = default;
     // The object is whole when it is opened, so that the handle is closed when memory runs out meanwhile.
     explicit text_decoder(const std::string &encoding) : text_decoder() {
-        handle_ = iconv_open("UTF-8", encoding.c_str());
-        is_open_ = reinterpret_cast<intptr_t>(handle_) != -1;
-        if (!is_open_ && errno == ENOMEM) throw std::bad_alloc();
+        open_handle(encoding);
+        // glibc fails with EINVAL, too, when it cannot load the module of an encoding that it knows. Where
+        // that was for the moment, it can the next time.
+        if (refusal_ == EINVAL) open_handle(encoding);
+        if (const int reason = refusal_ == EINVAL ? reason_against_loading() : 0) refusal_ = reason;
+        if (refusal_ == ENOMEM) throw std::bad_alloc();
         keeps_plain_text_ = is_open_ && converts_plain_text_to_itself();
     }
     ~text_decoder() {
@@ -113,11 +131,14 @@ class text_decoder {
     text_decoder &operator=(text_decoder &&other) noexcept {
         std::swap(handle_, other.handle_);
         std::swap(is_open_, other.is_open_);
+        std::swap(refusal_, other.refusal_);
         std::swap(keeps_plain_text_, other.keeps_plain_text_);
         return *this;
     }
 
     bool is_open() const { return is_open_; }
+    // Why it is not open: EINVAL when iconv does not know the encoding.
+    int refusal() const { return refusal_; }
 
     // Bytes that are none of the encoding become U+FFFD each, a character cut off at the end is dropped; both
     // set is_damaged.
@@ -127,6 +148,12 @@ class text_decoder {
     }
 
   private:
+    void open_handle(const std::string &encoding) {
+        handle_ = iconv_open("UTF-8", encoding.c_str());
+        is_open_ = reinterpret_cast<intptr_t>(handle_) != -1;
+        refusal_ = is_open_ ? 0 : errno;
+    }
+
     // Escape, shift out and shift in begin other characters in the encodings that have them.
     static bool is_plain(std::string_view text) {
         return std::none_of(text.begin(), text.end(),
@@ -174,6 +201,7 @@ class text_decoder {
 
     iconv_t handle_ = nullptr;
     bool is_open_ = false;
+    int refusal_ = 0;
     bool keeps_plain_text_ = false;
 };
 
@@ -183,6 +211,15 @@ struct encoding_sources {
     uint8_t language_id = 0;
     std::string_view given;
 };
+
+// A table whose text the system fails to convert for now is left aside, and not read in another encoding.
+[[noreturn]] inline void refuse_text(const reporter &report, const std::string &encoding, int reason) {
+    const std::string why = reason == EINVAL
+                                ? "finds no " + encoding
+                                : "cannot open " + encoding + ": " + std::generic_category().message(reason);
+    report(repair_kind::file_beside, 0, "cannot be decoded: iconv " + why);
+    report.refuse(0, "cannot be decoded: iconv " + why);
+}
 
 // Chooses, and opens the decoder.
 inline text_encoding choose_encoding(const encoding_sources &sources, const reporter &report,
@@ -197,15 +234,14 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
         if (candidate.name.empty()) continue;
         decoder = text_decoder(candidate.name);
         if (decoder.is_open()) return candidate;
+        if (decoder.refusal() != EINVAL) refuse_text(report, candidate.name, decoder.refusal());
         report(repair_kind::encoding, 0,
                "\"" + candidate.name + "\" from " + to_text(candidate.origin) + " is unknown to iconv");
     }
     text_encoding standard{"ISO-8859-1", encoding_origin::standard};
     decoder = text_decoder(standard.name);
     if (decoder.is_open()) return standard;
-    const std::string text = "cannot be decoded: iconv finds no " + standard.name;
-    report(repair_kind::file_beside, 0, text);
-    report.refuse(0, text);
+    refuse_text(report, standard.name, decoder.refusal());
 }
 
 } // namespace detail
