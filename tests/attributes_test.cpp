@@ -384,6 +384,17 @@ TEST(Encoding, encodings_with_shifts_are_converted_from_ascii_too) {
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("あ"));
 }
 
+TEST(Encoding, a_text_may_be_shifted_without_an_escape) {
+    auto file = with_table(1,
+                           text_table("a\x0e!!\x0f"
+                                      "b",
+                                      0),
+                           "ISO-2022-KR");
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("a\u3000b"));
+    auto back = with_table(1, text_table("ab\x0f", 0), "ISO-2022-KR");
+    EXPECT_EQ((*back)[0].attributes()["A"], attribute_value("ab"));
+}
+
 TEST(Encoding, long_texts_are_converted_whole) {
     std::string text, converted;
     for (int i = 0; i < 250; i++) {

@@ -256,6 +256,14 @@ TEST(Geojson, an_upright_surface_keeps_its_direction) {
     EXPECT_EQ(written.repairs(), 0U);
 }
 
+TEST(Geojson, a_surface_whose_heights_are_left_out_is_closed_by_its_place) {
+    std::string shape = patch({{part_type::outer_ring, square(0, 0, 1)}});
+    shape.replace(shape.size() - 8, 8, le_double(not_a_number));
+    const Written written(shape);
+    EXPECT_EQ(written.text, R"({"type":"MultiPolygon","coordinates":[[[[0,0],[1,0],[1,1],[0,1],[0,0]]]]})");
+    EXPECT_EQ(written.repairs(), 1U);
+}
+
 TEST(Geojson, an_upright_surface_is_open_where_it_ends_above_its_beginning) {
     const std::string open = le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(1) + le32(4) + le32(0) +
                              le32(static_cast<int32_t>(part_type::outer_ring)) +
