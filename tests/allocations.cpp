@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iconv.h>
 #include <new>
 
 extern "C" {
@@ -16,6 +17,7 @@ void *__real_realloc(void *block, size_t size);
 char *__real_realpath(const char *path, char *resolved);
 char *__real_strdup(const char *text);
 char *__real_strndup(const char *text, size_t size);
+iconv_t __real_iconv_open(const char *to, const char *from);
 void __real_free(void *block);
 }
 
@@ -74,6 +76,10 @@ char *__wrap_strdup(const char *text) {
 }
 char *__wrap_strndup(const char *text, size_t size) {
     return allowed(strnlen(text, size) + 1) ? counted(__real_strndup(text, size)) : nullptr;
+}
+// Its memory is its own, and what it lacks is told in its own way.
+iconv_t __wrap_iconv_open(const char *to, const char *from) {
+    return allowed(1) ? __real_iconv_open(to, from) : reinterpret_cast<iconv_t>(-1);
 }
 void __wrap_free(void *block) {
     if (state.watching && block) state.live--;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstring>
 #include <sys/resource.h>
 
 namespace lindra::test {
@@ -63,6 +64,15 @@ TEST(Attributes, blanks_and_asterisks_are_no_number) {
     EXPECT_EQ(read('N', std::string(5, '\0')), none);
 }
 
+TEST(Attributes, a_number_has_digits_and_one_sign) {
+    for (const char *text : {"nan", "inf", "-inf", "+-5", "+", "--5", "1e999", "0x10"}) {
+        auto file = with_table(
+            1, table_file({{"A", 'N', static_cast<int>(strlen(text))}}, {" " + std::string(text)}));
+        EXPECT_EQ((*file)[0].attributes()["A"], none) << text;
+        EXPECT_EQ(file.told(repair_kind::attribute), 1U) << text;
+    }
+}
+
 TEST(Attributes, dates) {
     EXPECT_EQ(read('D', "20240229"), attribute_value(year_month_day(2024y / 2 / 29)));
     EXPECT_EQ(read('D', "00000000"), none);
@@ -100,6 +110,15 @@ TEST(Attributes, an_unknown_name_is_an_error) {
     EXPECT_THROW((*without)[0].attributes()["A"], error);
     EXPECT_FALSE(without->has_attributes());
     EXPECT_FALSE(without->encoding());
+}
+
+TEST(Attributes, a_field_beyond_the_last_is_an_error_without_a_table_too) {
+    auto file = with_table(1, table_file({{"A", 'C', 1}}, {" x"}));
+    EXPECT_THROW((*file)[0].attributes().raw(1), error);
+    OpenShapefile without(points(1));
+    const attribute_row row = (*without)[0].attributes();
+    EXPECT_THROW(row[0], error);
+    EXPECT_THROW(row.raw(0), error);
 }
 
 TEST(Attributes, deleted_rows_are_marked) {
@@ -192,6 +211,16 @@ TEST(Attributes, a_count_of_rows_beyond_the_file_is_cut_to_it) {
     EXPECT_EQ(file.told(repair_kind::table), 2U); // the count, and that a record has no row
 }
 
+TEST(Attributes, a_last_row_that_is_cut_keeps_its_whole_fields) {
+    const std::string table = table_file({{"A", 'C', 2}, {"B", 'C', 2}}, {" abcd", " efgh"});
+    auto file = with_table(2, table.substr(0, table.size() - 2));
+    EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("ef"));
+    EXPECT_EQ((*file)[1].attributes()["B"], none);
+    EXPECT_EQ((*file)[1].attributes().raw(1), "g");
+    EXPECT_EQ(file.repairs()[0].text, "says that it has 2 rows, and has 1 in whole");
+    EXPECT_EQ(file.told(repair_kind::attribute), 1U);
+}
+
 TEST(Attributes, rows_that_a_stopped_writer_did_not_count_are_read) {
     TableHeader header;
     header.rows = 0;
@@ -221,20 +250,47 @@ TEST(Attributes, a_text_may_have_the_high_byte_of_its_length_among_the_decimals)
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value(std::string(300, 'x')));
 }
 
+TEST(Attributes, a_number_beside_a_long_text_keeps_its_decimals) {
+    TableHeader header;
+    header.row_size = 1 + 300 + 4;
+    auto file = with_table(1, table_file({{"A", 'C', 300 - 256, 1}, {"N", 'N', 4, 2}},
+                                         {" " + std::string(300, 'x') + "1.25"}, header));
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value(std::string(300, 'x')));
+    EXPECT_EQ((*file)[0].attributes()["N"], attribute_value(1.25));
+    EXPECT_EQ(file->fields()[1].length, 4U);
+}
+
+// A table of level 7 with one row of one field.
+std::string level_7_table(char type, const std::string &text) {
+    const auto length = static_cast<char>(text.size());
+    const std::string descriptor = padded("LONG_FIELD_NAME", 32) + type + length + std::string(14, '\0');
+    return std::string("\x04\x7a\x01\x01", 4) + le32(1) + le16(68 + 48 + 1) +
+           le16(1 + static_cast<int>(text.size())) + std::string(56, '\0') + descriptor + "\r " + text;
+}
+
 TEST(Attributes, tables_of_level_7_are_read) {
-    const std::string descriptor =
-        padded("LONG_FIELD_NAME", 32) + "N" + std::string(1, 3) + std::string(14, '\0');
-    const std::string table = std::string("\x04\x7a\x01\x01", 4) + le32(1) + le16(68 + 48 + 1) + le16(4) +
-                              std::string(56, '\0') + descriptor + "\r" + "  12";
-    auto file = with_table(1, table);
+    auto file = with_table(1, level_7_table('N', " 12"));
     EXPECT_EQ((*file)[0].attributes()["LONG_FIELD_NAME"], attribute_value(int64_t{12}));
     EXPECT_TRUE(file.repairs().empty());
 }
 
+TEST(Attributes, fields_that_level_7_adds_are_read_as_they_are) {
+    for (const char type : {'+', '@', 'O'}) {
+        auto file = with_table(1, level_7_table(type, "ab12"));
+        ASSERT_EQ(file->fields().size(), 1U) << type;
+        EXPECT_EQ(file->fields()[0].type, type);
+        EXPECT_EQ((*file)[0].attributes()[0], attribute_value("ab12"));
+        EXPECT_TRUE(file.repairs().empty()) << type;
+    }
+}
+
 TEST(Attributes, a_table_that_ends_in_its_header_is_left_aside) {
-    auto file = with_table(1, "\x03 too short");
-    EXPECT_FALSE(file->has_attributes());
-    EXPECT_EQ(file.told(repair_kind::table), 1U);
+    for (const std::string &table :
+         {std::string("\x03 too short"), level_7_table('N', " 12").substr(0, 67)}) {
+        auto file = with_table(1, table);
+        EXPECT_FALSE(file->has_attributes());
+        EXPECT_EQ(file.told(repair_kind::table), 1U);
+    }
 }
 
 // --- Encodings ---
@@ -281,6 +337,9 @@ TEST(Encoding, cpg_files_name_code_pages_in_many_ways) {
                                                            {"ISO-8859-1", "ISO-8859-1"},
                                                            {"windows-1250", "CP1250"},
                                                            {"Big5", "BIG5"},
+                                                           {"\tANSI\t1252", "CP1252"},
+                                                           {"ANSI_X3.4-1968", "ANSI_X3.4-1968"},
+                                                           {"CP-HU", "CP-HU"},
                                                            {" SJIS ", "SJIS"}};
     for (const auto &[text, name] : names) {
         auto file = with_table(1, text_table("x", 0), text);
@@ -290,9 +349,18 @@ TEST(Encoding, cpg_files_name_code_pages_in_many_ways) {
 }
 
 TEST(Encoding, a_name_that_iconv_does_not_know_is_passed_over) {
-    auto file = with_table(1, text_table("\x84", 0x01), "KLINGON");
-    EXPECT_EQ(file->encoding()->name, "CP437");
-    EXPECT_EQ(file.told(repair_kind::encoding), 1U);
+    for (const char *name : {"KLINGON", "8859"}) {
+        auto file = with_table(1, text_table("\x84", 0x01), name);
+        EXPECT_EQ(file->encoding()->name, "CP437") << name;
+        EXPECT_EQ(file.told(repair_kind::encoding), 1U) << name;
+    }
+}
+
+TEST(Encoding, where_it_came_from_can_be_told) {
+    EXPECT_STREQ(to_text(encoding_origin::cpg), "the .cpg file");
+    EXPECT_STREQ(to_text(encoding_origin::language_id), "the language id");
+    EXPECT_STREQ(to_text(encoding_origin::given), "the given encoding");
+    EXPECT_STREQ(to_text(encoding_origin::standard), "the default");
 }
 
 // While one lives, no file can be opened.
@@ -348,6 +416,17 @@ TEST(Encoding, a_character_that_the_field_cuts_is_dropped) {
 TEST(Encoding, encodings_with_shifts_are_converted_from_ascii_too) {
     auto file = with_table(1, text_table("\x1b$B$\"\x1b(B", 0), "ISO-2022-JP");
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("あ"));
+}
+
+TEST(Encoding, a_text_may_be_shifted_without_an_escape) {
+    auto file = with_table(1,
+                           text_table("a\x0e!!\x0f"
+                                      "b",
+                                      0),
+                           "ISO-2022-KR");
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("a\u3000b"));
+    auto back = with_table(1, text_table("ab\x0f", 0), "ISO-2022-KR");
+    EXPECT_EQ((*back)[0].attributes()["A"], attribute_value("ab"));
 }
 
 TEST(Encoding, long_texts_are_converted_whole) {

@@ -270,6 +270,16 @@ TEST_F(DatabaseTest, zeroed_view_fails_everywhere) {
     EXPECT_EQ(lindra_db_close(Dbptr{}), -1);
 }
 
+TEST_F(DatabaseTest, row_of_no_table_has_no_fields) {
+    made(world);
+    Dbptr row = file_row(opened(path()), "17");
+    ASSERT_GE(row.record, 0);
+    row.table = 1 << 20;
+    char name[256] = "before";
+    EXPECT_EQ(dbgetv(row, nullptr, "filename", name, nullptr), -1);
+    EXPECT_STREQ(name, "before");
+}
+
 // --- dbquery
 
 TEST_F(DatabaseTest, path_is_told_as_it_was_given) {

@@ -5,6 +5,8 @@
 #include "log_capture.hpp"
 #include "printed.hpp"
 
+#include "lindra/esri_strdefs/registry.hpp"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -375,6 +377,24 @@ TEST_F(Dbase, has_its_golden_listing) {
     EXPECT_EQ(text, golden("dbase/cities.txt", text));
     EXPECT_TRUE(text.ends_with("Cologne    1073096c \nBonn        331885t\x1a\n")) << "without the prefix";
     EXPECT_EQ(text, printed([&] { lindra_print_dbase_file("> ", &dbf); }));
+}
+
+TEST_F(Dbase, is_listed_by_its_code_behind_the_indented_prefix) {
+    ASSERT_EQ(decode(cities().bytes()), 0);
+    EXPECT_EQ(printed([&] { lindra::esri::Engine::print("> ", DBASE_FILE, &dbf, -1); }), listing(">   "));
+}
+
+// No file is read as one of level 7, but the host may fill in one.
+TEST_F(Dbase, of_level_7_is_listed_by_the_structures_of_that_level) {
+    esri_strdefs_init();
+    dbf.level = 7;
+    dbf.fields = newtbl(1);
+    settbl(dbf.fields, -1, calloc(1, sizeof(DBASEFIELDDESCR7)));
+    const std::string text = listing("> ");
+    EXPECT_TRUE(text.starts_with("> DbaseFileHDR7:\n>   flags=0\n")) << text;
+    EXPECT_NE(text.find("\n> DbaseFieldDescriptor7(0):\n>   name="), std::string::npos) << text;
+    freetbl(dbf.fields, free);
+    dbf.fields = nullptr;
 }
 
 TEST_F(Dbase, text_of_a_record_stops_at_a_zero_byte) {

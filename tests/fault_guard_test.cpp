@@ -297,13 +297,27 @@ void mend_as_host(int, siginfo_t *info, void *) {
     mmap(info->si_addr, page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
 }
 
+void count_as_host(int) {
+    faults_of_host++;
+}
+
+struct sigaction mending() {
+    struct sigaction action = {};
+    action.sa_sigaction = mend_as_host;
+    action.sa_flags = SA_SIGINFO;
+    return action;
+}
+
+struct sigaction plain(void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    return action;
+}
+
 // While one lives, the host has a handler of its own.
 class HostHandler {
   public:
-    HostHandler() {
-        struct sigaction action = {};
-        action.sa_sigaction = mend_as_host;
-        action.sa_flags = SA_SIGINFO;
+    explicit HostHandler(const struct sigaction &action = mending()) {
         sigaction(SIGBUS, &action, &before_);
         faults_of_host = 0;
     }
@@ -344,6 +358,40 @@ TEST_F(FaultGuard, other_faults_go_to_the_handler_that_was_there) {
     EXPECT_EQ(faults_of_host, 1) << "its own fault and no other";
     EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(mend_as_host));
     EXPECT_TRUE(handler_now().sa_flags & SA_SIGINFO);
+}
+
+TEST_F(FaultGuard, sent_signals_go_to_the_handler_that_was_there) {
+    const shapefile file(LargeShapes::write(directory));
+    const HostHandler host(plain(count_as_host));
+    guarded(file, [] { std::raise(SIGBUS); });
+    EXPECT_EQ(faults_of_host, 1);
+    EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(count_as_host));
+}
+
+TEST_F(FaultGuard, sent_signals_that_the_host_ignores_stay_ignored) {
+    const shapefile file(LargeShapes::write(directory));
+    const HostHandler host(plain(SIG_IGN));
+    guarded(file, [] {
+        std::raise(SIGBUS);
+        std::raise(SIGBUS);
+    });
+    EXPECT_EQ(handler_now().sa_handler, SIG_IGN);
+}
+
+TEST_F(FaultGuard, handler_that_the_host_sets_meanwhile_stays) {
+    const shapefile file(LargeShapes::write(directory));
+    const HostHandler host;
+    struct sigaction ours = {};
+    {
+        const fault_guard guard(file);
+        const struct sigaction on_top = plain(count_as_host);
+        sigaction(SIGBUS, &on_top, &ours);
+    }
+    EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(count_as_host));
+    // The next guard takes away what is still below.
+    sigaction(SIGBUS, &ours, nullptr);
+    { const fault_guard guard(file); }
+    EXPECT_EQ(address_of(handler_now()), reinterpret_cast<uintptr_t>(mend_as_host));
 }
 
 void (*below_host)(int, siginfo_t *, void *) = nullptr;

@@ -13,8 +13,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -81,6 +83,8 @@ struct FetchTest : testing::Test {
         EXPECT_EQ(log.take(), expected);
     }
 };
+
+using FetchDeathTest = FetchTest;
 
 const std::string decode_failed = "0 esri_get_db_shp_record: esri_decode_shapefile_record() error.\n";
 const std::string record_failed = "0 esri_decode_shapefile_record: esri_unstuff_stream() error.\n";
@@ -220,6 +224,43 @@ TEST_F(FetchTest, memory_that_runs_out_is_a_failure_and_the_next_fetch_succeeds)
         EXPECT_EQ(fetch(db), 0);
         ASSERT_LT(nth, 200);
     }
+}
+
+namespace {
+
+enum Ending { other = 3, without_failure, without_cache };
+
+// Lets an allocation of the process's first fetch fail, and ends the process.
+[[noreturn]] void end_by_first_fetch(int nth, LogCapture &log, const std::function<int()> &fetch) {
+    bool failed;
+    int status;
+    {
+        const AllocationWatch watch(nth);
+        status = fetch();
+        failed = watch.failed();
+    }
+    if (!failed) exit(without_failure);
+    const bool is_cache = log.take() == Lines{"0 esri_get_db_shp_record: newarr() error.\n"};
+    exit(is_cache && status == -1 && fetch() == 0 ? without_cache : other);
+}
+
+} // namespace
+
+// Each in a process of its own, as the cache stays for ever.
+TEST_F(FetchDeathTest, first_fetch_without_memory_for_the_cache_is_a_failure_and_the_next_succeeds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    directory.write("roads.shp", points(1));
+    const Dbptr db = database(row(7, 100) + name_row(7, "roads.shp"));
+    int ending = other;
+    for (int nth = 1; ending == other; nth++) {
+        const auto ends = [&ending](int status) {
+            ending = WEXITSTATUS(status);
+            return WIFEXITED(status);
+        };
+        EXPECT_EXIT(end_by_first_fetch(nth, log, [&] { return fetch(db); }), ends, "");
+        ASSERT_LT(nth, 100);
+    }
+    EXPECT_EQ(ending, without_cache);
 }
 
 TEST_F(FetchTest, threads_share_the_caches) {

@@ -5,6 +5,7 @@
 
 #include <limits>
 #include <sstream>
+#include <utility>
 
 namespace lindra::test {
 namespace {
@@ -41,6 +42,22 @@ TEST(Geojson, points) {
               R"({"type":"Point","coordinates":[1,2,3]})");
     EXPECT_EQ(Written(multipoint_shape({{1, 2}, {3, 4}})).text,
               R"({"type":"MultiPoint","coordinates":[[1,2],[3,4]]})");
+}
+
+TEST(Geojson, measures_are_left_out) {
+    EXPECT_EQ(Written(le32(SHAPE_POINTM) + le_doubles({1, 2, 9})).text,
+              R"({"type":"Point","coordinates":[1,2]})");
+    const std::string points = multipoint_shape({{1, 2}, {3, 4}}).substr(4);
+    EXPECT_EQ(Written(le32(SHAPE_MULTIPOINTM) + points + extras({8, 9})).text,
+              R"({"type":"MultiPoint","coordinates":[[1,2],[3,4]]})");
+    EXPECT_EQ(Written(le32(SHAPE_MULTIPOINTZ) + points + extras({5, 6}) + extras({8, 9})).text,
+              R"({"type":"MultiPoint","coordinates":[[1,2,5],[3,4,6]]})");
+    EXPECT_EQ(Written(path_shape(SHAPE_POLYLINEM, {{{1, 2}, {3, 4}}}) + extras({8, 9})).text,
+              R"({"type":"LineString","coordinates":[[1,2],[3,4]]})");
+    EXPECT_EQ(Written(path_shape(SHAPE_POLYGONM, {square(0, 0, 1)}) + extras({5, 6, 7, 8, 9})).text,
+              R"({"type":"Polygon","coordinates":[[[0,0],[1,0],[1,1],[0,1],[0,0]]]})");
+    EXPECT_EQ(Written(path_shape(SHAPE_POLYGONZ, {square(0, 0, 1)}) + extras({5, 6, 7, 8, 5})).text,
+              R"({"type":"Polygon","coordinates":[[[0,0,5],[1,0,8],[1,1,7],[0,1,6],[0,0,5]]]})");
 }
 
 TEST(Geojson, numbers_read_back_as_they_were) {
@@ -92,6 +109,34 @@ TEST(Geojson, neighbours_that_share_a_side_hold_one_another_not) {
                     .text.starts_with(R"({"type":"MultiPolygon")"));
 }
 
+TEST(Geojson, rings_beside_a_greater_one_are_no_holes) {
+    // Below, above, and to the north east of it, with some of its longitudes each.
+    const Written written(polygon({square(0, 0, 9), square(1, -5, 2), square(1, 20, 2), square(8, 10, 3)}));
+    EXPECT_EQ(written.text, R"({"type":"MultiPolygon","coordinates":[[[[0,0],[9,0],[9,9],[0,9],[0,0]]],)"
+                            R"([[[1,-5],[3,-5],[3,-3],[1,-3],[1,-5]]],)"
+                            R"([[[1,20],[3,20],[3,22],[1,22],[1,20]]],)"
+                            R"([[[8,10],[11,10],[11,13],[8,13],[8,10]]]]})");
+    EXPECT_EQ(written.repairs(), 0U);
+}
+
+TEST(Geojson, a_hole_may_lie_in_line_with_a_side_of_its_outline) {
+    const Path angle = {{0, 0}, {0, 9}, {5, 9}, {5, 5}, {9, 5}, {9, 0}, {0, 0}};
+    const Path hole = {{2, 5}, {3, 4}, {1, 4}, {2, 5}};
+    const Written written(polygon({angle, Path(hole.rbegin(), hole.rend())}));
+    EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[9,0],[9,5],[5,5],[5,9],[0,9],[0,0]],)"
+                            R"([[2,5],[3,4],[1,4],[2,5]]]})");
+    EXPECT_EQ(written.repairs(), 0U);
+}
+
+TEST(Geojson, rings_that_touch_wherever_they_are_asked_hold_one_another_not) {
+    // The greater one has the corners of the other, and the middles of its sides.
+    const Path greater = {{0, 0}, {-2, 2}, {0, 4}, {0, 8}, {3, 6}, {4, 4}, {8, 0}, {6, -2}, {4, 0}, {0, 0}};
+    const Path triangle = {{0, 0}, {0, 8}, {8, 0}, {0, 0}};
+    const Written written(polygon({greater, triangle}));
+    EXPECT_TRUE(written.text.starts_with(R"({"type":"MultiPolygon")")) << written.text;
+    EXPECT_EQ(written.repairs(), 0U);
+}
+
 TEST(Geojson, a_hole_may_touch_its_outline_at_corners) {
     const Path diamond = {{0, 2}, {2, 0}, {4, 2}, {2, 4}, {0, 2}};
     EXPECT_TRUE(Written(polygon({square(0, 0, 4), diamond})).text.starts_with(R"({"type":"Polygon")"));
@@ -109,6 +154,12 @@ TEST(Geojson, rings_without_area_are_left_out) {
     EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[1,0],[1,1],[0,1],[0,0]]]})");
     EXPECT_EQ(written.repairs(), 2U);
     EXPECT_EQ(Written(polygon({{{0, 0}, {1, 1}, {0, 0}}})).text, "null");
+}
+
+TEST(Geojson, a_ring_that_is_too_large_to_be_measured_is_left_out) {
+    const Written written(polygon({{{0, 0}, {5e307, 1e308}, {1e308, 5e307}, {0, 0}}}));
+    EXPECT_EQ(written.text, "null");
+    EXPECT_EQ(written.repairs(), 1U);
 }
 
 TEST(Geojson, a_coordinate_that_is_no_number_leaves_no_shape) {
@@ -143,13 +194,84 @@ TEST(Geojson, fans_and_strips_become_triangles) {
                                       R"([[[1,0,2],[1,1,3],[0,1,4],[1,0,2]]]]})");
 }
 
+// A multipatch of parts with their types. Its heights are counted from 0 up, but that of a part's last point
+// is that of its first.
+std::string patch(const std::vector<std::pair<part_type, Path>> &parts) {
+    std::string indexes, types;
+    std::vector<Path> paths;
+    std::vector<double> heights;
+    for (const auto &[type, path] : parts) {
+        indexes += le32(static_cast<int64_t>(heights.size()));
+        types += le32(static_cast<int32_t>(type));
+        paths.push_back(path);
+        const auto first = static_cast<double>(heights.size());
+        for (size_t i = 0; i + 1 < path.size(); i++)
+            heights.push_back(first + static_cast<double>(i));
+        heights.push_back(first);
+    }
+    return le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(static_cast<int64_t>(parts.size())) +
+           le32(static_cast<int64_t>(heights.size())) + indexes + types + coordinates(paths) +
+           extras(heights);
+}
+
 TEST(Geojson, inner_rings_of_a_patch_follow_their_outer_one) {
-    const std::vector<Path> rings = {square(0, 0, 9), square(1, 1, 2), square(20, 0, 1)};
-    const std::string patch = le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(3) + le32(15) +
-                              le32(0) + le32(5) + le32(10) + le32(2) + le32(3) + le32(2) + coordinates(rings);
-    EXPECT_EQ(Written(patch).text,
-              R"({"type":"MultiPolygon","coordinates":[[[[0,0],[9,0],[9,9],[0,9],[0,0]],)"
-              R"([[1,1],[1,3],[3,3],[3,1],[1,1]]],[[[20,0],[21,0],[21,1],[20,1],[20,0]]]]})");
+    for (const auto &[outer, inner] : {std::pair(part_type::outer_ring, part_type::inner_ring),
+                                       std::pair(part_type::first_ring, part_type::ring)}) {
+        const Written written(
+            patch({{outer, square(0, 0, 9)}, {inner, square(1, 1, 2)}, {outer, square(20, 0, 1)}}));
+        EXPECT_EQ(written.text,
+                  R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[9,0,3],[9,9,2],[0,9,1],[0,0,0]],)"
+                  R"([[1,1,5],[1,3,6],[3,3,7],[3,1,8],[1,1,5]]],)"
+                  R"([[[20,0,10],[21,0,13],[21,1,12],[20,1,11],[20,0,10]]]]})");
+        EXPECT_EQ(written.repairs(), 0U);
+    }
+}
+
+TEST(Geojson, an_inner_ring_of_a_patch_without_an_outer_one_is_an_outline) {
+    EXPECT_EQ(Written(patch({{part_type::inner_ring, square(0, 0, 1)}})).text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,0,3],[1,1,2],[0,1,1],[0,0,0]]]]})");
+}
+
+TEST(Geojson, what_is_no_surface_of_a_patch_is_left_out) {
+    const Path line = {{0, 0}, {1, 1}};
+    const Path there_and_back = {{0, 0}, {1, 1}, {0, 0}};
+    const Written nothing(patch({{part_type::triangle_fan, line}, {part_type::ring, there_and_back}}));
+    EXPECT_EQ(nothing.text, "null");
+    EXPECT_EQ(nothing.repairs(), 2U);
+    const Written some(
+        patch({{part_type::ring, line}, {part_type::outer_ring, {{0, 0}, {1, 0}, {0, 1}, {0, 0}}}}));
+    EXPECT_EQ(some.text, R"({"type":"MultiPolygon","coordinates":[[[[0,0,2],[1,0,3],[0,1,4],[0,0,2]]]]})");
+    EXPECT_EQ(some.repairs(), 1U);
+}
+
+TEST(Geojson, triangles_are_turned_counterclockwise) {
+    EXPECT_EQ(Written(patch({{part_type::triangle_fan, {{0, 0}, {0, 1}, {1, 0}}}})).text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,0,0],[0,1,1],[0,0,0]]]]})");
+}
+
+TEST(Geojson, an_upright_surface_keeps_its_direction) {
+    const Written written(patch({{part_type::outer_ring, {{0, 0}, {1, 1}, {1, 1}, {0, 0}, {0, 0}}}}));
+    EXPECT_EQ(written.text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,1,1],[1,1,2],[0,0,3],[0,0,0]]]]})");
+    EXPECT_EQ(written.repairs(), 0U);
+}
+
+TEST(Geojson, a_surface_whose_heights_are_left_out_is_closed_by_its_place) {
+    std::string shape = patch({{part_type::outer_ring, square(0, 0, 1)}});
+    shape.replace(shape.size() - 8, 8, le_double(not_a_number));
+    const Written written(shape);
+    EXPECT_EQ(written.text, R"({"type":"MultiPolygon","coordinates":[[[[0,0],[1,0],[1,1],[0,1],[0,0]]]]})");
+    EXPECT_EQ(written.repairs(), 1U);
+}
+
+TEST(Geojson, an_upright_surface_is_open_where_it_ends_above_its_beginning) {
+    const std::string open = le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(1) + le32(4) + le32(0) +
+                             le32(static_cast<int32_t>(part_type::outer_ring)) +
+                             coordinates({{{0, 0}, {1, 1}, {1, 1}, {0, 0}}}) + extras({0, 1, 2, 3});
+    const Written written(open);
+    EXPECT_EQ(written.text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,1,1],[1,1,2],[0,0,3],[0,0,0]]]]})");
+    EXPECT_EQ(written.repairs(), 1U);
 }
 
 TEST(Geojson, a_feature_bears_its_attributes) {
@@ -162,6 +284,19 @@ TEST(Geojson, a_feature_bears_its_attributes) {
     EXPECT_EQ(geojson((*file)[0]),
               R"({"type":"Feature","geometry":{"type":"Point","coordinates":[1,2]},"properties":)"
               R"({"T\"":"\"\\\u0001ä","N":42,"F":0.001,"D":"1999-01-02","L":true,"X":null}})");
+}
+
+TEST(Geojson, logical_values_are_true_false_or_null) {
+    OpenShapefile file(main_file_of(SHAPE_NULL, {le32(SHAPE_NULL)}), "",
+                       table_file({{"A", 'L', 1}, {"B", 'L', 1}, {"C", 'L', 1}}, {" YN?"}));
+    EXPECT_EQ(geojson((*file)[0]),
+              R"({"type":"Feature","geometry":null,"properties":{"A":true,"B":false,"C":null}})");
+}
+
+TEST(Geojson, repairs_need_not_be_heard) {
+    const GuardedBuffer bytes(main_file_of(SHAPE_POLYGON, {polygon({{{0, 0}, {0, 1}, {1, 0}}})}));
+    const shapefile file(shapefile_bytes{byte_span(bytes.data(), bytes.size())});
+    EXPECT_EQ(geojson_geometry(file[0]), R"({"type":"Polygon","coordinates":[[[0,0],[1,0],[0,1],[0,0]]]})");
 }
 
 TEST(Geojson, a_feature_without_a_table_has_no_properties) {

@@ -630,6 +630,28 @@ TEST_F(Gmt, arrays_of_an_unknown_extent_are_trusted) {
     free(binned.hdr);
 }
 
+// The host has read the file itself, and told no extent: what lies outside an array counts as it is.
+TEST_F(Gmt, indexes_of_an_unknown_extent_are_trusted) {
+    const BinnedFile file = everywhere();
+    put("border_c", file);
+    const int selected = lines.select("p:1");
+    ASSERT_GT(selected, 0);
+    const std::string bytes = file.bytes();
+    std::vector<unsigned char> copy(bytes.begin(), bytes.end());
+    unsigned char *pos = copy.data();
+    NetcdfHeader *own = nullptr;
+    ASSERT_EQ(netcdf_unstuff_header(&pos, &own), 0);
+    static_cast<NetcdfVar *>(getarr(own->vars_array, "N_points_for_a_segment"))->dims[0]->value = 1;
+    GmtMapFile &loaded = lines.gmt->files[0];
+    std::swap(loaded.hdr, own);
+    ASSERT_EQ(gmtmap_process_border_hdr(&loaded), 0);
+    EXPECT_EQ(lines.select("p:1"), selected);
+    EXPECT_EQ(log.take(), Lines{});
+    std::swap(loaded.hdr, own);
+    netcdf_clear_header(own);
+    free(own);
+}
+
 TEST_F(Gmt, header_whose_decoding_failed_is_refused) {
     RawHeader header = BinnedFile::header(one({}).data());
     header.vars.erase(header.vars.begin() + 1, header.vars.end());

@@ -4,15 +4,17 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
+#include <new>
 #include <ranges>
+#include <sys/mman.h>
 
 namespace lindra::test {
 namespace {
 
-static_assert(std::random_access_iterator<point_range::iterator>);
-static_assert(std::random_access_iterator<shapefile::iterator>);
 static_assert(std::forward_iterator<part_range::iterator>);
 static_assert(std::ranges::sized_range<part_range>);
 
@@ -21,6 +23,26 @@ const Path triangle = {{0, 0}, {0, 1}, {1, 0}, {0, 0}};
 std::string three_points() {
     return main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(3, 4), point_shape(5, 6)});
 }
+
+// A large file in memory that is nothing but zeros behind its first bytes, which takes no memory.
+class LargeZeros {
+  public:
+    LargeZeros(const std::string &begin, size_t size) : size_(size) {
+        data_ =
+            mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (data_ == MAP_FAILED) throw std::bad_alloc();
+        memcpy(data_, begin.data(), begin.size());
+    }
+    ~LargeZeros() { munmap(data_, size_); }
+    LargeZeros(const LargeZeros &) = delete;
+    LargeZeros &operator=(const LargeZeros &) = delete;
+
+    byte_span span() const { return {static_cast<const unsigned char *>(data_), size_}; }
+
+  private:
+    void *data_;
+    size_t size_;
+};
 
 // The x of each record's first point; -1 where there is none.
 std::vector<double> first_xs(const shapefile &file) {
@@ -63,6 +85,48 @@ TEST(Shapefile, parts_end_where_the_next_begins) {
     EXPECT_EQ(firsts, (std::vector<size_t>{0, 2}));
     EXPECT_EQ(record.bbox(), (shape_box{0, 0, 10, 10}));
     EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Shapefile, parts_can_be_walked_with_either_increment) {
+    OpenShapefile file(
+        main_file_of(SHAPE_POLYLINE, {path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}, {{5, 6}, {7, 8}}})}));
+    const shape_record record = (*file)[0];
+    const part_range parts = record.parts();
+    EXPECT_FALSE(parts.empty());
+    auto it = parts.begin();
+    EXPECT_EQ((*it++).first_point(), 0U);
+    EXPECT_EQ((*it).first_point(), 2U);
+    EXPECT_EQ(++it, parts.end());
+}
+
+TEST(Shapefile, points_and_boxes_are_equal_in_every_number) {
+    EXPECT_EQ((shape_point{1, 2}), (shape_point{1, 2}));
+    EXPECT_NE((shape_point{1, 2}), (shape_point{9, 2}));
+    EXPECT_NE((shape_point{1, 2}), (shape_point{1, 9}));
+    const shape_box box = {1, 2, 3, 4};
+    EXPECT_EQ(box, (shape_box{1, 2, 3, 4}));
+    for (const shape_box &other :
+         {shape_box{9, 2, 3, 4}, shape_box{1, 9, 3, 4}, shape_box{1, 2, 9, 4}, shape_box{1, 2, 3, 9}})
+        EXPECT_NE(box, other);
+}
+
+TEST(Shapefile, a_file_may_have_no_records) {
+    OpenShapefile file(main_file(SHAPE_POLYGON, ""));
+    EXPECT_TRUE(file->empty());
+    EXPECT_EQ(file->begin(), file->end());
+    EXPECT_TRUE(file->fields().empty());
+    EXPECT_TRUE(file.repairs().empty());
+    EXPECT_FALSE(OpenShapefile(three_points())->empty());
+}
+
+TEST(Shapefile, the_header_tells_type_and_extent) {
+    std::string bytes = three_points();
+    bytes.replace(36, 32, le_doubles({1, 2, 5, 6}));
+    EXPECT_EQ(OpenShapefile(bytes)->bbox(), (shape_box{1, 2, 5, 6}));
+    bytes.replace(32, 4, le32(77));
+    OpenShapefile file(bytes);
+    EXPECT_EQ(file->type(), shape_type::unknown);
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
 }
 
 TEST(Shapefile, heights_and_measures_belong_to_points) {
@@ -138,6 +202,25 @@ TEST(Shapefile, opens_the_files_beside_the_main_one) {
     EXPECT_EQ(shapefile(directory.path() / "roads").size(), 3U);
 }
 
+TEST(Shapefile, a_file_in_small_letters_goes_before_one_in_capitals) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.write("roads.shp", three_points());
+    directory.write("roads.shx", index_file(SHAPE_POINT, {{156, 20}, {100, 20}, {128, 20}}));
+    directory.write("roads.SHX", index_file(SHAPE_POINT, {{128, 20}, {100, 20}, {156, 20}}));
+    EXPECT_EQ(first_xs(shapefile(path)), (Xs{5, 1, 3}));
+}
+
+TEST(Shapefile, repairs_need_not_be_heard) {
+    const TemporaryDirectory directory;
+    std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}});
+    line.replace(40, 4, le32(900));
+    const std::string path = directory.write("roads.shp", main_file_of(SHAPE_POLYLINE, {line}));
+    std::filesystem::create_directory(directory.path() / "roads.dbf");
+    const shapefile file(path);
+    EXPECT_FALSE(file.has_attributes());
+    EXPECT_EQ(file[0].points().size(), 2U);
+}
+
 TEST(Shapefile, a_missing_file_is_an_error_that_names_it) {
     try {
         const shapefile file("/nowhere/roads.shp");
@@ -188,6 +271,35 @@ TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_by_what_the_shape_takes)
         EXPECT_EQ(file.told(repair_kind::record_length), 1U) << words;
         EXPECT_EQ(file.repairs()[0].offset, 100 + 8 + line.size() + 4);
     }
+}
+
+TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_where_the_index_names_the_record) {
+    // Its number is not the next one.
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+    const std::string bytes = main_file(SHAPE_POLYLINE, record_bytes(1, line) + record_bytes(7, line, 1000) +
+                                                            record_bytes(3, line));
+    EXPECT_EQ(OpenShapefile(bytes)->size(), 2U);
+    const size_t next = line.size() + 8;
+    OpenShapefile file(
+        bytes, index_file(SHAPE_POLYLINE,
+                          {{100, line.size()}, {100 + next, line.size()}, {100 + 2 * next, line.size()}}));
+    ASSERT_EQ(file->size(), 3U);
+    EXPECT_EQ((*file)[1].number(), 7);
+    EXPECT_EQ((*file)[1].contents().size(), line.size());
+    EXPECT_EQ(file.told(repair_kind::record_length), 1U);
+}
+
+TEST(Shapefile, a_shape_beyond_4_gib_is_cut_to_what_a_record_can_have) {
+    constexpr uint32_t count = 1 << 28;
+    const std::string begin =
+        record_bytes(1, le32(SHAPE_POLYLINE) + le_doubles({0, 0, 1, 1}) + le32(1) + le32(count) + le32(0), 0);
+    const LargeZeros bytes(file_header(100, SHAPE_POLYLINE) + begin,
+                           100 + begin.size() + sizeof(shape_point) * count);
+    const shapefile file(shapefile_bytes{bytes.span()});
+    ASSERT_EQ(file.size(), 1U);
+    EXPECT_EQ(file[0].contents().size(), UINT32_MAX);
+    EXPECT_EQ(file[0].points().size(), count - 4);
+    EXPECT_EQ(file[0].points()[count - 5], (shape_point{0, 0}));
 }
 
 TEST(Shapefile, a_length_that_reaches_over_the_next_record_does_not_hide_it) {
@@ -242,6 +354,51 @@ TEST(Shapefile, a_gap_ends_at_the_next_record_of_the_index) {
     OpenShapefile file(bytes, index_file(SHAPE_POINT, {{100, 20}, {168, 20}}));
     EXPECT_EQ(first_xs(*file), (Xs{1, 3}));
     EXPECT_EQ(file.told(repair_kind::gap), 2U);
+}
+
+// How many records are found where the first one is followed by a gap and by these bytes.
+size_t found_behind_a_gap(int32_t type, const std::string &bytes) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+    OpenShapefile file(main_file(type, record_bytes(1, line) + std::string(12, 'x') + bytes));
+    EXPECT_GE(file.told(repair_kind::gap), 1U);
+    return file->size();
+}
+
+TEST(Shapefile, a_gap_ends_at_a_record_that_convinces) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+    const auto words = static_cast<int32_t>(line.size() / 2);
+    const std::string last = record_bytes(3, line);
+    const std::string point = record_bytes(2, point_shape(1, 2));
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, line) + last), 3U);
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, le32(SHAPE_NULL)) + last), 3U);
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, point + last), 2U) << "another type";
+    EXPECT_EQ(found_behind_a_gap(77, point + last), 3U) << "the file's type has no meaning";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(0, line) + last), 2U) << "no number";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, line, words - 8) + last), 2U)
+        << "does not hold its shape";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, line, words + 4) + last), 2U)
+        << "leads to no other";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, line.substr(0, 24))), 1U)
+        << "does not hold its counts";
+}
+
+TEST(Shapefile, an_entry_of_the_index_that_points_into_the_header_leads_to_no_record) {
+    const std::string bytes =
+        main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + std::string(40, 'x') +
+                                   record_bytes(2, point_shape(3, 4)) + std::string(12, 'x'));
+    OpenShapefile file(bytes, index_file(SHAPE_POINT, {{0, 20}, {168, 20}}));
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3}));
+    EXPECT_EQ(file.told(repair_kind::gap), 2U);
+    EXPECT_EQ(file.told(repair_kind::index), 1U);
+}
+
+TEST(Shapefile, a_record_without_its_counts_keeps_its_place_before_a_gap) {
+    OpenShapefile file(
+        main_file(SHAPE_POLYLINE, record_bytes(1, le32(SHAPE_POLYLINE)) + std::string(10, 'x')));
+    ASSERT_EQ(file->size(), 1U);
+    EXPECT_EQ((*file)[0].contents().size(), 4U);
+    EXPECT_EQ(file.told(repair_kind::gap), 1U);
+    EXPECT_EQ(file.told(repair_kind::record_length), 0U);
 }
 
 TEST(Shapefile, bytes_behind_the_last_record_are_told) {
@@ -312,6 +469,36 @@ TEST(Shapefile, a_type_without_a_meaning_is_a_record_without_a_shape) {
     EXPECT_EQ(file.told(repair_kind::shape_type), 3U); // whenever it is looked at
 }
 
+TEST(Shapefile, no_number_between_those_of_the_format_has_a_meaning) {
+    for (const int32_t type : {-1, 2, 4, 30, 32}) {
+        OpenShapefile file(main_file_of(SHAPE_POINT, {le32(type) + std::string(20, 'x')}));
+        ASSERT_EQ(file->size(), 1U) << type;
+        EXPECT_EQ((*file)[0].type(), shape_type::unknown) << type;
+        EXPECT_EQ((*file)[0].type_code(), type);
+    }
+}
+
+TEST(Shapefile, a_type_without_a_meaning_is_let_pass_in_a_sound_place_only) {
+    const std::string unknown = le32(77) + std::string(20, 'x');
+    const std::string first = record_bytes(1, point_shape(1, 2));
+    for (const std::string &middle : {record_bytes(2, unknown) + record_bytes(3, unknown),
+                                      record_bytes(0, unknown), record_bytes(-2, unknown)}) {
+        OpenShapefile file(main_file(SHAPE_POINT, first + middle + record_bytes(4, point_shape(5, 6))));
+        EXPECT_EQ(first_xs(*file), (Xs{1, 5}));
+        ASSERT_EQ(file.told(repair_kind::gap), 1U);
+        EXPECT_EQ(file.repairs()[0].text, std::to_string(middle.size()) + " bytes belong to no record");
+    }
+}
+
+TEST(Shapefile, a_shape_may_have_no_parts_and_no_points) {
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {path_shape(SHAPE_POLYLINE, {})}));
+    const shape_record record = (*file)[0];
+    EXPECT_TRUE(record.points().empty());
+    EXPECT_TRUE(record.parts().empty());
+    EXPECT_EQ(record.bbox(), (shape_box{0, 0, 10, 10}));
+    EXPECT_TRUE(file.repairs().empty());
+}
+
 TEST(Shapefile, counts_beyond_the_record_are_cut_to_it) {
     std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}});
     line.replace(40, 4, le32(0x7fffffff));
@@ -332,6 +519,18 @@ TEST(Shapefile, part_indexes_out_of_order_share_no_point) {
         points += part.size();
     EXPECT_EQ(points, 3U);
     EXPECT_EQ(record.parts().size(), 3U);
+    EXPECT_EQ(file.told(repair_kind::parts), 1U);
+}
+
+TEST(Shapefile, a_part_that_would_begin_before_the_one_before_begins_with_it) {
+    std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}}, {{3, 4}}, {{5, 6}}});
+    line.replace(44, 12, le32(0) + le32(2) + le32(1));
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {line}));
+    const shape_record record = (*file)[0];
+    std::vector<size_t> sizes;
+    for (const shape_part part : record.parts())
+        sizes.push_back(part.size());
+    EXPECT_EQ(sizes, (std::vector<size_t>{2, 0, 1}));
     EXPECT_EQ(file.told(repair_kind::parts), 1U);
 }
 

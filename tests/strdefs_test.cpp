@@ -313,6 +313,23 @@ TEST_F(Strdefs, big_endian_rows_are_swapped_and_little_endian_ones_are_not) {
     EXPECT_EQ(numbers.little_word, 0xfffe);
 }
 
+// The engine asks first; so does nobody else who may call them.
+TEST_F(Strdefs, elements_that_are_cut_are_refused_and_left_in_the_stream) {
+    for (int32_t type = 1; const Element *element = esri::Registry::element(type); type++) {
+        if (!element->convert) continue;
+        const BoundedBuffer buffer(std::string(2 * element->size - 1, 'x'));
+        unsigned char *pos = buffer.data();
+        Stream stream(&pos);
+        double to[2] = {3, 4};
+        for (const int32_t big_endian : {0, 1}) {
+            EXPECT_EQ(element->convert(to, stream, 2, big_endian), -1) << type;
+            EXPECT_EQ(pos, buffer.data());
+        }
+        EXPECT_EQ(to[0], 3);
+        EXPECT_EQ(to[1], 4);
+    }
+}
+
 TEST_F(Strdefs, structure_of_the_callers_is_cleared_where_no_row_is_too) {
     Numbers numbers;
     memset(&numbers, 0x55, sizeof numbers);

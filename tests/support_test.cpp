@@ -99,6 +99,7 @@ TEST(Lists, storing_replaces_and_refuses_gaps) {
     EXPECT_EQ(gettbl(list, 0), &b);
     EXPECT_EQ(settbl(list, 2, &a), -1);
     EXPECT_EQ(settbl(list, -2, &a), -1);
+    EXPECT_EQ(settbl(nullptr, 0, &a), -1);
     EXPECT_EQ(counttbl(list), 1);
     freetbl(list, nullptr);
 }
@@ -153,6 +154,7 @@ TEST(Arrays, missing_key_yields_null) {
     Arr *arr = newarr(nullptr);
     EXPECT_EQ(getarr(arr, "absent"), nullptr);
     EXPECT_EQ(getarr(nullptr, "absent"), nullptr);
+    EXPECT_EQ(getarr(arr, nullptr), nullptr);
     freearr(arr, nullptr);
 }
 
@@ -388,6 +390,28 @@ TEST_F(DataDirectories, system_directories_have_a_default) {
 TEST_F(DataDirectories, file_of_the_build_tree_is_found) {
     EXPECT_NE(found("maps/lindra/gshhs_c.b").find("/share/maps/lindra/gshhs_c.b"), std::string::npos);
 }
+
+TEST_F(DataDirectories, empty_variables_count_as_unset) {
+    const std::string in_system = root.write("system/a.b", "");
+    const Environment empty("LINDRA_DATA", "");
+    const Environment no_data_home("XDG_DATA_HOME", "");
+    const Environment no_home("HOME", nullptr);
+    EXPECT_EQ(found("a.b"), in_system);
+}
+
+// The tests again under another name, by which they look for the place they were loaded from.
+class DataDirectoriesDeathTest : public testing::TestWithParam<const char *> {};
+
+TEST_P(DataDirectoriesDeathTest, place_is_found_by_the_name_of_the_program_or_is_none) {
+    const char *filter = GetParam()[0] == 'b'
+                             ? "--gtest_filter=DataDirectories.file_of_the_build_tree_is_found"
+                             : "--gtest_filter=DataDirectories.first_directory_*";
+    EXPECT_EXIT(execl("/proc/self/exe", GetParam(), filter, nullptr), testing::ExitedWithCode(0), "");
+}
+
+// A bare name was found through PATH; the others are no place, or none with a prefix.
+INSTANTIATE_TEST_SUITE_P(Names, DataDirectoriesDeathTest, testing::Values("bare", "moved/since", "/dev/null"),
+                         [](const auto &name) { return "name" + std::to_string(name.index); });
 
 TEST_F(DataDirectories, exhausted_memory_yields_null) {
     root.write("first/a.b", "");

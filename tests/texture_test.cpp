@@ -409,6 +409,14 @@ TEST_F(TextureTest, without_the_flag_levels_are_read_as_far_as_they_are_there) {
                        "after it"}}));
 }
 
+TEST_F(TextureTest, without_the_flag_some_of_the_first_levels_are_no_end) {
+    const Texture model{.levels = 3, .faces = all_faces};
+    const std::string bytes = model.file_with(model.header().with(Header::flags, 0x1007));
+    EXPECT_EQ(open(bytes.substr(0, 128 + 32)), 0);
+    ASSERT_FALSE(told.empty());
+    EXPECT_EQ(told[0], (Told{8, "has no mip-map flag, but a mip-map count of 3; read as 3"}));
+}
+
 TEST_F(TextureTest, a_count_that_is_not_believed_is_told_once) {
     const Texture model;
     const Header header = model.header().with(Header::flags, 0x1007).with(Header::mipmaps, UINT32_MAX);
@@ -576,6 +584,7 @@ TEST_F(TextureTest, only_images_of_the_texture_are_expanded) {
         EXPECT_EQ(lindra_expand_image(&texture, &changed, pixels.data()), -1);
     };
     refused([](LindraImage &i) { i.width = 5; });
+    refused([](LindraImage &i) { i.width = 0; });
     refused([](LindraImage &i) { i.height = 0; });
     refused([](LindraImage &i) { i.width = i.height = UINT32_MAX; });
     refused([](LindraImage &i) { i.size = UINT64_MAX; });

@@ -22,28 +22,29 @@ T swapped(T value) {
     return static_cast<T>(bits);
 }
 
+// The number at from, an integer or a double, whose bytes are in that order.
+template <std::endian order, class T>
+T load(const unsigned char *from) {
+    if constexpr (std::is_same_v<T, double>) {
+        return std::bit_cast<double>(load<order, uint64_t>(from));
+    } else {
+        T value;
+        memcpy(&value, from, sizeof value);
+        if constexpr (order == std::endian::native)
+            return value;
+        else
+            return swapped(value);
+    }
+}
+
 template <class T>
 T load_be(const unsigned char *from) {
-    T value;
-    memcpy(&value, from, sizeof value);
-    return std::endian::native == std::endian::little ? swapped(value) : value;
+    return load<std::endian::big, T>(from);
 }
 
 template <class T>
 T load_le(const unsigned char *from) {
-    T value;
-    memcpy(&value, from, sizeof value);
-    return std::endian::native == std::endian::big ? swapped(value) : value;
-}
-
-template <>
-inline double load_be<double>(const unsigned char *from) {
-    return std::bit_cast<double>(load_be<uint64_t>(from));
-}
-
-template <>
-inline double load_le<double>(const unsigned char *from) {
-    return std::bit_cast<double>(load_le<uint64_t>(from));
+    return load<std::endian::little, T>(from);
 }
 
 } // namespace lindra

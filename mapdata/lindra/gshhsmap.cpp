@@ -100,16 +100,18 @@ bool read_header(Stream &stream, GSHHSHdr &hdr) {
     const bool is_long = hdr.version >= long_header_version;
     if (stream.left() < (is_long ? long_header_size : short_header_size)) return false;
 
-    bool read = stream.be(hdr.id) && stream.be(hdr.n) && stream.skip(sizeof flag) && stream.be(hdr.west) &&
-                stream.be(hdr.east) && stream.be(hdr.south) && stream.be(hdr.north) && stream.be(hdr.area);
+    const auto take = [&stream](auto &...fields) { (stream.be(fields), ...); };
+    take(hdr.id, hdr.n);
+    stream.skip(sizeof flag);
+    take(hdr.west, hdr.east, hdr.south, hdr.north, hdr.area);
     if (is_long)
-        read = read && stream.be(hdr.area_full) && stream.be(hdr.container) && stream.be(hdr.ancestor);
+        take(hdr.area_full, hdr.container, hdr.ancestor);
     else
-        read = read && stream.be(hdr.greenwich) && stream.be(hdr.source);
+        take(hdr.greenwich, hdr.source);
 
     // Deliberate: Antarctica by its grounding line is delivered as land; no other level is changed.
     if (hdr.level == level_grounding_line) hdr.level = 1;
-    return read;
+    return true;
 }
 
 int unstuff_header(Stream &stream, GSHHSHdr &hdr) {
@@ -348,7 +350,7 @@ class PointArrays {
 
     int make_room(int added) {
         const int64_t need = static_cast<int64_t>(count_) + added;
-        if (need > 0 && (!*lon_ || !*lat_)) return allocate(need);
+        if (!*lon_ || !*lat_) return allocate(need);
         return need > *nalloc_ ? grow(need) : 0;
     }
 

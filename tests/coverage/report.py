@@ -5,27 +5,30 @@
 usage: report.py BUILD SOURCE PROGRAM...
 
 BUILD is the build directory of the preset coverage, SOURCE the root of the tree. The programs have run, and left
-*.profraw in BUILD/profiles. A line that is never run and a condition that is never true, or never false, must be listed
-with its reason in exceptions.txt beside this file; what is not, and what is listed without need, is named, and the exit
-status is 1. A constexpr function that is run by the compiler alone is left out, and named.
+*.profraw in BUILD/profiles. A line that is never run, a condition that is never true, or never false, and a constexpr
+function that the compiler alone runs must be listed with the reason in exceptions.toml beside this file. What is not,
+and what is listed without need, is named, and the exit status is 1.
 """
 import glob
 import json
 import subprocess
 import sys
+import tomllib
+from collections import Counter
 from pathlib import Path
 
-EXCEPTIONS = Path(__file__).with_name("exceptions.txt")
+EXCEPTIONS = Path(__file__).with_name("exceptions.toml")
 CLANG = "19"
 
 
 class Reach:
     """What is there and what was reached of one file: by line, by the place of a condition, by that of a decision."""
 
-    def __init__(self, name, exported, compile_time):
+    def __init__(self, path, name, exported, compile_time):
         self.name = name
+        self.text = path.read_text().splitlines()
         self.lines = line_counts(exported["segments"])
-        self.compile_time = compile_time
+        self.compile_time = compile_time_functions(self.text, compile_time)
         self.sides = {}
         for branch in exported["branches"]:
             place = tuple(branch[:4])
@@ -36,22 +39,34 @@ class Reach:
             place, conditions = tuple(record[:4]), record[-1]
             known = self.decisions.get(place, [False] * len(conditions))
             self.decisions[place] = [a or b for a, b in zip(known, conditions)]
-        for first, last in compile_time:
-            for line in range(first, last + 1):
-                self.lines.pop(line, None)
-            for places in self.sides, self.decisions:
-                for place in [place for place in places if first <= place[0] <= last]:
-                    del places[place]
+        for first, last in self.compile_time:
+            self.leave_out(first, last)
+
+    def leave_out(self, first, last):
+        for line in range(first, last + 1):
+            self.lines.pop(line, None)
+        for places in self.sides, self.decisions:
+            for place in [place for place in places if first <= place[0] <= last]:
+                del places[place]
 
     def missed(self):
-        """(line, what) of everything that no test reaches."""
-        found = [(line, "is never run") for line, count in self.lines.items() if count == 0]
-        for (line, column, *_), (yes, no) in self.sides.items():
-            if yes == 0:
-                found.append((line, f"column {column} is never true"))
-            if no == 0:
-                found.append((line, f"column {column} is never false"))
+        """(line, Missed) of everything that no test reaches."""
+        found = [(line, self.told(line, "run")) for line, count in self.lines.items() if count == 0]
+        for place, (yes, no) in self.sides.items():
+            found += [(place[0], self.told(place[0], never, self.code(*place)))
+                      for never, count in (("true", yes), ("false", no)) if count == 0]
+        found += [(first, self.told(first, "run by us")) for first, _ in self.compile_time]
         return sorted(found)
+
+    def told(self, line, never, condition=""):
+        return self.name, never, condition, self.text[line - 1].strip()
+
+    def code(self, line, column, end_line, end_column):
+        """The text of a condition, on one line."""
+        lines = self.text[line - 1:end_line]
+        lines[-1] = lines[-1][:end_column - 1]
+        lines[0] = lines[0][column - 1:]
+        return " ".join(part.strip() for part in lines)
 
     def figures(self):
         """(reached, all) of lines, sides of branches, and conditions shown to decide by themselves."""
@@ -74,20 +89,23 @@ def line_counts(segments):
     return counts
 
 
-def compile_time_functions(functions, root):
-    """{file: {(first line, last line)}} of the constexpr functions of which no instance runs."""
-    counts = {}
+def idle_functions(functions, core):
+    """{file: {(first line, last line)}} of the functions of which no instance runs."""
+    counts = Counter()
     for function in functions:
         path = Path(function["filenames"][0]).resolve()
-        if path.is_relative_to(root):
+        if path.is_relative_to(core):
             first, _, last, _, count, *_ = function["regions"][0]
-            place = str(path), first, last
-            counts[place] = counts.get(place, 0) + count
+            counts[path, first, last] += count
     found = {}
     for (path, first, last), count in counts.items():
-        if count == 0 and "constexpr " in Path(path).read_text().splitlines()[first - 1]:
+        if count == 0:
             found.setdefault(path, set()).add((first, last))
     return found
+
+
+def compile_time_functions(text, idle):
+    return sorted(place for place in idle if "constexpr " in text[place[0] - 1])
 
 
 def measure(build, source, programs):
@@ -101,23 +119,23 @@ def measure(build, source, programs):
         check=True, capture_output=True, text=True).stdout
     core = Path(source).resolve() / "mapdata"
     data = json.loads(exported)["data"][0]
-    compile_time = compile_time_functions(data["functions"], core)
+    idle = idle_functions(data["functions"], core)
     files = []
     for exported_file in data["files"]:
         path = Path(exported_file["filename"]).resolve()
         if path.is_relative_to(core):
-            files.append(Reach(str(path.relative_to(core.parent)), exported_file, compile_time.get(str(path), set())))
+            files.append(Reach(path, str(path.relative_to(core.parent)), exported_file, idle.get(path, set())))
     return sorted(files, key=lambda file: file.name)
 
 
 def read_exceptions():
-    """{(file, text of the line): reason}; a line of the list reads file | text | reason."""
-    exceptions = {}
-    for entry in EXCEPTIONS.read_text().splitlines():
-        if not entry or entry.startswith("#"):
-            continue
-        name, text, reason = (part.strip() for part in entry.split(" | "))
-        exceptions[name, text] = reason
+    """How often what is missed, as Reach.told() tells it, is missed for a reason."""
+    exceptions = Counter()
+    for entry in tomllib.loads(EXCEPTIONS.read_text()).get("exception", []):
+        if not entry["reason"]:
+            sys.exit(f"{EXCEPTIONS.name}: an exception of {entry['file']} has no reason")
+        for line in entry["lines"]:
+            exceptions[entry["file"], entry["never"], entry.get("condition", ""), line] += 1
     return exceptions
 
 
@@ -137,19 +155,21 @@ def print_table(files):
     print(f"{'all':44}" + "".join(f"{percent(*total):>19}" for total in totals))
 
 
-def unexplained(files, source, exceptions):
-    """The complaints, and the number of those that the list explains."""
-    complaints, used, explained = [], set(), 0
+def describe(name, never, condition, text):
+    return f"{condition or text}: is never {never}" + (f", in: {text}" if condition else "")
+
+
+def unexplained(files, exceptions):
+    """The complaints, and the number of places that the list explains."""
+    left, complaints = exceptions.copy(), []
     for file in files:
-        text = (Path(source) / file.name).read_text().splitlines()
-        for line, what in file.missed():
-            key = file.name, text[line - 1].strip()
-            if key in exceptions:
-                used.add(key)
-                explained += 1
+        for line, missed in file.missed():
+            if left[missed] > 0:
+                left[missed] -= 1
             else:
-                complaints.append(f"{file.name}:{line}: {what}: {key[1]}")
-    complaints += [f"{EXCEPTIONS.name}: needless: {name} | {text}" for name, text in exceptions if (name, text) not in used]
+                complaints.append(f"{file.name}:{line}: {describe(*missed)}")
+    explained = exceptions.total() - left.total()
+    complaints += [f"{EXCEPTIONS.name}: needless: {missed[0]}: {describe(*missed)}" for missed in left.elements()]
     return complaints, explained
 
 
@@ -159,14 +179,12 @@ def main():
     build, source, *programs = sys.argv[1:]
     files = measure(build, source, programs)
     print_table(files)
-    for file in files:
-        for first, _ in sorted(file.compile_time):
-            print(f"by the compiler alone: {file.name}:{first}")
-    complaints, explained = unexplained(files, source, read_exceptions())
+    complaints, explained = unexplained(files, read_exceptions())
     print(f"{explained} places are not reached for a reason ({EXCEPTIONS.name}), {len(complaints)} without one")
     for complaint in complaints:
         print(complaint)
     sys.exit(1 if complaints else 0)
 
 
-main()
+if __name__ == "__main__":
+    main()

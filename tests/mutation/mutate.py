@@ -7,29 +7,36 @@ usage: mutate.py SOURCE BUILD [--share SHARE] [--seed SEED] [--only FILE]
 
 A change flips a comparison (< and <=, > and >=, == and !=), drops a statement, or adds one to a constant. All of them are
 written into a copy of the tree in BUILD at once, so that it is built once; an environment variable makes one of them
-(mutant.hpp). A change is killed when a test fails, crashes or takes ten times as long as all of them undisturbed. What
-the tests come by only at compile time is not tried: the compiler is what notices it.
+(mutant.hpp). A change is tried with the test suites that come by it, the quickest first, until one of them fails, crashes
+or takes ten times as long as undisturbed: then it is killed. What the tests come by only at compile time is not tried: the
+compiler is what notices it. Every suite is also run with no change among the others, and must pass.
 
 SHARE is the part of the changes that is tried, chosen by SEED. A change that survives must be listed with its reason in
-survivors.txt beside this file; the exit status is 1 when another survives, or when less than 95 % are killed.
+survivors.toml beside this file; the exit status is 1 when another survives, or when less than 95 % are killed.
 """
 import argparse
 import concurrent.futures
 import os
 import random
 import re
+import resource
 import shutil
 import struct
 import subprocess
 import sys
+import tempfile
 import time
-from dataclasses import dataclass
+import tomllib
+from collections import Counter
+from dataclasses import dataclass, field
 from pathlib import Path
 
 HERE = Path(__file__).parent
-SURVIVORS = HERE / "survivors.txt"
+SURVIVORS = HERE / "survivors.toml"
 PROGRAMS = ["lindra_test", "face_test"]
 LEAST_KILLED = 0.95
+TIMES_AS_LONG, SECONDS_MORE = 10, 5
+MOST_MEMORY = 8 << 30
 
 COMPARISONS = {"<": "Less", "<=": "LessEqual", ">": "Greater", ">=": "GreaterEqual", "==": "Equal", "!=": "Unequal"}
 # Text in which nothing is changed: comments, strings, characters.
@@ -42,7 +49,7 @@ NO_STATEMENT = re.compile(r"^\s+(?:return|break|continue|goto|using|typedef|thro
 # What stands between the brackets of a declaration, not of a call.
 PARAMETER = re.compile(r"\w [&*]+\w|\b(?!sizeof\b)\w+ \w")
 # Lines of the language's own, which are no expressions of ours.
-UNTOUCHED = re.compile(r"^\s*#|operator|requires|concept|template|static_assert|<=>|= 0;$|_mm\d*_|\basm\b|extern \"C\"|"
+UNTOUCHED = re.compile(r"^\s*#|operator|requires|concept|template|static_assert|<=>|\) (?:const |noexcept )*= 0;$|_mm\d*_|\basm\b|extern \"C\"|"
                        r"\bgnu::|std::array<|alignas")
 
 
@@ -133,62 +140,98 @@ def build(tree, directory):
     subprocess.run(["cmake", "--build", directory, "--target", *PROGRAMS], check=True)
 
 
-def run_tests(directory, limit=None, **environment):
-    """Whether every test passes."""
+@dataclass
+class Suite:
+    program: Path
+    name: str
+    seconds: float = 0
+    reached: set = field(default_factory=set)
+
+    def passes(self, limit=None, **environment):
+        """Whether its tests pass, in a directory of their own for what they leave behind when they are killed."""
+        with tempfile.TemporaryDirectory() as scratch:
+            try:
+                done = subprocess.run([self.program, f"--gtest_filter={self.name}.*", "--gtest_brief=1", "--gtest_fail_fast"],
+                                      timeout=limit, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                      stdin=subprocess.DEVNULL, preexec_fn=limit_memory,
+                                      env={**os.environ, "TMPDIR": scratch, **environment})
+            except subprocess.TimeoutExpired:
+                return False
+        return done.returncode == 0
+
+    def notices(self, number):
+        return not self.passes(TIMES_AS_LONG * self.seconds + SECONDS_MORE, LINDRA_MUTANT=str(number))
+
+    def measure(self):
+        """Its time, and the changes that it comes by undisturbed."""
+        with tempfile.NamedTemporaryFile() as record:
+            begin = time.monotonic()
+            if not self.passes(LINDRA_REACHED=record.name):
+                sys.exit(f"mutate.py: {self.name} fails without a change")
+            self.seconds = time.monotonic() - begin
+            numbers = record.read()
+        self.reached = set(struct.unpack(f"{len(numbers) // 4}i", numbers))
+        return self
+
+
+def limit_memory():
+    resource.setrlimit(resource.RLIMIT_DATA, (MOST_MEMORY, MOST_MEMORY))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+
+
+def find_suites(directory, pool):
+    """All test suites, measured, the quickest first."""
+    suites = []
     for program in PROGRAMS:
-        try:
-            done = subprocess.run([directory / "bin" / program, "--gtest_brief=1", "--gtest_fail_fast"], timeout=limit,
-                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
-                                  env={**os.environ, **environment})
-        except subprocess.TimeoutExpired:
-            return False
-        if done.returncode != 0:
-            return False
-    return True
+        path = directory / "bin" / program
+        listed = subprocess.run([path, "--gtest_list_tests"], check=True, capture_output=True, text=True).stdout
+        suites += [Suite(path, line.partition(".")[0]) for line in listed.splitlines() if re.match(r"[\w/]+\.", line)]
+    return sorted(pool.map(Suite.measure, suites), key=lambda suite: suite.seconds)
 
 
-def reached_numbers(directory):
-    """The changes that the undisturbed tests come by, and how long they take."""
-    record = directory / "reached"
-    record.unlink(missing_ok=True)
-    begin = time.monotonic()
-    if not run_tests(directory, LINDRA_REACHED=str(record)):
-        sys.exit("mutate.py: the tests fail without a change")
-    numbers = record.read_bytes()
-    return set(struct.unpack(f"{len(numbers) // 4}i", numbers)), time.monotonic() - begin
+def is_killed(suites, number):
+    return any(suite.notices(number) for suite in suites if number in suite.reached)
 
 
 def read_survivors():
-    """{(file, text of the line, change): reason}."""
-    survivors = {}
-    for entry in SURVIVORS.read_text().splitlines():
-        if entry and not entry.startswith("#"):
-            name, text, change, reason = (part.strip() for part in entry.split(" | "))
-            survivors[name, text, change] = reason
+    """How often a change to a line of that text survives for a reason."""
+    survivors = Counter()
+    for entry in tomllib.loads(SURVIVORS.read_text()).get("survivor", []):
+        if not entry["reason"]:
+            sys.exit(f"{SURVIVORS.name}: a survivor of {entry['file']} has no reason")
+        for line in entry["lines"]:
+            survivors[entry["file"], line, entry["change"]] += 1
     return survivors
 
 
-def try_all(directory, chosen, limit):
-    """The changes that survive."""
+def try_all(pool, suites, chosen):
+    """The changes that survive. Among them every suite is run without one."""
     survivors = []
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        runs = {pool.submit(run_tests, directory, limit, LINDRA_MUTANT=str(mutant.number)): mutant for mutant in chosen}
-        for done, run in enumerate(concurrent.futures.as_completed(runs), 1):
-            if run.result():
-                survivors.append(runs[run])
-                print(f"survives: {describe(runs[run])}", flush=True)
-            if done % 100 == 0:
-                print(f"{done} of {len(chosen)} tried, {len(survivors)} survive", flush=True)
+    runs = {pool.submit(is_killed, suites, mutant.number): mutant for mutant in chosen}
+    controls = [(suite, pool.submit(suite.notices, 0)) for suite in suites]
+    for done, run in enumerate(concurrent.futures.as_completed(runs), 1):
+        if not run.result():
+            survivors.append(runs[run])
+            print(f"survives: {describe(runs[run])}", flush=True)
+        if done % 100 == 0:
+            print(f"{done} of {len(chosen)} tried, {len(survivors)} survive", flush=True)
+    for suite, control in controls:
+        if control.result():
+            sys.exit(f"mutate.py: {suite.name} fails without a change, so that what it killed counts for nothing")
     return survivors
 
 
 def describe(mutant):
-    return f"{mutant.number}: {mutant.file}:{mutant.line}: {mutant.change} | {mutant.text}"
+    return f"{mutant.number}: {mutant.file}:{mutant.line}: {mutant.change}: {mutant.text}"
 
 
 def report(chosen, survivors):
     known = read_survivors()
-    strange = [mutant for mutant in survivors if mutant.key not in known]
+    strange = []
+    for mutant in survivors:
+        known[mutant.key] -= 1
+        if known[mutant.key] < 0:
+            strange.append(mutant)
     print(f"\n{'file':44}{'tried':>7}{'killed':>8}")
     for file in sorted({mutant.file for mutant in chosen}):
         tried = sum(mutant.file == file for mutant in chosen)
@@ -212,15 +255,18 @@ def main():
     source, directory = options.source.resolve(), options.build.resolve()
     mutants = copy_tree(source, directory / "tree")
     build(directory / "tree", directory)
-    if options.mutant:
-        print(describe(mutants[options.mutant - 1]))
-        sys.exit(0 if run_tests(directory, LINDRA_MUTANT=str(options.mutant)) else "killed")
-    reached, seconds = reached_numbers(directory)
-    at_run_time = [mutant for mutant in mutants if mutant.number in reached and options.only in mutant.file]
-    chosen = random.Random(options.seed).sample(at_run_time, max(1, round(options.share * len(at_run_time))))
-    print(f"{len(mutants)} changes, {len(at_run_time)} of them met at run time, {len(chosen)} tried; "
-          f"the tests take {seconds:.0f} s", flush=True)
-    sys.exit(report(chosen, try_all(directory, chosen, 10 * seconds)))
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        suites = find_suites(directory, pool)
+        if options.mutant:
+            print(describe(mutants[options.mutant - 1]))
+            sys.exit("killed" if is_killed(suites, options.mutant) else 0)
+        reached = set().union(*(suite.reached for suite in suites))
+        at_run_time = [mutant for mutant in mutants if mutant.number in reached and options.only in mutant.file]
+        chosen = random.Random(options.seed).sample(at_run_time, max(1, round(options.share * len(at_run_time))))
+        print(f"{len(mutants)} changes, {len(at_run_time)} of them met at run time, {len(chosen)} tried with "
+              f"{len(suites)} test suites", flush=True)
+        sys.exit(report(chosen, try_all(pool, suites, chosen)))
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -56,7 +56,7 @@ int resolve(const char *database, const char *filename, char *path) {
     const char *slash = filename[0] == '/' ? nullptr : strrchr(database, '/');
     const int directory = slash ? static_cast<int>(slash + 1 - database) : 0;
     const int length = snprintf(path, path_size, "%.*s%s", directory, database, filename);
-    if (length < 0 || static_cast<size_t>(length) >= path_size)
+    if (static_cast<size_t>(length) >= path_size)
         return fail(0, "esri_get_db_shp_record: path of %s is too long.\n", filename);
     return 0;
 }
@@ -85,7 +85,7 @@ int look_up(Dbptr db, long fileid, const char *&out_path) {
         return fail(0, "esri_get_db_shp_record: dbquery() error.\n");
     char key[key_size];
     const int length = snprintf(key, sizeof key, "%s:%ld", database, fileid);
-    if (length < 0 || static_cast<size_t>(length) >= sizeof key)
+    if (static_cast<size_t>(length) >= sizeof key)
         return fail(0, "esri_get_db_shp_record: path of the database is too long.\n");
     if (find_path(db, database, fileid, key) < 0) return -1;
     out_path = static_cast<const char *>(getarr(fname_arr, key));

@@ -51,12 +51,15 @@ class attribute_row {
     attribute_value operator[](std::string_view name) const;
     attribute_value operator[](size_t field) const;
 
-    // The bytes of a field as they are, fewer where the row is cut.
+    // The bytes of a field as they are, fewer where the row is cut. Throws error for a number beyond size().
     std::string_view raw(size_t field) const;
 
     bool deleted() const { return !bytes_.empty() && bytes_[0] == '*'; }
 
   private:
+    const table_field &field(size_t i) const;
+    [[noreturn]] void refuse(const std::string &name) const;
+
     const attribute_table *table_ = nullptr;
     uint64_t offset_ = 0;
     std::string_view bytes_; // with the flag; empty: there is no such row
@@ -85,14 +88,13 @@ inline uint8_t number_field<uint8_t>::operator()(const unsigned char *record) co
 }
 
 template <size_t header_rows, size_t rows>
-constexpr table_layout layout_of_table(const Strdef (&header)[header_rows],
-                                       const Strdef (&descriptor)[rows]) {
+constexpr table_layout layout_of_table(const Strdef (&header)[header_rows], const Strdef (&field)[rows]) {
     return {size_of_record(header),
-            size_of_record(descriptor),
-            offset_of(descriptor, "type"),
-            number_of<char>(descriptor, "type"),
-            number_of<uint8_t>(descriptor, "length"),
-            number_of<uint8_t>(descriptor, "count")};
+            size_of_record(field),
+            offset_of(field, "type"),
+            number_of<char>(field, "type"),
+            number_of<uint8_t>(field, "length"),
+            number_of<uint8_t>(field, "count")};
 }
 
 inline constexpr table_layout level_5_layout =
@@ -209,7 +211,7 @@ class attribute_table {
         for (const table_field &each : fields_)
             if (each.type == 'C') widened += each.decimals << 8;
         const size_t told = detail::table_row_size(file_.data());
-        if (size == told || widened != told || widened == size) return;
+        if (size == told || widened != told) return;
         size_t offset = 1;
         for (table_field &each : fields_) {
             if (each.type == 'C') each.length += each.decimals << 8;
@@ -277,7 +279,7 @@ class attribute_table {
         const size_t told = detail::table_rows(file_.data());
         const size_t there = whole_rows() + (has_flag(begin_ + whole_rows() * row_size_) ? 1 : 0);
         rows_ = std::min(told, there);
-        if (rows_ < told || (rows_ == told && rows_ > whole_rows()))
+        if (rows_ < told || rows_ > whole_rows())
             report_(repair_kind::table, 4,
                     "says that it has " + std::to_string(told) + " rows, and has " +
                         std::to_string(whole_rows()) + " in whole");
@@ -326,16 +328,23 @@ inline size_t attribute_row::size() const {
     return table_ ? table_->fields().size() : 0;
 }
 
+inline void attribute_row::refuse(const std::string &name) const {
+    throw error(table_ ? table_->report_.file() : "", offset_, "there is no field " + name);
+}
+
+inline const table_field &attribute_row::field(size_t i) const {
+    if (i >= size()) refuse(std::to_string(i));
+    return table_->fields()[i];
+}
+
 inline std::string_view attribute_row::raw(size_t i) const {
-    const table_field &column = table_->fields().at(i);
+    const table_field &column = field(i);
     if (column.offset >= bytes_.size()) return {};
     return bytes_.substr(column.offset, column.length);
 }
 
 inline attribute_value attribute_row::operator[](size_t i) const {
-    if (i >= size())
-        throw error(table_ ? table_->report_.file() : "", offset_, "there is no field " + std::to_string(i));
-    const table_field &column = table_->fields()[i];
+    const table_field &column = field(i);
     const std::string_view bytes = raw(i);
     if (bytes.empty()) return no_value();
     const uint64_t at = offset_ + column.offset;
@@ -352,9 +361,7 @@ inline attribute_value attribute_row::operator[](size_t i) const {
 
 inline attribute_value attribute_row::operator[](std::string_view name) const {
     const auto found = table_ ? table_->find(name) : std::nullopt;
-    if (!found)
-        throw error(table_ ? table_->report_.file() : "", offset_,
-                    "there is no field \"" + std::string(name) + "\"");
+    if (!found) refuse('"' + std::string(name) + '"');
     return (*this)[*found];
 }
 

@@ -89,10 +89,8 @@ class geometry_writer {
         case shape_type::polygon_m:
         case shape_type::polygon_z:
             return write_polygons();
-        case shape_type::multipatch:
+        default: // a multipatch: no other shape has points
             return write_patches();
-        default:
-            return false;
         }
     }
 
@@ -165,14 +163,19 @@ class geometry_writer {
 
     // --- Rings ---
 
-    // Without the last point where it is the first one again.
+    // Of an upright surface other points too have the place of the first one, but not its height.
+    bool is_closed(const shape_part &part) const {
+        const size_t last = part.size() - 1;
+        if (last == 0 || part[0] != part[last]) return false;
+        return record_.type() != shape_type::multipatch || !has_z_ ||
+               record_.z(part.first_point()) == record_.z(part.first_point() + last);
+    }
+
+    // Without the last point where it is the first one again. The part is not empty.
     ring open_ring(const shape_part &part) {
-        size_t count = part.size();
-        if (count > 1 && part[0] == part[count - 1])
-            count--;
-        else
-            complain("has a ring that is not closed, and is closed");
-        return make_ring(points_, part.first_point(), count);
+        const bool closed = is_closed(part);
+        if (!closed) complain("has a ring that is not closed, and is closed");
+        return make_ring(points_, part.first_point(), part.size() - closed);
     }
 
     // The first point is first and last, whichever way it goes.

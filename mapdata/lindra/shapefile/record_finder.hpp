@@ -233,9 +233,10 @@ class record_finder {
                     std::to_string(last.size) + " bytes");
     }
 
-    // A length that is too large has led past records: the search begins where the shape itself ends.
+    // A length that is too large has led past records: the search begins where the shape itself ends. A gap
+    // leads to a record or to the end, so that it is the last record that has led here, if there is one.
     uint64_t resumed_from(uint64_t at) const {
-        if (records_.empty() || end_of(records_.back()) != at) return at;
+        if (records_.empty()) return at;
         const record_place &last = records_.back();
         const uint64_t required = counted_size(last.offset).required;
         return required && required < last.size ? last.offset + record_header_size + required : at;

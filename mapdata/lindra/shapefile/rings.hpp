@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -81,16 +82,11 @@ inline side side_of(shape_point p, point_range points, const ring &of) {
     return is_inside ? side::inside : side::outside;
 }
 
-inline bool holds(const shape_box &outer, const shape_box &inner) {
-    return outer.xmin <= inner.xmin && outer.ymin <= inner.ymin && outer.xmax >= inner.xmax &&
-           outer.ymax >= inner.ymax;
-}
-
-// Whether the inner ring lies in the outer one, rings that cross left aside. Points that lie on the outer
-// ring tell nothing; some points, and some middles between two, are asked until one tells.
+// Whether the inner ring lies in the outer one, whose bounds hold it; rings that cross are left aside. Points
+// that lie on the outer ring tell nothing; some points, and some middles between two, are asked until one
+// tells.
 inline bool holds(point_range points, const ring &outer, const ring &inner) {
     constexpr size_t most = 16;
-    if (!holds(outer.bounds, inner.bounds)) return false;
     const size_t step = std::max<size_t>(1, inner.count / most);
     for (const bool middle : {false, true})
         for (size_t i = 0; i < inner.count; i += step) {
@@ -142,18 +138,20 @@ class ring_nest {
         std::vector<size_t> order(rings_.size());
         for (size_t i = 0; i < order.size(); i++)
             order[i] = i;
-        std::stable_sort(order.begin(), order.end(), [this](size_t i, size_t j) {
-            const double a = rings_[i].bounds.xmin;
-            const double b = rings_[j].bounds.xmin;
-            return a != b ? a < b : size(i) > size(j);
-        });
+        std::ranges::sort(order, {},
+                          [this](size_t i) { return std::tuple(rings_[i].bounds.xmin, -size(i), i); });
         return order;
+    }
+
+    // Of an open ring, which begins no further east.
+    static bool surrounds(const shape_box &open, const shape_box &box) {
+        return open.ymin <= box.ymin && open.xmax >= box.xmax && open.ymax >= box.ymax;
     }
 
     size_t smallest_holder(size_t i) const {
         std::vector<size_t> candidates;
         for (const size_t j : open_)
-            if (size(j) > size(i) && holds(rings_[j].bounds, rings_[i].bounds)) candidates.push_back(j);
+            if (size(j) > size(i) && surrounds(rings_[j].bounds, rings_[i].bounds)) candidates.push_back(j);
         std::sort(candidates.begin(), candidates.end(),
                   [this](size_t a, size_t b) { return size(a) < size(b); });
         for (const size_t j : candidates)

@@ -10,14 +10,14 @@
 #include "shape_layout.hpp"
 
 #include "../face/report.hpp"
+#include "../face/value_iterator.hpp"
 
 #include <algorithm>
-#include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace lindra {
 
@@ -65,41 +65,18 @@ struct shape_box {
 // Points one after the other, converted as they are looked at.
 class point_range {
   public:
-    class iterator {
+    class iterator : public detail::value_iterator<iterator, shape_point, const unsigned char *,
+                                                   static_cast<std::ptrdiff_t>(detail::point_size)> {
       public:
-        using iterator_concept = std::random_access_iterator_tag;
-        using iterator_category = std::input_iterator_tag;
-        using value_type = shape_point;
-        using difference_type = std::ptrdiff_t;
-        using reference = shape_point;
-        using pointer = void;
-
         iterator() = default;
-        explicit iterator(const unsigned char *at) : at_(at) {}
-
-        shape_point operator*() const {
-            return {load_le<double>(at_), load_le<double>(at_ + sizeof(double))};
-        }
-        shape_point operator[](difference_type n) const { return *(*this + n); }
-        iterator &operator++() { return *this += 1; }
-        iterator &operator--() { return *this += -1; }
-        iterator operator++(int) { return std::exchange(*this, *this + 1); }
-        iterator operator--(int) { return std::exchange(*this, *this + -1); }
-        iterator &operator+=(difference_type n) {
-            at_ += n * step;
-            return *this;
-        }
-        iterator &operator-=(difference_type n) { return *this += -n; }
-        friend iterator operator+(iterator it, difference_type n) { return it += n; }
-        friend iterator operator+(difference_type n, iterator it) { return it += n; }
-        friend iterator operator-(iterator it, difference_type n) { return it -= n; }
-        friend difference_type operator-(iterator a, iterator b) { return (a.at_ - b.at_) / step; }
-        friend bool operator==(const iterator &, const iterator &) = default;
-        friend auto operator<=>(const iterator &, const iterator &) = default;
+        explicit iterator(const unsigned char *at) : value_iterator(at) {}
 
       private:
-        static constexpr auto step = static_cast<difference_type>(detail::point_size);
-        const unsigned char *at_ = nullptr;
+        friend value_iterator;
+
+        static shape_point at(const unsigned char *position) {
+            return {load_le<double>(position), load_le<double>(position + sizeof(double))};
+        }
     };
 
     point_range() = default;

@@ -13,16 +13,16 @@
 #include "../face/fault_guard.hpp"
 #include "../face/mapped_file.hpp"
 #include "../face/report.hpp"
+#include "../face/value_iterator.hpp"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <filesystem>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace lindra {
@@ -124,41 +124,21 @@ class shapefile {
     struct state;
 
   public:
-    class iterator {
+    class iterator : public detail::value_iterator<iterator, shape_record> {
       public:
-        using iterator_concept = std::random_access_iterator_tag;
-        using iterator_category = std::input_iterator_tag;
-        using value_type = shape_record;
-        using difference_type = std::ptrdiff_t;
-        using reference = shape_record;
-        using pointer = void;
-
         iterator() = default;
-        shape_record operator*() const { return shapefile::record(*state_, at(0)); }
-        shape_record operator[](difference_type n) const { return shapefile::record(*state_, at(n)); }
-        iterator &operator++() { return *this += 1; }
-        iterator &operator--() { return *this += -1; }
-        iterator operator++(int) { return std::exchange(*this, *this + 1); }
-        iterator operator--(int) { return std::exchange(*this, *this + -1); }
-        iterator &operator+=(difference_type n) {
-            index_ += n;
-            return *this;
-        }
-        iterator &operator-=(difference_type n) { return *this += -n; }
-        friend iterator operator+(iterator it, difference_type n) { return it += n; }
-        friend iterator operator+(difference_type n, iterator it) { return it += n; }
-        friend iterator operator-(iterator it, difference_type n) { return it -= n; }
-        friend difference_type operator-(const iterator &a, const iterator &b) { return a.index_ - b.index_; }
-        friend bool operator==(const iterator &a, const iterator &b) { return a.index_ == b.index_; }
-        friend auto operator<=>(const iterator &a, const iterator &b) { return a.index_ <=> b.index_; }
 
       private:
+        friend value_iterator;
         friend class shapefile;
-        iterator(const state &of, size_t index) : state_(&of), index_(static_cast<difference_type>(index)) {}
-        size_t at(difference_type n) const { return static_cast<size_t>(index_ + n); }
+        iterator(const state &of, size_t index)
+            : value_iterator(static_cast<difference_type>(index)), state_(&of) {}
+
+        shape_record at(difference_type index) const {
+            return shapefile::record(*state_, static_cast<size_t>(index));
+        }
 
         const state *state_ = nullptr;
-        difference_type index_ = 0;
     };
 
     iterator begin() const { return {*state_, 0}; }

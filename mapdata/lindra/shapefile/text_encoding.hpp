@@ -38,10 +38,9 @@ inline const char *to_text(encoding_origin origin) {
         return "the language id";
     case encoding_origin::given:
         return "the given encoding";
-    case encoding_origin::standard:
-        break;
+    default:
+        return "the default";
     }
-    return "the default";
 }
 
 // text_encoding: a name that iconv knows, and where it came from. By default it is ISO-8859-1.
@@ -127,7 +126,6 @@ class text_decoder {
     ~text_decoder() {
         if (is_open_) iconv_close(handle_);
     }
-    text_decoder(text_decoder &&other) noexcept { *this = std::move(other); }
     text_decoder &operator=(text_decoder &&other) noexcept {
         std::swap(handle_, other.handle_);
         std::swap(is_open_, other.is_open_);
@@ -167,7 +165,8 @@ class text_decoder {
         for (char c = ' '; c < 127; c++)
             text += c;
         bool is_damaged = false;
-        return convert(text, is_damaged) == text && !is_damaged;
+        const std::string converted = convert(text, is_damaged);
+        return !is_damaged && converted == text;
     }
 
     std::string convert(std::string_view text, bool &is_damaged) const {

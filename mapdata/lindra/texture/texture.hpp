@@ -9,12 +9,11 @@
 #include "../face/fault_guard.hpp"
 #include "../face/mapped_file.hpp"
 #include "../face/report.hpp"
+#include "../face/value_iterator.hpp"
 #include "../lindra.h"
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -42,43 +41,21 @@ using texture_image = LindraImage;
 // each its slices. Nothing is kept of them; each is worked out as it is looked at.
 class texture_image_range {
   public:
-    class iterator {
+    class iterator : public detail::value_iterator<iterator, texture_image> {
       public:
-        using iterator_concept = std::random_access_iterator_tag;
-        using iterator_category = std::input_iterator_tag;
-        using value_type = texture_image;
-        using difference_type = std::ptrdiff_t;
-        using reference = texture_image;
-        using pointer = void;
-
         iterator() = default;
-        iterator(const LindraTexture &of, difference_type index) : texture_(&of), index_(index) {}
-
-        texture_image operator*() const { return (*this)[0]; }
-        texture_image operator[](difference_type n) const {
-            texture_image image{};
-            lindra_texture_image(texture_, static_cast<uint64_t>(index_ + n), &image);
-            return image;
-        }
-        iterator &operator++() { return *this += 1; }
-        iterator &operator--() { return *this += -1; }
-        iterator operator++(int) { return std::exchange(*this, *this + 1); }
-        iterator operator--(int) { return std::exchange(*this, *this + -1); }
-        iterator &operator+=(difference_type n) {
-            index_ += n;
-            return *this;
-        }
-        iterator &operator-=(difference_type n) { return *this += -n; }
-        friend iterator operator+(iterator it, difference_type n) { return it += n; }
-        friend iterator operator+(difference_type n, iterator it) { return it += n; }
-        friend iterator operator-(iterator it, difference_type n) { return it -= n; }
-        friend difference_type operator-(const iterator &a, const iterator &b) { return a.index_ - b.index_; }
-        friend bool operator==(const iterator &a, const iterator &b) { return a.index_ == b.index_; }
-        friend auto operator<=>(const iterator &a, const iterator &b) { return a.index_ <=> b.index_; }
+        iterator(const LindraTexture &of, difference_type index) : value_iterator(index), texture_(&of) {}
 
       private:
+        friend value_iterator;
+
+        texture_image at(difference_type index) const {
+            texture_image image{};
+            lindra_texture_image(texture_, static_cast<uint64_t>(index), &image);
+            return image;
+        }
+
         const LindraTexture *texture_ = nullptr;
-        difference_type index_ = 0;
     };
 
     explicit texture_image_range(const LindraTexture &texture) : texture_(&texture) {}
