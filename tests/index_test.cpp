@@ -294,16 +294,17 @@ std::string lying_index(const TemporaryDirectory &directory, const char *name, L
 TEST_F(Index, rows_that_claim_4_gigabytes_are_damage_and_take_no_memory) {
     write("a", {point_shape(1, 1)}, name_column, {" x       "});
     ASSERT_EQ(index().code, 0);
-    const std::pair<const char *, LyingPage> lies[] = {{"shape", LyingPage::leaf_of_table},
-                                                       {"filename", LyingPage::leaf_of_table},
-                                                       {"field", LyingPage::leaf_of_index},
-                                                       {"field", LyingPage::inner_of_index}};
-    for (const auto &[name, kind] : lies) {
-        const std::string lying = lying_index(directory, name, kind);
+    struct Lie {
+        const char *name;
+        LyingPage kind;
+    };
+    for (const Lie lie : {Lie{"shape", LyingPage::leaf_of_table}, Lie{"filename", LyingPage::leaf_of_table},
+                          Lie{"field", LyingPage::leaf_of_index}, Lie{"field", LyingPage::inner_of_index}}) {
+        const std::string lying = lying_index(directory, lie.name, lie.kind);
         const int64_t held = held_by_sqlite([&] {
-            EXPECT_THROW(select_shapes(lying, {{}, "NAME = 'x'"}), DataError) << name;
+            EXPECT_THROW(select_shapes(lying, {{}, "NAME = 'x'"}), DataError) << lie.name;
         });
-        EXPECT_LT(held, 1 << 20) << name;
+        EXPECT_LT(held, 1 << 20) << lie.name;
     }
 }
 
