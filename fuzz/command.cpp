@@ -52,7 +52,7 @@ struct Allowance {
 constexpr uint64_t steps_for_each_byte = 1000;
 constexpr Allowance text = {2 << 20, 700'000};
 constexpr Allowance picture = {24 << 20, 4'000'000};
-constexpr Allowance database = {memory_of_sqlite, 700'000};
+constexpr Allowance database = {text.heap + memory_of_sqlite, 700'000};
 
 struct Scenario {
     const char *file;               // the one that the input is

@@ -12,15 +12,13 @@
 
 namespace lindra::fuzz {
 
-// Every connection has a cache of up to 2 MiB (PRAGMA cache_size) and a schema of its own, whatever the size
-// of the file; a row of up to 1 MiB is held as it is read. Two are open at once.
-//
-// SQLite takes room for the numbers of all pages that a row says it goes on in, before it follows them and
-// finds the file too short: twice 4 bytes for each, of a row that claims up to 4 GiB, on pages of 476 bytes.
-// No setting of a connection has it look at the size of the file first; it is released when the row has
-// failed.
-inline constexpr size_t claimed_pages = (size_t{1} << 32) / 476;
-inline constexpr size_t memory_of_sqlite = (8 << 20) + 2 * 4 * claimed_pages;
+// A connection takes room for the first 20 pages at once, and holds one or two more, of as many bytes as the file
+// says: up to 64 KiB, whatever the size of the file. Two connections are open at once. A row that goes on in
+// further pages has 8 bytes for each of them, of 476 bytes, and may claim 16 MiB before its length is compared
+// with the file's; a statement looks at up to four rows.
+inline constexpr size_t first_pages = 22 * (64 << 10);
+inline constexpr size_t claimed_pages = (16 << 20) / 476;
+inline constexpr size_t memory_of_sqlite = 2 * first_pages + 4 * 8 * claimed_pages;
 
 inline constexpr const char *index_tables = R"(
 PRAGMA application_id = 0x4c645368;

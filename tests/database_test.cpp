@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "allocations.hpp"
+#include "lying_row.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
 
@@ -787,6 +788,74 @@ TEST_F(DatabaseTest, tree_of_more_rows_than_the_file_can_hold_ends) {
         rows++;
     EXPECT_LE(rows, 60'000);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+// --- Rows that claim more than the file has
+
+namespace {
+
+constexpr const char *small_pages = "PRAGMA page_size = 512;";
+constexpr int64_t little = 256 << 10;
+
+size_t root_of(const std::string &file, const char *name) {
+    const std::string sql = "SELECT rootpage FROM sqlite_schema WHERE name = ";
+    return static_cast<size_t>(SqliteMaker(file).number(sql + "'" + name + "'"));
+}
+
+} // namespace
+
+TEST_F(DatabaseTest, row_that_claims_4_gigabytes_takes_no_memory) {
+    made(small_pages + std::string(world));
+    std::string file = bytes_of(path());
+    make_lying(file, root_of(path(), "filename"), LyingPage::leaf_of_table);
+    const std::string lying = directory.write("lying", file);
+    const int64_t held = held_by_sqlite([&] {
+        const Dbptr view = opened(lying);
+        EXPECT_EQ(filename_of(file_row(view, "17")), "failed");
+        EXPECT_EQ(dblookup(view, nullptr, "shape", "shapeid", "17").record, 17) << "on another page";
+    });
+    EXPECT_LT(held, little);
+}
+
+TEST_F(DatabaseTest, row_of_the_schema_that_claims_4_gigabytes_takes_no_memory) {
+    std::string file = bytes_of(made(small_pages + std::string(world)));
+    make_lying(file, 1, LyingPage::leaf_of_table);
+    const std::string lying = directory.write("lying", file);
+    Dbptr view = {};
+    EXPECT_LT(held_by_sqlite([&] { EXPECT_EQ(lindra_db_open(lying.c_str(), &view), -1); }), little);
+}
+
+TEST_F(DatabaseTest, row_in_the_log_that_claims_4_gigabytes_takes_no_memory) {
+    made(small_pages + std::string("PRAGMA journal_mode = WAL;") + world);
+    const size_t root = root_of(path(), "filename");
+    const auto pages = static_cast<int64_t>(std::filesystem::file_size(path()) / lying_page_size);
+    directory.write("world-wal",
+                    log_of(lying_page(LyingPage::leaf_of_table), static_cast<int64_t>(root), pages));
+    const int64_t held = held_by_sqlite([&] {
+        const Dbptr view = opened(path());
+        const Dbptr row = file_row(view, "17");
+        EXPECT_EQ(row.record, 1);
+        EXPECT_EQ(filename_of(row), "failed") << "the page in the log is the one that counts";
+    });
+    EXPECT_LT(held, little);
+}
+
+// It is a whole one, of which only some columns are asked for.
+TEST_F(DatabaseTest, row_as_long_as_the_file_is_read) {
+    const char *long_row = "CREATE TABLE filename(fileid, filename, rest);"
+                           "INSERT INTO filename VALUES(17, 'a.shp', zeroblob(40000000))";
+    EXPECT_EQ(filename_of(file_row(opened_with(long_row), "17")), "a.shp");
+}
+
+TEST_F(DatabaseTest, row_as_long_as_file_and_log_is_read) {
+    SqliteMaker writer(path(), "PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
+                               "CREATE TABLE filename(fileid, filename, rest);"
+                               "INSERT INTO filename VALUES(17, 'a.shp', zeroblob(40000000))");
+    ASSERT_LT(std::filesystem::file_size(path()), 1U << 20);
+    EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "a.shp") << "all of it in the log";
+    writer.run("PRAGMA wal_checkpoint(TRUNCATE); UPDATE filename SET filename = 'b.shp'");
+    ASSERT_LT(std::filesystem::file_size(path("world-wal")), 1U << 20);
+    EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "b.shp") << "its beginning in the log";
 }
 
 namespace {

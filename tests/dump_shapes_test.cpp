@@ -5,6 +5,7 @@
 
 #include "command.hpp"
 #include "dbase_builder.hpp"
+#include "ordinary_user.hpp"
 #include "shapefile_builder.hpp"
 
 #include <gtest/gtest.h>
@@ -159,6 +160,20 @@ TEST_F(DumpShapes, shapefile_without_its_ending_shows_what_is_there) {
     const Json facts = Json::parse(run_lindra("dump --json " + base).output);
     ASSERT_EQ(facts.size(), 4U);
     EXPECT_EQ(facts[3]["holds"], "encoding: UTF-8");
+}
+
+TEST_F(DumpShapes, siblings_of_a_file_that_may_not_be_looked_up_do_not_stand_in_for_it) {
+    const OrdinaryUser user(directory.path());
+    directory.write("towns.shp", two_records(SHAPE_POINT));
+    const std::string base = (directory.path() / "towns").string();
+    std::filesystem::create_directory(directory.path() / "locked");
+    std::filesystem::create_symlink(directory.path() / "locked/it", base);
+    EXPECT_EQ(run_lindra("dump " + base).output, lines_of(base, {".shp  shapes: RecordPoint"}));
+    const LockedDirectory locked(directory.path() / "locked");
+    const Result result = run_lindra("dump " + base);
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "lindra: " + base + " cannot be looked up: Permission denied\n");
 }
 
 TEST_F(DumpShapes, base_name_may_end_in_the_dot_that_a_shell_completes_to) {

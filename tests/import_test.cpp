@@ -2,6 +2,7 @@
 
 #include "binned_file_maker.hpp"
 #include "native_polygons.hpp"
+#include "ordinary_user.hpp"
 
 #include "common/errors.hpp"
 #include "import/coastlines.hpp"
@@ -30,26 +31,6 @@ using tools::DataError;
 
 constexpr const char *debian_directory = "/usr/share/gmt-gshhg";
 constexpr int32_t degree = 1000000;
-
-// Root reads everything: while one lives, root works as a user without rights, who owns the directory given.
-class OrdinaryUser {
-  public:
-    explicit OrdinaryUser(const fs::path &directory) {
-        if (geteuid() != 0) return;
-        if (chown(directory.c_str(), nobody, nobody) != 0 || setresuid(nobody, nobody, 0) != 0)
-            throw std::runtime_error("cannot become an ordinary user");
-        was_root_ = true;
-    }
-    ~OrdinaryUser() {
-        if (was_root_ && setresuid(0, 0, 0) != 0) abort();
-    }
-    OrdinaryUser(const OrdinaryUser &) = delete;
-    OrdinaryUser &operator=(const OrdinaryUser &) = delete;
-
-  private:
-    static constexpr uid_t nobody = 65534;
-    bool was_root_ = false;
-};
 
 // Each test has a directory of its own, with the binned files in from/ and the data directory to/.
 class Import : public testing::Test {
@@ -480,6 +461,15 @@ TEST_F(Import, unreadable_directory_is_refused) {
         EXPECT_EQ(refusal(), "the directory " + from().string() + " cannot be read: Permission denied");
     }
     fs::permissions(from(), fs::perms::owner_all);
+}
+
+TEST_F(Import, file_that_may_not_be_looked_up_is_refused) {
+    write_variables(binned('c'), triangle_and_square());
+    fs::create_directory(directory_ / "locked");
+    fs::create_symlink(directory_ / "locked/l.nc", binned('l'));
+    const LockedDirectory locked(directory_ / "locked");
+    const OrdinaryUser user(directory_);
+    EXPECT_EQ(refusal(), binned('l').string() + " cannot be looked up: Permission denied");
 }
 
 TEST_F(Import, file_that_is_not_netcdf_is_refused) {

@@ -3,9 +3,12 @@
 // `lindra index`, and that what it makes finds the same as a look at every record.
 
 #include "indexed_shapes.hpp"
+#include "lying_row.hpp"
+#include "ordinary_user.hpp"
 
 #include "shapes/index_file.hpp"
 #include "shapes/shape_selection.hpp"
+#include "shapes/shapefile_walk.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -231,6 +234,78 @@ TEST_F(Index, files_that_are_gone_are_taken_out_where_it_looks) {
     EXPECT_TRUE(has(index(path("here")).errors, summary(2, 0, 1, 1)));
     EXPECT_EQ(number("SELECT count(*) FROM filename WHERE filename = 'there/c.shp'"), 1);
     EXPECT_TRUE(has(index(path("there/c.shp")).errors, summary(1, 0, 0, 1)));
+}
+
+TEST_F(Index, files_that_may_not_be_looked_up_stay_and_are_told) {
+    const OrdinaryUser user(directory.path());
+    write("locked/a", {point_shape(1, 1)});
+    write("b", {point_shape(2, 2)});
+    ASSERT_EQ(index().code, 0);
+    const LockedDirectory locked(path("locked"));
+    const Result result = index();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "locked/a.shp cannot be looked up: Permission denied\n")) << result.errors;
+    EXPECT_EQ(shapes(), 2);
+    const Result fetched = fetch("--id 1,2 --format geojson");
+    EXPECT_EQ(fetched.code, 1);
+    EXPECT_TRUE(has(fetched.errors, "locked/a.shp cannot be looked up: Permission denied\n"))
+        << fetched.errors;
+    EXPECT_TRUE(has(fetched.output, "b.shp")) << "the other is fetched";
+}
+
+TEST_F(Index, index_that_may_not_be_looked_up_is_not_taken_for_absent) {
+    const OrdinaryUser user(directory.path());
+    fs::create_directory(path("locked"));
+    const LockedDirectory locked(path("locked"));
+    const std::string place = path("locked/shapes.db");
+    EXPECT_EQ(run_lindra("fetch " + place).errors,
+              "lindra: " + place + " cannot be looked up: Permission denied\n");
+}
+
+TEST_F(Index, ending_is_not_added_to_a_name_that_may_not_be_looked_up) {
+    const OrdinaryUser user(directory.path());
+    write("a", {point_shape(1, 1)});
+    fs::create_directory(path("locked"));
+    fs::create_symlink(path("locked/it"), path("a"));
+    EXPECT_EQ(walk_shapefiles({path("a")}).files, std::set{path("a.shp")}) << "the link leads to nothing";
+    const LockedDirectory locked(path("locked"));
+    const ShapefileWalk walk = walk_shapefiles({path("a")});
+    EXPECT_TRUE(walk.files.empty());
+    EXPECT_EQ(walk.problems, std::vector{path("a") + " cannot be looked up: Permission denied"});
+}
+
+// --- Rows that claim more than the file has
+
+namespace {
+
+// The index of one shapefile on pages of 512 bytes, in whose table or index of that name one row lies.
+std::string lying_index(const TemporaryDirectory &directory, const char *name, LyingPage kind) {
+    const std::string path = (directory.path() / "shapes.db").string();
+    SqliteMaker maker(path, "PRAGMA page_size = 512; VACUUM");
+    const int root =
+        maker.number(std::string("SELECT rootpage FROM sqlite_schema WHERE name = '") + name + "'");
+    std::string file = read_file(path);
+    make_lying(file, static_cast<size_t>(root), kind);
+    return directory.write("lying.db", file);
+}
+
+} // namespace
+
+TEST_F(Index, rows_that_claim_4_gigabytes_are_damage_and_take_no_memory) {
+    write("a", {point_shape(1, 1)}, name_column, {" x       "});
+    ASSERT_EQ(index().code, 0);
+    struct Lie {
+        const char *name;
+        LyingPage kind;
+    };
+    for (const Lie lie : {Lie{"shape", LyingPage::leaf_of_table}, Lie{"filename", LyingPage::leaf_of_table},
+                          Lie{"field", LyingPage::leaf_of_index}, Lie{"field", LyingPage::inner_of_index}}) {
+        const std::string lying = lying_index(directory, lie.name, lie.kind);
+        const int64_t held = held_by_sqlite([&] {
+            EXPECT_THROW(select_shapes(lying, {{}, "NAME = 'x'"}), DataError) << lie.name;
+        });
+        EXPECT_LT(held, 1 << 20) << lie.name;
+    }
 }
 
 TEST_F(Index, damaged_file_is_told_with_its_place_and_the_rest_goes_on) {

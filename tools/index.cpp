@@ -98,8 +98,7 @@ class Indexing {
   private:
     // An empty database would help nobody; in one that is there, files may be gone.
     void require_shapefiles() const {
-        std::error_code ignored;
-        if (found_.files.empty() && !std::filesystem::exists(path_, ignored))
+        if (found_.files.empty() && !is_there(path_))
             throw DataError("there is no .shp file at " + shown(options_.inputs.front()));
     }
 

@@ -5,6 +5,7 @@
 #include "subcommands.hpp"
 
 #include "common/errors.hpp"
+#include "common/presence.hpp"
 #include "common/progress.hpp"
 #include "common/shown.hpp"
 #include "texture/image_filter.hpp"
@@ -101,7 +102,7 @@ void check_place(const std::string &path, const Options &options) {
     std::error_code none;
     if (std::filesystem::equivalent(path, options.file, none))
         throw UsageError(path + " is the texture itself; name another file with -o");
-    if (options.output.empty() && std::filesystem::exists(path, none))
+    if (options.output.empty() && is_there(path))
         throw UsageError(path + " exists; name it with -o to have it replaced");
 }
 

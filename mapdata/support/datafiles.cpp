@@ -68,11 +68,17 @@ std::string loaded_from() {
 // The system fails to look something up: a file may be there that another one must not stand in for.
 struct NotLookedUp : std::exception {};
 
+// What may not be looked up is passed over like what is not there.
+bool is_passed_over(int reason) {
+    return reason == ENOENT || reason == ENOTDIR || reason == ELOOP || reason == ENAMETOOLONG ||
+           reason == EACCES;
+}
+
 // The type of what is there; 0 for nothing.
 mode_t type_at(const std::string &path) {
     struct stat found;
     if (stat(path.c_str(), &found) == 0) return found.st_mode & S_IFMT;
-    if (errno == EIO || errno == ENOMEM || errno == EOVERFLOW) throw NotLookedUp();
+    if (!is_passed_over(errno)) throw NotLookedUp();
     return 0;
 }
 

@@ -8,6 +8,8 @@
 
 #include "sqlite_file.hpp"
 
+#include "sqlite_pages.hpp"
+
 #include <algorithm>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -90,7 +92,7 @@ int SqliteFile::connect(const std::string &location) {
     statements_.clear();
     sqlite3 *opened = nullptr;
     const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    const int result = sqlite3_open_v2(location.c_str(), &opened, flags, nullptr);
+    const int result = open_distrusting_rows(location.c_str(), &opened, flags);
     connection_.reset(opened);
     if (result != SQLITE_OK) return result;
     size_when_opened_ = file_size(sqlite3_db_filename(opened, "main"));
@@ -111,9 +113,8 @@ void SqliteFile::distrust() {
     sqlite3_limit(connection, SQLITE_LIMIT_ATTACHED, 0);
     sqlite3_busy_timeout(connection, wait_for_writers_ms);
     sqlite3_progress_handler(connection, steps_between_looks, stop_when_endless, this);
-    // Mapped pages would be a fault when somebody truncates the file.
-    sqlite3_exec(connection, "PRAGMA mmap_size = 0; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;",
-                 nullptr, nullptr, nullptr);
+    sqlite3_exec(connection, "PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;", nullptr, nullptr,
+                 nullptr);
 }
 
 int SqliteFile::stop_when_endless(void *file) {

@@ -32,6 +32,7 @@ struct State {
     FaultKind kind;
     int nth;
     bool from_then_on;
+    int reason;
     int calls, failed;
     int calls_of_any_kind;
 };
@@ -46,8 +47,8 @@ int refused(int error) {
 
 } // namespace
 
-Faults::Faults(FaultKind kind, int nth, bool from_then_on) {
-    state = {true, kind, nth, from_then_on, 0, 0, 0};
+Faults::Faults(FaultKind kind, int nth, bool from_then_on, int reason) {
+    state = {true, kind, nth, from_then_on, reason, 0, 0, 0};
 }
 Faults::~Faults() {
     state.is_armed = false;
@@ -147,13 +148,13 @@ using namespace lindra::test;
 
 extern "C" {
 int __wrap_stat(const char *path, struct stat *out) {
-    return strikes(FaultKind::system_call) ? refused(EIO) : __real_stat(path, out);
+    return strikes(FaultKind::system_call) ? refused(state.reason) : __real_stat(path, out);
 }
 int __wrap_fstat(int descriptor, struct stat *out) {
-    return strikes(FaultKind::system_call) ? refused(EIO) : __real_fstat(descriptor, out);
+    return strikes(FaultKind::system_call) ? refused(state.reason) : __real_fstat(descriptor, out);
 }
 int __wrap_access(const char *path, int mode) {
-    return strikes(FaultKind::system_call) ? refused(EIO) : __real_access(path, mode);
+    return strikes(FaultKind::system_call) ? refused(state.reason) : __real_access(path, mode);
 }
 int __wrap_open(const char *path, int flags, mode_t mode) {
     if (strikes(FaultKind::system_call)) return refused(EMFILE);

@@ -4,6 +4,8 @@
 #ifndef LINDRA_TESTS_FAULTS_HPP
 #define LINDRA_TESTS_FAULTS_HPP
 
+#include <cerrno>
+
 namespace lindra::test {
 
 enum class FaultKind {
@@ -15,10 +17,11 @@ enum class FaultKind {
     sqlite_file        // SQLite's own system calls
 };
 
-// While one lives, the nth call of the kind fails on this thread: once, or it and all later.
+// While one lives, the nth call of the kind fails on this thread: once, or it and all later. reason: what
+// stat, fstat and access of the library fail with.
 class Faults {
   public:
-    Faults(FaultKind kind, int nth, bool from_then_on);
+    Faults(FaultKind kind, int nth, bool from_then_on, int reason = EIO);
     ~Faults();
     Faults(const Faults &) = delete;
     Faults &operator=(const Faults &) = delete;

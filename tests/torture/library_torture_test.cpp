@@ -1094,6 +1094,33 @@ TEST(DataFile, a_place_that_the_system_fails_to_look_up_is_not_passed_over) {
     }
 }
 
+TEST(DataFile, only_a_place_where_nothing_is_or_nothing_may_be_seen_is_passed_over) {
+    const TemporaryDirectory first, second;
+    first.write("it", "x");
+    const std::string in_second = second.write("it", "y");
+    const Environment data("LINDRA_DATA", (first.path().string() + ":" + second.path().string()).c_str());
+    const auto found = [] {
+        char *path = datafile("LINDRA_DATA", "it");
+        const std::string text = path ? path : "none";
+        free(path);
+        return text;
+    };
+    int last; // the look at the first directory's file
+    {
+        const Faults none(FaultKind::system_call, 0, false);
+        ASSERT_EQ(found(), (first.path() / "it").string());
+        last = Faults::calls();
+    }
+    for (const int reason : {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EACCES}) {
+        const Faults faults(FaultKind::system_call, last, false, reason);
+        EXPECT_EQ(found(), in_second) << strerror(reason);
+    }
+    for (const int reason : {EIO, ENOMEM, EOVERFLOW, ESTALE, ETIMEDOUT, ENODEV, EPERM}) {
+        const Faults faults(FaultKind::system_call, last, false, reason);
+        EXPECT_EQ(found(), "none") << strerror(reason);
+    }
+}
+
 // A function that is new is tortured, or found to ask for nothing.
 TEST(LibraryTorture, every_exported_function_is_there) {
     std::set<std::string> known = {"elog_die"};

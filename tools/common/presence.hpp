@@ -5,22 +5,24 @@
 #include "common/errors.hpp"
 #include "common/shown.hpp"
 
+#include "lindra/face/lookup.hpp"
+
 #include <filesystem>
+#include <string>
 
 namespace lindra::tools {
 
-// Whether there is anything at path. What may not be looked up, and a link that leads round, is nothing. A
-// file that the system fails to look up may be there: that is a DataError, so that nothing is made without it
-// unawares.
+inline DataError cannot_be_looked_up(const std::filesystem::path &path, const std::string &reason) {
+    return DataError(shown(path.string()) + " cannot be looked up: " + reason);
+}
+
+// Whether there is anything at path. Where that cannot be found out something may be there: that is a
+// DataError, so that nothing is made without it unawares.
 inline bool is_there(const std::filesystem::path &path) {
-    namespace fs = std::filesystem;
     std::error_code reason;
-    const fs::file_status status = fs::status(path, reason);
-    if (fs::status_known(status)) return fs::exists(status);
-    if (reason == std::errc::permission_denied || reason == std::errc::too_many_symbolic_link_levels ||
-        reason == std::errc::filename_too_long)
-        return false;
-    throw DataError(shown(path.string()) + " cannot be looked up: " + reason.message());
+    const std::filesystem::file_status status = detail::look_up(path, reason);
+    if (!std::filesystem::status_known(status)) throw cannot_be_looked_up(path, reason.message());
+    return std::filesystem::exists(status);
 }
 
 } // namespace lindra::tools

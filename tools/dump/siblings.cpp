@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <filesystem>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -22,8 +21,6 @@
 namespace lindra::tools {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr size_t header_size = 100;    // of .shp and .shx
 constexpr size_t index_entry_size = 8; // of .shx
@@ -111,8 +108,7 @@ std::string as_line(const std::string &path, const std::string &fact) {
 } // namespace
 
 Siblings::Siblings(const std::string &path) {
-    std::error_code none;
-    if (fs::exists(path, none)) return;
+    if (is_there(path)) return;
     // A shell that completes the name stops behind the dot.
     const std::string base = path.substr(0, path.size() - (path.ends_with('.') ? 1 : 0));
     for (const Sibling &sibling : siblings)

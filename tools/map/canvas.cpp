@@ -2,8 +2,8 @@
 
 #include "map/canvas.hpp"
 
+#include "common/cairo_output.hpp"
 #include "common/errors.hpp"
-#include "map/cairo_output.hpp"
 
 #include <algorithm>
 #include <cairo-pdf.h>
@@ -80,9 +80,9 @@ struct Canvas::Surface {
     cairo_surface_t *create(FileType file_type, int width, int height) {
         if (file_type == FileType::png) return cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
         if (file_type == FileType::pdf)
-            return cairo_pdf_surface_create_for_stream(append, &file, width * points_per_pixel,
+            return cairo_pdf_surface_create_for_stream(write_to_string, &file, width * points_per_pixel,
                                                        height * points_per_pixel);
-        cairo_surface_t *svg = cairo_svg_surface_create_for_stream(append, &file, width, height);
+        cairo_surface_t *svg = cairo_svg_surface_create_for_stream(write_to_string, &file, width, height);
         cairo_svg_surface_set_document_unit(svg, CAIRO_SVG_UNIT_PX);
         return svg;
     }
@@ -187,7 +187,7 @@ std::string Canvas::finish() {
     cairo_show_page(context_);
     check(cairo_status(context_));
     if (surface_->type == FileType::png)
-        check(cairo_surface_write_to_png_stream(surface_->surface, append, &surface_->file));
+        check(cairo_surface_write_to_png_stream(surface_->surface, write_to_string, &surface_->file));
     cairo_surface_finish(surface_->surface);
     check(cairo_surface_status(surface_->surface));
     return std::move(surface_->file);

@@ -2,8 +2,7 @@
 
 #include "shapes/file_stamp.hpp"
 
-#include "common/errors.hpp"
-#include "common/shown.hpp"
+#include "common/presence.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -26,12 +25,11 @@ int64_t mtime_ns(const struct stat &found) {
     return int64_t{found.st_mtim.tv_sec} * ns_per_second + found.st_mtim.tv_nsec;
 }
 
-// Without a file, false. What the system fails to look up is not taken for absent.
+// Without a file, false.
 bool look_up(const std::string &path, struct stat &found) {
+    if (!is_there(path)) return false;
     if (stat(path.c_str(), &found) == 0) return true;
-    if (errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == ELOOP || errno == ENAMETOOLONG)
-        return false;
-    throw DataError(shown(path) + " cannot be looked up: " + std::strerror(errno));
+    throw cannot_be_looked_up(path, std::strerror(errno));
 }
 
 } // namespace

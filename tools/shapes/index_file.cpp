@@ -6,6 +6,7 @@
 #include "shapes/index_file.hpp"
 
 #include "common/errors.hpp"
+#include "common/presence.hpp"
 
 namespace lindra::tools {
 
@@ -72,11 +73,11 @@ fs::path whole_path(const fs::path &path) {
 
 SqliteConnection open_index(const fs::path &path) {
     require_regular_file(path);
-    std::error_code ignored;
-    if (!fs::exists(path, ignored))
+    if (!is_there(path))
         throw DataError(path.string() + " is not there; make it with lindra index DIRECTORY -o " +
                         path.filename().string());
     // SQLite would take it for a database without tables.
+    std::error_code ignored;
     if (fs::file_size(path, ignored) == 0)
         throw DataError(path.string() + " is empty; if no run of lindra index has just begun it, run one");
     SqliteConnection connection(path.string(), SqliteConnection::Access::read);

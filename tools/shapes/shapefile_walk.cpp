@@ -4,6 +4,8 @@
 
 #include "shapes/index_file.hpp"
 
+#include "lindra/face/lookup.hpp"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -28,8 +30,7 @@ class Walker {
   public:
     void add(const std::string &argument) {
         fs::path path = with_whole_directory(argument);
-        std::error_code ignored;
-        if (!fs::exists(path, ignored) && fs::exists(path.string() + ending, ignored)) path += ending;
+        if (detail::is_absent(path) && !detail::is_absent(path.string() + ending)) path += ending;
         found_.roots.push_back(path.string());
         const fs::file_status status = looked_up(path);
         if (fs::is_directory(status)) return enter(path);
@@ -51,13 +52,11 @@ class Walker {
         return whole_path(path.parent_path()) / path.filename();
     }
 
-    // What the system fails to look up is a problem, and treated as absent.
+    // What cannot be looked up is a problem, and then passed over.
     fs::file_status looked_up(const fs::path &path) {
         std::error_code reason;
-        const fs::file_status status = fs::status(path, reason);
-        // A link that leads round leads to nothing.
-        if (!fs::status_known(status) && reason != std::errc::too_many_symbolic_link_levels)
-            refuse(path, reason.message());
+        const fs::file_status status = detail::look_up(path, reason);
+        if (!fs::status_known(status)) refuse(path, reason.message());
         return status;
     }
 

@@ -2,6 +2,8 @@
 
 #include "shapes/sqlite.hpp"
 
+#include "sqlite_pages.hpp"
+
 #include <filesystem>
 #include <new>
 
@@ -41,7 +43,7 @@ SqliteConnection::SqliteConnection(std::string path, Access access) : path_(std:
     const int flags =
         access == Access::read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
     sqlite3 *handle = nullptr;
-    const int result = sqlite3_open_v2(path_.c_str(), &handle, flags, nullptr);
+    const int result = open_distrusting_rows(path_.c_str(), &handle, flags);
     handle_.reset(handle);
     if (!handle) throw std::bad_alloc();
     sqlite3_extended_result_codes(handle, 1);

@@ -2,9 +2,9 @@
 
 #include "texture/sheet.hpp"
 
+#include "common/cairo_output.hpp"
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
-#include "map/cairo_output.hpp"
 #include "texture/thumbnail.hpp"
 
 #include <cairo.h>
@@ -82,7 +82,7 @@ void Sheet::add(int column, int row, const PixelImage &image, const std::string 
 void Sheet::write(const std::string &path) {
     check(cairo_status(page_->context));
     std::string file;
-    check(cairo_surface_write_to_png_stream(page_->surface, append, &file));
+    check(cairo_surface_write_to_png_stream(page_->surface, write_to_string, &file));
     OutputFile output(path);
     output.write(file);
     output.commit();

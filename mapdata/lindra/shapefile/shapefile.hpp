@@ -11,6 +11,7 @@
 #include "shape_record.hpp"
 
 #include "../face/fault_guard.hpp"
+#include "../face/lookup.hpp"
 #include "../face/mapped_file.hpp"
 #include "../face/report.hpp"
 #include "../face/value_iterator.hpp"
@@ -171,11 +172,12 @@ class shapefile {
         return extension == ".shp" ? path : path + ".shp";
     }
 
-    // Maps the file of that ending beside the main file, in small letters or capitals, if there is one.
+    // Maps the file of that ending beside the main file, in small letters or capitals, unless there is none:
+    // where that is not known, mapping it tells why.
     static void map_beside(const std::string &main, const std::string &extension, detail::mapped_file &out,
                            const shapefile_options &options) {
         const std::string path = beside(main, extension);
-        if (is_absent(path)) return;
+        if (detail::is_absent(path)) return;
         try {
             out = detail::mapped_file(path);
         } catch (const error &reason) {
@@ -188,17 +190,9 @@ class shapefile {
         std::string capitals = extension;
         for (char &c : capitals)
             c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        return !is_absent(stem + capitals) && is_absent(stem + extension) ? stem + capitals
-                                                                          : stem + extension;
-    }
-
-    // What the system fails to look up is not taken for absent: reading it tells why. A link that leads round
-    // leads to nothing.
-    static bool is_absent(const std::string &path) {
-        std::error_code reason;
-        const auto type = std::filesystem::status(path, reason).type();
-        return type == std::filesystem::file_type::not_found ||
-               reason == std::errc::too_many_symbolic_link_levels;
+        const bool is_in_capitals =
+            !detail::is_absent(stem + capitals) && detail::is_absent(stem + extension);
+        return stem + (is_in_capitals ? capitals : extension);
     }
 
     void open(const shapefile_bytes &files, const std::string &main, const shapefile_options &options) {

@@ -8,9 +8,9 @@
 
 namespace lindra::tools {
 
-// What Cairo writes into; file is a std::string. An exception must not go through Cairo, which would be left
-// in the middle of its page.
-inline cairo_status_t append(void *file, const unsigned char *data, unsigned size) noexcept {
+// Where Cairo writes a picture to (cairo_write_func_t): file is a std::string, which grows. An exception must
+// not go through Cairo, which would be left in the middle of its page.
+inline cairo_status_t write_to_string(void *file, const unsigned char *data, unsigned size) noexcept {
     try {
         static_cast<std::string *>(file)->append(reinterpret_cast<const char *>(data), size);
     } catch (const std::bad_alloc &) {

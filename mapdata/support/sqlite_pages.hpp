@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#ifndef LINDRA_SQLITE_PAGES_HPP
+#define LINDRA_SQLITE_PAGES_HPP
+
+#include <sqlite3.h>
+
+namespace lindra {
+
+// sqlite3_open_v2 of a database that may come from anywhere. A page that holds a row longer than 16 MiB and
+// than the whole file is a damaged one (SQLITE_CORRUPT), so that SQLite takes no memory for what the row
+// claims. No file is mapped.
+int open_distrusting_rows(const char *location, sqlite3 **out, int flags);
+
+} // namespace lindra
+
+#endif
