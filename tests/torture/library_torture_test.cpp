@@ -167,10 +167,12 @@ struct Bound : Trial {
 
 // --- Databases
 
+// In UTF-16, so that the texts are converted, which takes memory.
 std::string database_bytes() {
     const TemporaryDirectory directory;
     const std::string path = (directory.path() / "made.db").string();
-    SqliteMaker(path, "CREATE TABLE shape(shapeid INTEGER PRIMARY KEY, fileid, offset);"
+    SqliteMaker(path, "PRAGMA encoding = 'UTF-16le';"
+                      "CREATE TABLE shape(shapeid INTEGER PRIMARY KEY, fileid, offset);"
                       "CREATE TABLE filename(fileid INTEGER, filename TEXT);"
                       "INSERT INTO shape VALUES(1, 7, 100), (2, 7, 128);"
                       "INSERT INTO filename VALUES(7, 'points.shp');");
