@@ -3,7 +3,7 @@
 // `lindra draw` by its options.
 
 #include "common/errors.hpp"
-#include "subcommands.hpp"
+#include "program.hpp"
 
 #include "gshhs_builder.hpp"
 #include "line_file.hpp"
@@ -24,13 +24,10 @@ class DrawCommand : public testing::Test {
   protected:
     // In the scratch directory, which is where "FILE" of an option is.
     void draw(std::vector<std::string> options) {
-        CLI::App program("", "lindra");
-        lindra::tools::add_draw(program);
         options.insert(options.begin(), "draw");
-        std::reverse(options.begin(), options.end());
         testing::internal::CaptureStderr();
         try {
-            program.parse(options);
+            lindra::tools::obey(options);
         } catch (...) {
             said_ = testing::internal::GetCapturedStderr();
             throw;

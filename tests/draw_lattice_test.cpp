@@ -50,7 +50,7 @@ int count_differences(const Picture &part, const Picture &world, const Window &w
         for (int x = 0; x < part.width(); x++) {
             const int world_x = (static_cast<int>(window.west) + 180 + x + 720) % 360;
             const int world_y = 90 - static_cast<int>(window.north) + y;
-            if (world.is_plain(world_x, world_y) && part.at(x, y) != world.at(world_x, world_y))
+            if (part.at(x, y) != world.at(world_x, world_y) && world.is_plain(world_x, world_y))
                 differences++;
         }
     return differences;

@@ -6,7 +6,7 @@
 #include "picture.hpp"
 
 #include "map/map_shape.hpp"
-#include "subcommands.hpp"
+#include "program.hpp"
 
 using namespace lindra::test;
 using namespace lindra::tools;
@@ -179,11 +179,8 @@ TEST_F(DrawShapes, fetch_draws_what_it_finds_in_its_window) {
 TEST_F(DrawShapes, fetch_draws_as_svg_and_pdf_too) {
     write_polygon("a", {square(2, 4, 2, 8)});
     ASSERT_EQ(index().code, 0);
-    for (const std::string ending : {".svg", ".pdf"}) {
-        CLI::App program("", "lindra");
-        add_fetch(program);
-        program.parse("fetch " + database() + " -o " + path("map" + ending));
-    }
+    for (const std::string ending : {".svg", ".pdf"})
+        obey({"fetch", database(), "-o", path("map" + ending)});
     EXPECT_TRUE(has(read_file(path("map.svg")), "<svg"));
     EXPECT_TRUE(read_file(path("map.pdf")).starts_with("%PDF"));
 }

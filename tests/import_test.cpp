@@ -7,7 +7,7 @@
 #include "common/errors.hpp"
 #include "import/coastlines.hpp"
 #include "import/trial.hpp"
-#include "subcommands.hpp"
+#include "program.hpp"
 
 #include "lindra/lindra.h"
 
@@ -712,17 +712,13 @@ TEST_F(Import, command_writes_to_the_users_data_directory_by_default) {
     const char *before = getenv("XDG_DATA_HOME");
     const std::string kept = before ? before : "";
     setenv("XDG_DATA_HOME", to().c_str(), 1);
-    CLI::App program;
-    tools::add_import(program);
-    program.parse("import --quiet " + from().string());
+    tools::obey({"import", "--quiet", from().string()});
     before ? setenv("XDG_DATA_HOME", kept.c_str(), 1) : unsetenv("XDG_DATA_HOME");
     EXPECT_EQ(read_polygons(native('c')).size(), 2U);
 }
 
 TEST_F(Import, command_asks_for_a_directory) {
-    CLI::App program;
-    tools::add_import(program);
-    EXPECT_THROW(program.parse("import --quiet"), CLI::ParseError);
+    EXPECT_THROW(tools::obey({"import", "--quiet"}), tools::UsageError);
 }
 
 TEST(Trial, reading_that_ends_well_says_nothing) {

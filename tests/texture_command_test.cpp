@@ -6,7 +6,7 @@
 #include "dds_builder.hpp"
 
 #include "common/errors.hpp"
-#include "subcommands.hpp"
+#include "program.hpp"
 #include "texture/sheet.hpp"
 #include "texture/thumbnail.hpp"
 
@@ -283,11 +283,9 @@ namespace {
 PixelImage sheet_of(const std::string &bytes, const std::vector<std::string> &options = {}) {
     const TemporaryDirectory directory;
     const std::string output = (directory.path() / "sheet.png").string();
-    std::vector<std::string> words = options; // taken from the end
-    words.insert(words.end(), {output, "-o", "--sheet", directory.write("brick.dds", bytes), "texture"});
-    CLI::App program;
-    add_texture(program);
-    program.parse(words);
+    std::vector<std::string> words{"texture", directory.write("brick.dds", bytes), "--sheet", "-o", output};
+    words.insert(words.end(), options.begin(), options.end());
+    obey(words);
     return read_png(output);
 }
 
@@ -311,7 +309,7 @@ TEST(Sheet, faces_have_a_row_each) {
     const PixelImage page = sheet_of(cube(0xfc00, 6));
     EXPECT_EQ(page.height, 6U * 296 + 16);
     EXPECT_EQ(pixel(page, 0, 5) & 0xff, 41U); // 5 of 31
-    EXPECT_EQ(sheet_of(cube(0xfc00, 6), {"5", "--face"}).height, 1U * 296 + 16);
+    EXPECT_EQ(sheet_of(cube(0xfc00, 6), {"--face", "5"}).height, 1U * 296 + 16);
 }
 
 TEST(Sheet, alpha_has_a_row_of_greys) {
@@ -326,7 +324,7 @@ TEST(Sheet, rows_without_end_are_refused) {
     std::string slices = plain_pixels(1, 1, pixels);
     slices.replace(4 + 4 * Header::depth, 4, le32(101)).replace(4 + 4 * Header::caps2, 4, le32(0x200000));
     EXPECT_THROW(sheet_of(slices), UsageError);
-    EXPECT_EQ(sheet_of(slices, {"100", "--slice"}).height, 2U * 296 + 16);
+    EXPECT_EQ(sheet_of(slices, {"--slice", "100"}).height, 2U * 296 + 16);
 }
 
 // --- Thumbnails -------------------------------------------------------------------------------------------

@@ -89,47 +89,39 @@ std::string explanations() {
            style_notes + "\n" + examples;
 }
 
-CLI::Option *add_text_option(CLI::App &command, const char *names, std::string &value, const char *type,
-                             const char *help) {
-    return command.add_option(names, value, help)->type_name(type)->capture_default_str();
-}
-
 } // namespace
 
-void add_draw(CLI::App &program) {
+void add_draw(CommandLine &program) {
     const auto options = std::make_shared<Options>();
-    CLI::App &command =
-        *program.add_subcommand("draw", "Draw a map of coastlines, borders and rivers as PNG, SVG or PDF.");
-    command.add_option("SHAPEFILE", options->shapefiles, "Shapefiles to be drawn over the map")
-        ->type_name("FILE");
-    add_text_option(command, "-o,--output", options->picture.output, "FILE",
-                    "The picture: .png, .svg or .pdf");
-    add_text_option(command, "--window", options->picture.window, "W/E/S/N",
-                    "Degrees; east below west crosses the antimeridian:\n"
-                    "170/-170/-50/-10. Without it, that of the\n"
-                    "shapes, or all that the projection shows well");
-    add_text_option(command, "--projection", options->picture.projection, "NAME", "One of the list below");
-    add_text_option(command, "--center,--centre", options->picture.centre, "LON/LAT",
-                    "The place in the middle of an azimuthal projection.\n"
-                    "Without it, the middle of the window; 20 degrees north\n"
-                    "where the window holds both poles");
-    add_text_option(command, "--resolution", options->picture.resolution, "NAME",
-                    "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\n"
-                    "auto: what suits the size of a pixel");
-    add_text_option(command, "--layers", options->picture.layers, "LAYER,...",
-                    "Any of land, lakes, islands (in lakes), ponds (on\n"
-                    "those), borders[:LEVELS], rivers[:LEVELS], and\n"
-                    "coast: the outlines of the areas, or of everything\n"
-                    "when no area is named");
-    add_text_option(command, "--size", options->picture.size, "WxH",
-                    "Pixels of the page, 1 to 20000. A side left out\n"
-                    "(1200x, x800) follows from the shape of the map.\n"
-                    "Without it, the longer side is 1200");
-    add_text_option(command, "--style", options->picture.style, "NAME,KEY=VALUE,...",
-                    "Colours and widths, see below");
-    add_text_option(command, "--title", options->picture.title, "TEXT", "Stands above the map");
+    const Subcommand command =
+        program.add("draw", "Draw a map of coastlines, borders and rivers as PNG, SVG or PDF.");
+    command.add("SHAPEFILE", options->shapefiles, "FILE", "Shapefiles to be drawn over the map");
+    command.add("-o,--output", options->picture.output, "FILE", "The picture: .png, .svg or .pdf");
+    command.add("--window", options->picture.window, "W/E/S/N",
+                "Degrees; east below west crosses the antimeridian:\n"
+                "170/-170/-50/-10. Without it, that of the\n"
+                "shapes, or all that the projection shows well");
+    command.add("--projection", options->picture.projection, "NAME", "One of the list below");
+    command.add("--center,--centre", options->picture.centre, "LON/LAT",
+                "The place in the middle of an azimuthal projection.\n"
+                "Without it, the middle of the window; 20 degrees north\n"
+                "where the window holds both poles");
+    command.add("--resolution", options->picture.resolution, "NAME",
+                "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\n"
+                "auto: what suits the size of a pixel");
+    command.add("--layers", options->picture.layers, "LAYER,...",
+                "Any of land, lakes, islands (in lakes), ponds (on\n"
+                "those), borders[:LEVELS], rivers[:LEVELS], and\n"
+                "coast: the outlines of the areas, or of everything\n"
+                "when no area is named");
+    command.add("--size", options->picture.size, "WxH",
+                "Pixels of the page, 1 to 20000. A side left out\n"
+                "(1200x, x800) follows from the shape of the map.\n"
+                "Without it, the longer side is 1200");
+    command.add("--style", options->picture.style, "NAME,KEY=VALUE,...", "Colours and widths, see below");
+    command.add("--title", options->picture.title, "TEXT", "Stands above the map");
     command.footer(explanations());
-    command.callback([options] { draw_map(*options); });
+    command.action([options] { draw_map(*options); });
 }
 
 } // namespace lindra::tools

@@ -75,13 +75,13 @@ void dump(const DumpOptions &options) {
 
 } // namespace
 
-void add_dump(CLI::App &program) {
-    CLI::App *command = program.add_subcommand("dump", description);
+void add_dump(CommandLine &program) {
     const auto options = std::make_shared<DumpOptions>();
-    command->add_option("FILE", options->path, "The file to print")->required()->type_name("");
-    command->add_flag("--json", options->json, "Print the same facts as JSON, with byte offsets");
-    command->footer(footer);
-    command->callback([options] { dump(*options); });
+    const Subcommand command = program.add("dump", description);
+    command.add("FILE", options->path, "", "The file to print").required();
+    command.add_flag("--json", options->json, "Print the same facts as JSON, with byte offsets");
+    command.footer(footer);
+    command.action([options] { dump(*options); });
 }
 
 } // namespace lindra::tools

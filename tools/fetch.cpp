@@ -99,9 +99,9 @@ void require_other_output(const Options &options) {
 }
 
 // An empty text is what a script's variable gives that was never set: it does not ask for everything.
-void require_text(const CLI::Option &option, const std::string &text) {
-    if (option.count() > 0 && text.empty())
-        throw UsageError(option.get_name() + " is empty; leave it out for all shapes");
+void require_text(Option option, const std::string &text) {
+    if (option.is_given() && text.empty())
+        throw UsageError(option.name() + " is empty; leave it out for all shapes");
 }
 
 std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem::path &index) {
@@ -309,50 +309,37 @@ std::string shape_number(const std::string &text) {
 }
 
 // What of lindra draw's options suits a map of shapes.
-void add_picture_options(CLI::App &command, PictureOptions &picture) {
-    command.add_option("--projection", picture.projection, "Of the map; see lindra draw --help")
-        ->type_name("NAME")
-        ->capture_default_str();
-    command.add_option("--layers", picture.layers, "Below the shapes on the map; see lindra draw --help")
-        ->type_name("LAYER,...")
-        ->capture_default_str();
-    command.add_option("--size", picture.size, "Of the map, pixels")->type_name("WxH");
-    command.add_option("--style", picture.style, "Of the map; see lindra draw --help")
-        ->type_name("NAME,KEY=VALUE,...")
-        ->capture_default_str();
+void add_picture_options(const Subcommand &command, PictureOptions &picture) {
+    command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help");
+    command.add("--layers", picture.layers, "LAYER,...",
+                "Below the shapes on the map; see lindra draw --help");
+    command.add("--size", picture.size, "WxH", "Of the map, pixels");
+    command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help");
 }
 
 } // namespace
 
-void add_fetch(CLI::App &program) {
-    CLI::App *command = program.add_subcommand("fetch", description);
+void add_fetch(CommandLine &program) {
     const auto options = std::make_shared<Options>();
-    command->add_option("INDEX", options->index, "The database")->required();
-    CLI::Option *window = command->add_option(
-        "--window", options->window,
-        "Shapes whose boxes meet it; in degrees, east below west crosses the antimeridian");
-    window->type_name("W/E/S/N");
-    CLI::Option *where =
-        command->add_option("--where", options->where, "Shapes whose attributes make this expression true");
-    where->type_name("SQL");
-    command->add_option("--id", options->ids, "The shapes of these numbers")
-        ->delimiter(',')
-        ->check(shape_number)
-        ->type_name("N,...")
-        ->excludes(window)
-        ->excludes(where);
-    command->add_option("--format", options->format, "How to write them (default: text)")
-        ->type_name("text|geojson|geojsonseq");
-    command
-        ->add_option(
-            "-o,--output", options->output,
-            "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf")
-        ->type_name("FILE");
-    add_picture_options(*command, options->picture);
-    command->footer(footer);
-    command->callback([options, window, where] {
-        require_text(*window, options->window);
-        require_text(*where, options->where);
+    const Subcommand command = program.add("fetch", description);
+    command.add("INDEX", options->index, "TEXT", "The database").required();
+    const Option window =
+        command.add("--window", options->window, "W/E/S/N",
+                    "Shapes whose boxes meet it; in degrees, east below west crosses the antimeridian");
+    const Option where =
+        command.add("--where", options->where, "SQL", "Shapes whose attributes make this expression true");
+    command.add("--id", options->ids, "N,...", "The shapes of these numbers")
+        .check(shape_number)
+        .excludes(window)
+        .excludes(where);
+    command.add("--format", options->format, "text|geojson|geojsonseq", "How to write them (default: text)");
+    command.add("-o,--output", options->output, "FILE",
+                "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf");
+    add_picture_options(command, options->picture);
+    command.footer(footer);
+    command.action([options, window, where] {
+        require_text(window, options->window);
+        require_text(where, options->where);
         fetch(*options);
     });
 }

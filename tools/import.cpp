@@ -88,19 +88,15 @@ void import_all(const ImportOptions &options) {
                         how_to_get);
 }
 
-void add_import(CLI::App &program) {
-    CLI::App *command = program.add_subcommand("import", description);
+void add_import(CommandLine &program) {
     const auto options = std::make_shared<ImportOptions>();
-    command->add_option("DIR", options->from, "The directory with the binned_*.nc files")
-        ->required()
-        ->type_name("");
-    command
-        ->add_option("-o,--output", options->to,
-                     "The data directory to write below. Without it,\n$XDG_DATA_HOME, else ~/.local/share")
-        ->type_name("DATADIR");
-    command->add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
-    command->footer(footer);
-    command->callback([options] {
+    const Subcommand command = program.add("import", description);
+    command.add("DIR", options->from, "", "The directory with the binned_*.nc files").required();
+    command.add("-o,--output", options->to, "DATADIR",
+                "The data directory to write below. Without it,\n$XDG_DATA_HOME, else ~/.local/share");
+    command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+    command.footer(footer);
+    command.action([options] {
         if (options->to.empty()) options->to = user_data_directory();
         import_all(*options);
     });

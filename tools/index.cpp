@@ -237,19 +237,16 @@ class Indexing {
 
 } // namespace
 
-void add_index(CLI::App &program) {
-    CLI::App *command = program.add_subcommand("index", description);
+void add_index(CommandLine &program) {
     const auto options = std::make_shared<Options>();
-    command->add_option("INPUT", options->inputs, "Shapefiles, and directories with shapefiles below")
-        ->required()
-        ->type_name("DIR|FILE");
-    command->add_option("-o,--output", options->output, "The database")->required()->type_name("FILE");
-    command
-        ->add_option("--encoding", options->encoding,
-                     "What texts are in where no .cpg file and no table tells; ISO-8859-1 when not given")
-        ->type_name("NAME");
-    command->footer(footer);
-    command->callback([options] { Indexing(*options).run(); });
+    const Subcommand command = program.add("index", description);
+    command.add("INPUT", options->inputs, "DIR|FILE", "Shapefiles, and directories with shapefiles below")
+        .required();
+    command.add("-o,--output", options->output, "FILE", "The database").required();
+    command.add("--encoding", options->encoding, "NAME",
+                "What texts are in where no .cpg file and no table tells; ISO-8859-1 when not given");
+    command.footer(footer);
+    command.action([options] { Indexing(*options).run(); });
 }
 
 } // namespace lindra::tools

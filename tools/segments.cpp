@@ -151,34 +151,22 @@ void write_segments(const Options &options) {
 
 } // namespace
 
-void add_segments(CLI::App &program) {
+void add_segments(CommandLine &program) {
     const auto options = std::make_shared<Options>();
-    CLI::App *command =
-        program.add_subcommand("segments", "Export coastlines, borders and rivers as text or GeoJSON.");
-    command
-        ->add_option("--window", options->window,
-                     "Degrees; east below west crosses the antimeridian:\n170/-170/-50/-10")
-        ->type_name("W/E/S/N")
-        ->capture_default_str();
-    command
-        ->add_option(
-            "--resolution", options->resolution,
-            "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\nauto: what suits a map 1000 pixels wide")
-        ->type_name("c|l|i|h|f|auto")
-        ->capture_default_str();
-    command
-        ->add_option(
-            "--layers", options->layers,
-            "Any of land, lakes, islands (in lakes), ponds (on\nthose), borders[:LEVELS], rivers[:LEVELS]")
-        ->type_name("LAYER,...")
-        ->capture_default_str();
-    command->add_option("--format", options->format, "How to write them")
-        ->type_name("text|geojson|geojsonseq")
-        ->capture_default_str();
-    command->add_option("-o,--output", options->output, "Write to FILE, which appears when it is complete")
-        ->type_name("FILE");
-    command->footer(std::string(notes) + "\n" + levels_help() + "\n" + examples);
-    command->callback([options] { write_segments(*options); });
+    const Subcommand command =
+        program.add("segments", "Export coastlines, borders and rivers as text or GeoJSON.");
+    command.add("--window", options->window, "W/E/S/N",
+                "Degrees; east below west crosses the antimeridian:\n170/-170/-50/-10");
+    command.add(
+        "--resolution", options->resolution, "c|l|i|h|f|auto",
+        "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\nauto: what suits a map 1000 pixels wide");
+    command.add(
+        "--layers", options->layers, "LAYER,...",
+        "Any of land, lakes, islands (in lakes), ponds (on\nthose), borders[:LEVELS], rivers[:LEVELS]");
+    command.add("--format", options->format, "text|geojson|geojsonseq", "How to write them");
+    command.add("-o,--output", options->output, "FILE", "Write to FILE, which appears when it is complete");
+    command.footer(std::string(notes) + "\n" + levels_help() + "\n" + examples);
+    command.action([options] { write_segments(*options); });
 }
 
 } // namespace lindra::tools

@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// The subcommands, one source file each. Each function adds one to the program, with its options and what it
-// does.
+// The subcommands, one source file each. Each function adds one to the command line, with its options and
+// what it does.
 #ifndef LINDRA_TOOLS_SUBCOMMANDS_HPP
 #define LINDRA_TOOLS_SUBCOMMANDS_HPP
 
-#include <CLI/CLI.hpp>
+#include "common/command_line.hpp"
 
 namespace lindra::tools {
 
-void add_draw(CLI::App &program);
-void add_segments(CLI::App &program);
-void add_dump(CLI::App &program);
-void add_import(CLI::App &program);
-void add_index(CLI::App &program);
-void add_fetch(CLI::App &program);
-void add_texture(CLI::App &program);
+void add_draw(CommandLine &program);
+void add_segments(CommandLine &program);
+void add_dump(CommandLine &program);
+void add_import(CommandLine &program);
+void add_index(CommandLine &program);
+void add_fetch(CommandLine &program);
+void add_texture(CommandLine &program);
 
 } // namespace lindra::tools
 

@@ -244,19 +244,18 @@ void show_texture(const Options &options) {
 
 } // namespace
 
-void add_texture(CLI::App &program) {
-    CLI::App *command = program.add_subcommand("texture", "Write the images of a DDS texture as PNG.");
+void add_texture(CommandLine &program) {
     const auto options = std::make_shared<Options>();
-    command->add_option("FILE", options->file, "The texture")->required()->type_name("");
-    command->add_option("-o,--output", options->output, "The picture; without it NAME.png in this directory")
-        ->type_name("FILE");
-    command->add_option("--level", options->choice.level, "0 is the largest")->type_name("K|all");
-    command->add_option("--face", options->choice.face, "Of a cube map, see below")->type_name("K|all");
-    command->add_option("--element", options->choice.element, "Of an array, from 0")->type_name("K|all");
-    command->add_option("--slice", options->choice.slice, "Of a volume, from 0")->type_name("K|all");
-    command->add_flag("--sheet", options->sheet, "Write one picture of all images");
-    command->footer(footer);
-    command->callback([options] { show_texture(*options); });
+    const Subcommand command = program.add("texture", "Write the images of a DDS texture as PNG.");
+    command.add("FILE", options->file, "", "The texture").required();
+    command.add("-o,--output", options->output, "FILE", "The picture; without it NAME.png in this directory");
+    command.add("--level", options->choice.level, "K|all", "0 is the largest");
+    command.add("--face", options->choice.face, "K|all", "Of a cube map, see below");
+    command.add("--element", options->choice.element, "K|all", "Of an array, from 0");
+    command.add("--slice", options->choice.slice, "K|all", "Of a volume, from 0");
+    command.add_flag("--sheet", options->sheet, "Write one picture of all images");
+    command.footer(footer);
+    command.action([options] { show_texture(*options); });
 }
 
 } // namespace lindra::tools

@@ -91,21 +91,11 @@ static_assert(std::size(dds_strdefs) == 3);
 // --- Elements ---------------------------------------------------------------------------------------------
 
 constexpr Element word(Type type) {
-    return {static_cast<size_t>(size_of(type)),
-            static_cast<size_t>(memory_size_of(type)),
-            dds2h4,
-            0,
-            false,
-            true};
+    return {static_cast<size_t>(size_of(type)), memory_size_of(type), dds2h4, 0, false, true};
 }
 
 constexpr Element structure(Type type, int32_t str_type) {
-    return {static_cast<size_t>(size_of(type)),
-            static_cast<size_t>(memory_size_of(type)),
-            nullptr,
-            str_type,
-            false,
-            true};
+    return {static_cast<size_t>(size_of(type)), memory_size_of(type), nullptr, str_type, false, true};
 }
 
 // --- Printing ---------------------------------------------------------------------------------------------

@@ -34,8 +34,8 @@ constexpr int32_t size_of(int32_t type) {
     return sizes[type];
 }
 
-constexpr int32_t memory_size_of(int32_t type) {
-    constexpr int32_t sizes[] = {
+constexpr size_t memory_size_of(int32_t type) {
+    constexpr size_t sizes[] = {
         0, 8, sizeof(DDS_HEADER), sizeof(DDS_HEADER10), 8, 8, sizeof(DDS_PIXELFORMAT), 8, 8, 8, 8};
     return sizes[type];
 }
