@@ -12,10 +12,10 @@
 
 namespace lindra::fuzz {
 
-// A connection takes room for the first 20 pages at once, and holds one or two more, of as many bytes as the file
-// says: up to 64 KiB, whatever the size of the file. Two connections are open at once. A row that goes on in
-// further pages has 8 bytes for each of them, of 476 bytes, and may claim 16 MiB before its length is compared
-// with the file's; a statement looks at up to four rows.
+// A connection takes room for the first 20 pages at once, and holds one or two more, of as many bytes as the
+// file says: up to 64 KiB, whatever the size of the file. Two connections are open at once. A row that goes
+// on in further pages has 8 bytes for each of them, of 476 bytes, and may claim 16 MiB before its length is
+// compared with the file's; a statement looks at up to four rows.
 inline constexpr size_t first_pages = 22 * (64 << 10);
 inline constexpr size_t claimed_pages = (16 << 20) / 476;
 inline constexpr size_t memory_of_sqlite = 2 * first_pages + 4 * 8 * claimed_pages;

@@ -2,6 +2,7 @@
 
 #include "allocations.hpp"
 #include "lying_row.hpp"
+#include "ordinary_user.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
 
@@ -93,6 +94,18 @@ constexpr const char *world =
     "INSERT INTO shape VALUES(1, 17, 100), (2, 18, 228), (17, 17, 356);"
     "INSERT INTO filename VALUES(17, 'shapes/roads.shp'), (18, '/data/rivers.shp');";
 
+constexpr const char *small_pages = "PRAGMA page_size = 512;";
+
+std::string bytes_of(const std::string &file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+size_t root_of(const std::string &file, const char *name) {
+    const std::string sql = "SELECT rootpage FROM sqlite_schema WHERE name = ";
+    return static_cast<size_t>(SqliteMaker(file).number(sql + "'" + name + "'"));
+}
+
 struct DatabaseTest : testing::Test {
     static void SetUpTestSuite() {
         sqlite3_shutdown();
@@ -107,6 +120,19 @@ struct DatabaseTest : testing::Test {
     ~DatabaseTest() override {
         for (const Dbptr view : open_)
             lindra_db_close(view);
+    }
+
+    // A database whose row of "filename" stands at that place of its page, and tells its length by bytes that
+    // go on to the page's end.
+    std::string with_endless_length(size_t place) const {
+        const std::string sound = made(small_pages + std::string(world), "sound");
+        std::string file = bytes_of(sound);
+        const size_t page = (root_of(sound, "filename") - 1) * lying_page_size;
+        file.replace(page + 3, 2, be16(1));
+        file.replace(page + 8, 2, be16(static_cast<int>(place)));
+        file.replace(page + place, lying_page_size - place, lying_page_size - place, '\xff');
+        std::filesystem::remove(sound);
+        return directory.write("lying", file);
     }
 
     std::string path(const char *name = "world") const { return (directory.path() / name).string(); }
@@ -181,11 +207,6 @@ struct DatabaseTest : testing::Test {
   private:
     std::vector<Dbptr> open_;
 };
-
-std::string bytes_of(const std::string &file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 bool same(Dbptr a, Dbptr b) {
     return a.database == b.database && a.table == b.table && a.field == b.field && a.record == b.record;
@@ -584,6 +605,8 @@ TEST_F(DatabaseTest, table_without_index_is_searched_to_its_end) {
                     "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300000)"
                     "INSERT INTO shape SELECT NULL FROM n; INSERT INTO shape VALUES('last')");
     EXPECT_EQ(dblookup(view, nullptr, "shape", "fileid", "last").record, 300001);
+    std::filesystem::resize_file(path(), 600 << 20);
+    EXPECT_EQ(dblookup(opened(path()), nullptr, "shape", "fileid", "last").record, 300001);
 }
 
 // --- Files that change or cannot be written beside
@@ -643,6 +666,28 @@ TEST_F(DatabaseTest, database_is_read_where_nothing_can_be_written) {
         EXPECT_EQ(std::distance(begin(here), std::filesystem::end(here)), 1) << mode;
     }
     std::filesystem::permissions(directory.path(), std::filesystem::perms(0700));
+}
+
+TEST_F(DatabaseTest, database_that_was_left_in_a_change_is_refused_where_nothing_can_be_written) {
+    for (const char *beside : {"world-wal", "world-journal"}) {
+        made("PRAGMA journal_mode = WAL;" + std::string(world));
+        const std::string left = directory.write(beside, std::string(4, '\0'));
+        std::filesystem::permissions(directory.path(), std::filesystem::perms(0555));
+        {
+            const OrdinaryUser user(directory.path());
+            Dbptr view = {};
+            EXPECT_EQ(lindra_db_open(path().c_str(), &view), -1) << beside;
+        }
+        std::filesystem::permissions(directory.path(), std::filesystem::perms(0700));
+        std::filesystem::remove(left);
+        std::filesystem::remove(path());
+    }
+}
+
+TEST_F(DatabaseTest, journal_of_a_change_that_is_over_is_passed_over) {
+    made(world);
+    directory.write("world-journal", std::string(512, '\0'));
+    EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "shapes/roads.shp");
 }
 
 TEST_F(DatabaseTest, file_that_a_writer_holds_is_refused_after_a_wait) {
@@ -794,13 +839,7 @@ TEST_F(DatabaseTest, tree_of_more_rows_than_the_file_can_hold_ends) {
 
 namespace {
 
-constexpr const char *small_pages = "PRAGMA page_size = 512;";
 constexpr int64_t little = 256 << 10;
-
-size_t root_of(const std::string &file, const char *name) {
-    const std::string sql = "SELECT rootpage FROM sqlite_schema WHERE name = ";
-    return static_cast<size_t>(SqliteMaker(file).number(sql + "'" + name + "'"));
-}
 
 } // namespace
 
@@ -838,6 +877,26 @@ TEST_F(DatabaseTest, row_in_the_log_that_claims_4_gigabytes_takes_no_memory) {
         EXPECT_EQ(filename_of(row), "failed") << "the page in the log is the one that counts";
     });
     EXPECT_LT(held, little);
+}
+
+TEST_F(DatabaseTest, rows_of_the_longest_and_of_a_cut_length_take_no_memory) {
+    for (const size_t place : {size_t{300}, lying_page_size - 1}) {
+        const std::string lying = with_endless_length(place);
+        EXPECT_LT(held_by_sqlite([&] { EXPECT_EQ(filename_of(file_row(opened(lying), "17")), "failed"); }),
+                  little);
+    }
+}
+
+// Pages of other kinds cannot be told from those of rows there.
+TEST_F(DatabaseTest, files_over_4_gigabytes_are_not_looked_at) {
+    made(small_pages + std::string(world));
+    std::string file = bytes_of(path());
+    const size_t root = root_of(path(), "filename");
+    make_lying(file, root, LyingPage::leaf_of_table);
+    file[root * lying_page_size - lying_row(LyingPage::leaf_of_table).size()] |= 0x20; // 8 GiB more
+    const std::string lying = directory.write("lying", file);
+    std::filesystem::resize_file(lying, int64_t{5} << 30);
+    EXPECT_GT(held_by_sqlite([&] { filename_of(file_row(opened(lying), "17")); }), little);
 }
 
 // It is a whole one, of which only some columns are asked for.
