@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "binned_file_maker.hpp"
+#include "gone_reader.hpp"
 #include "native_polygons.hpp"
 #include "ordinary_user.hpp"
 
@@ -860,6 +861,20 @@ TEST_F(DebianFiles, crude_lines_are_those_checked_in) {
     for (const char *name : {"binned_border_c.cdf", "binned_river_c.cdf"})
         EXPECT_TRUE(read_bytes(to() / "maps/lindra" / name) ==
                     read_bytes(fs::path(LINDRA_SOURCE_DIR) / "data/maps/lindra" / name));
+}
+
+TEST_F(DebianFiles, import_goes_on_to_its_end_when_nobody_reads_its_lines_any_more) {
+    link_binned('c');
+    for (const char *kind : {"border", "river"}) {
+        const std::string stem = std::string("binned_") + kind + "_c";
+        fs::create_symlink(fs::path(debian_directory) / (stem + ".nc"), from() / (stem + ".nc"));
+    }
+    {
+        const GoneReader gone;
+        EXPECT_NO_THROW(run(false));
+    }
+    for (const char *name : {"gshhs_c.b", "binned_border_c.cdf", "binned_river_c.cdf"})
+        EXPECT_TRUE(fs::exists(to() / "maps/lindra" / name)) << name;
 }
 
 TEST_F(DebianFiles, coastline_under_the_name_of_a_line_file_is_refused) {

@@ -9,6 +9,7 @@
 #include "shapes/index_file.hpp"
 #include "shapes/shape_selection.hpp"
 #include "shapes/shapefile_walk.hpp"
+#include "shapes/sqlite.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -111,6 +112,27 @@ class Coordinates {
   private:
     std::mt19937_64 engine_{20260101};
     std::vector<double> seen_;
+};
+
+// While one lives, SQLite has no way to the files of the system.
+class NoWayToFiles {
+  public:
+    NoWayToFiles() {
+        while (sqlite3_vfs *way = sqlite3_vfs_find(nullptr)) {
+            ways_.push_back(way);
+            sqlite3_vfs_unregister(way);
+        }
+    }
+    // The first one was the default.
+    ~NoWayToFiles() {
+        for (sqlite3_vfs *way : ways_)
+            sqlite3_vfs_register(way, way == ways_.front());
+    }
+    NoWayToFiles(const NoWayToFiles &) = delete;
+    NoWayToFiles &operator=(const NoWayToFiles &) = delete;
+
+  private:
+    std::vector<sqlite3_vfs *> ways_;
 };
 
 } // namespace
@@ -430,6 +452,20 @@ TEST_F(Index, encoding_is_for_tables_that_tell_none_and_reads_again) {
     EXPECT_EQ(number("SELECT attributes ->> 'NAME' = 'é' FROM shape"), 1);
     ASSERT_EQ(index(directory.path().string() + " --encoding CP437").code, 0);
     EXPECT_EQ(number("SELECT attributes ->> 'NAME' = 'Θ' FROM shape"), 1);
+}
+
+TEST_F(Index, database_that_is_not_opened_for_want_of_memory_is_told_apart) {
+    const auto open = [&] { SqliteConnection(path("any.db"), SqliteConnection::Access::write); };
+    sqlite3_hard_heap_limit64(1);
+    EXPECT_THROW(open(), std::bad_alloc);
+    sqlite3_hard_heap_limit64(0);
+    const NoWayToFiles none;
+    try {
+        open();
+        FAIL() << "it was opened";
+    } catch (const SqliteError &error) {
+        EXPECT_EQ(error.what(), path("any.db") + ": " + sqlite3_errstr(SQLITE_ERROR));
+    }
 }
 
 TEST_F(Index, file_of_another_kind_is_refused_and_stays) {

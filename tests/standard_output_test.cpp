@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 
+#include "gone_reader.hpp"
 #include "printed.hpp"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include <unistd.h>
 
 using namespace lindra::tools;
+using lindra::test::GoneReader;
 using lindra::test::printed;
 
 namespace {
@@ -118,15 +120,7 @@ TEST(StandardOutput, all_that_is_printed_is_written_when_it_returns) {
 }
 
 TEST(StandardOutput, reader_that_has_gone_is_told_apart) {
-    fflush(stdout);
-    const int usual = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    std::array<int, 2> ends = {};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    dup2(ends[1], STDOUT_FILENO);
-    close(ends[0]);
-    close(ends[1]);
+    const GoneReader gone;
     EXPECT_THROW(print_to_standard_output([] { puts("to nobody"); }), ReaderGone);
     EXPECT_THROW(write_to_standard_output("to nobody"), ReaderGone);
-    dup2(usual, STDOUT_FILENO);
-    close(usual);
 }

@@ -8,13 +8,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <string>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 using namespace lindra::test;
 
@@ -399,18 +403,35 @@ TEST_F(DataDirectories, empty_variables_count_as_unset) {
     EXPECT_EQ(found("a.b"), in_system);
 }
 
+// Told to the process that started this one, too.
+TEST_F(DataDirectories, count_is_told) {
+    char *directories = lindra_data_directories(nullptr);
+    ASSERT_NE(directories, nullptr);
+    const std::string text = directories;
+    free(directories);
+    const auto listed = std::ranges::count(text, '\n') + 1;
+    fprintf(stderr, "directories: %td.\n", listed);
+    EXPECT_GE(listed, 4) << text; // two of the list, the user's and the system's
+}
+
 // The tests again under another name, by which they look for the place they were loaded from.
-class DataDirectoriesDeathTest : public testing::TestWithParam<const char *> {};
+class DataDirectoriesDeathTest : public testing::TestWithParam<std::pair<std::string, int>> {};
+
+constexpr int without_place = 4;
 
 TEST_P(DataDirectoriesDeathTest, place_is_found_by_the_name_of_the_program_or_is_none) {
-    const char *filter = GetParam()[0] == 'b'
-                             ? "--gtest_filter=DataDirectories.file_of_the_build_tree_is_found"
-                             : "--gtest_filter=DataDirectories.first_directory_*";
-    EXPECT_EXIT(execl("/proc/self/exe", GetParam(), filter, nullptr), testing::ExitedWithCode(0), "");
+    const auto &[name, directories] = GetParam();
+    std::string tests = "--gtest_filter=DataDirectories.first_directory_*:DataDirectories.count_is_told";
+    if (directories > without_place) tests += ":DataDirectories.file_of_the_build_tree_is_found";
+    EXPECT_EXIT(execl("/proc/self/exe", name.c_str(), tests.c_str(), nullptr), testing::ExitedWithCode(0),
+                "directories: " + std::to_string(directories) + "\\.");
 }
 
 // A bare name was found through PATH; the others are no place, or none with a prefix.
-INSTANTIATE_TEST_SUITE_P(Names, DataDirectoriesDeathTest, testing::Values("bare", "moved/since", "/dev/null"),
+INSTANTIATE_TEST_SUITE_P(Names, DataDirectoriesDeathTest,
+                         testing::Values(std::pair("bare", without_place + 1),
+                                         std::pair("moved/since", without_place),
+                                         std::pair("/dev/null", without_place)),
                          [](const auto &name) { return "name" + std::to_string(name.index); });
 
 TEST_F(DataDirectories, exhausted_memory_yields_null) {

@@ -25,6 +25,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -130,7 +131,7 @@ class FetchReport {
 
     void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
         lost_++;
-        if (lost_of_[file.path]++ == 0)
+        if (lost_of_.insert(file.path).second)
             say(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
                 (file.missing.empty() ? why : file.missing));
     }
@@ -161,13 +162,13 @@ class FetchReport {
     static void say(const std::string &line) { fprintf(stderr, "lindra: %s\n", shown(line).c_str()); }
 
     void first(const IndexedFile &file, const std::string &what) {
-        if (told_[file.path]++ == 0) say(file.path + ": " + what);
+        if (told_.insert(file.path).second) say(file.path + ": " + what);
     }
 
     std::string index_;
     const IndexedFile *file_ = nullptr;
     int64_t shapeid_ = 0;
-    std::map<std::string, size_t> told_, lost_of_; // by path
+    std::set<std::string> told_, lost_of_; // paths
     size_t lost_ = 0;
 };
 

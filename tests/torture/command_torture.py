@@ -28,6 +28,7 @@ import zlib
 # Libraries that a failed call of their own may crash or keep busy for ever, by the class of the call; why is told
 # in docs/torture.md.
 THIRD_PARTIES = {"place": ("libhdf5_serial.so",), "allocation": ("libfontconfig.so", "libproj.so")}
+GIVING_UP = ("libnetcdf.so", "libfontconfig.so")  # when a signal interrupts a call of their own
 PASSING = ("libc.so", "libstdc++.so", "libgcc_s.so")
 FOREIGN = ("Fontconfig error",)  # lines of others on standard error
 OLD = b"what was there before\n"
@@ -38,6 +39,7 @@ TELLING_WHAT_IS_WRONG = 60
 NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
 
 Run = collections.namedtuple("Run", "case kind callers mode nth")
+Judgement = collections.namedtuple("Judgement", "run outcome known_crash complaint")
 Outcome = collections.namedtuple("Outcome", "code output errors files calls failed place ended")
 
 
@@ -223,6 +225,8 @@ class FetchMapCase(FetchCase):
         if not lost:
             return Case.complaint_about_output(self, outcome, undisturbed)
         everything = frozenset(self.files_of_shapes)
+        if lost[1] != len(everything):
+            return f"{lost} shapes are told to be lost, and there are {len(everything)}"
         right = (self.maps[everything - set(missing)] for missing in itertools.combinations(everything, lost[0])
                  if self.first_of_each_file(missing) == self.told(outcome))
         return None if outcome.files["map.png"] in right else "the map has not the shapes that are not told to be lost"
@@ -373,7 +377,6 @@ class Torture:
         self.undisturbed = {}
         self.own = threading.local()
         self.servers = []
-        self.crashes = collections.Counter()
 
     # --- One run ---
 
@@ -426,32 +429,40 @@ class Torture:
     def complaint(self, run, outcome):
         case, undisturbed = self.cases[run.case], self.undisturbed[run.case]
         if outcome.code not in (0, 1, 2):
-            return self.complaint_about_end(run, outcome)
+            what = "hangs" if outcome.code == -signal.SIGALRM else "ends"
+            return f"{what} by {outcome.code} in {self.culprit(outcome.ended)}: {outcome.errors.strip()[-200:]}"
         # A fault that is told and changes nothing else is no difference.
         if (outcome.code, outcome.output, outcome.files) == (undisturbed.code, undisturbed.output, undisturbed.files):
             return self.complaint_about_messages(outcome)
         if outcome.failed == 0:
             return "differs, though nothing failed"
-        if run.mode == "short":
-            return f"differs after a call that did less than it was asked for: {outcome.errors.strip()[-200:]}"
+        gives_up = run.mode == "interrupted" and self.culprit(outcome.place).startswith(GIVING_UP)
+        if run.mode in ("short", "interrupted") and not gives_up:
+            return f"differs after a call that was cut short or interrupted: {outcome.errors.strip()[-200:]}"
         if outcome.code == 0 and undisturbed.code != 0:
             return f"the exit status is 0, and should be {undisturbed.code}"
         return (case.complaint_about_files(outcome, undisturbed) or self.complaint_about_messages(outcome)
                 or case.complaint_about_output(outcome, undisturbed))
 
-    def complaint_about_end(self, run, outcome):
-        culprit = next((name for name in outcome.ended.split() if not name.startswith(PASSING)), "")
-        if run.callers == "all" and culprit.startswith(THIRD_PARTIES.get(run.kind, ("none",))):
-            self.crashes[culprit.split(".so")[0]] += 1
-            return None
-        what = "hangs" if outcome.code == -signal.SIGALRM else "ends"
-        return f"{what} by {outcome.code} in {culprit}: {outcome.errors.strip()[-200:]}"
+    @staticmethod
+    def culprit(callers):
+        """The first of them that is not passed through by everybody's calls."""
+        return next((name for name in callers.split() if not name.startswith(PASSING)), "")
+
+    def known_crash(self, run, outcome):
+        """The library within which the process was ended by a signal, where that is known of it; else None."""
+        culprit = self.culprit(outcome.ended)
+        is_crash = outcome.code not in (0, 1, 2) and run.callers == "all"
+        is_known = is_crash and culprit.startswith(THIRD_PARTIES.get(run.kind, ("none",)))
+        return culprit.split(".so")[0] if is_known else None
 
     @staticmethod
     def complaint_about_messages(outcome):
         lines = [line for line in outcome.errors.splitlines() if not line.startswith(FOREIGN)]
-        if outcome.code != 0 and not lines or not all(line.startswith("lindra: ") for line in lines):
+        if outcome.code != 0 and not lines:
             return f"no message: {outcome.errors[-200:]!r}"
+        if not all(line.startswith("lindra: ") for line in lines):
+            return f"a message without 'lindra: ': {outcome.errors[-200:]!r}"
         return next((f"the message is not clear: {line}" for line in lines if NOT_CLEAR.search(line)), None)
 
     # --- All runs ---
@@ -527,19 +538,22 @@ class Torture:
 
     def judge(self, run):
         outcome = self.run(run)
-        return run, outcome, self.complaint(run, outcome)
+        library = self.known_crash(run, outcome)
+        return Judgement(run, outcome, library, None if library else self.complaint(run, outcome))
 
     def torture(self):
         chance = random.Random(self.options.seed)
-        counts, wrong = collections.Counter(), []
+        counts, crashes, wrong = collections.Counter(), collections.Counter(), []
         with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as pool:
             runs = list(self.plan(chance))
-            for run, outcome, complaint in pool.map(self.judge, runs):
+            for run, outcome, known_crash, complaint in pool.map(self.judge, runs):
                 counts[run.case, run.kind, run.callers] += outcome.failed > 0
+                if known_crash:
+                    crashes[known_crash] += 1
                 if complaint:
                     wrong.append(run)
                     self.tell(run, outcome, complaint)
-        return counts, wrong
+        return counts, crashes, wrong
 
     # --- Places that cannot be written ---
 
@@ -608,18 +622,18 @@ def main():
             torture.look_undisturbed(case)
         if options.only:
             case, kind, callers, mode, nth = options.only.split("/")
-            run, outcome, complaint = torture.judge(Run(case, kind, callers, mode, int(nth)))
-            print(outcome)
-            sys.exit(complaint)
+            judgement = torture.judge(Run(case, kind, callers, mode, int(nth)))
+            print(judgement.outcome)
+            sys.exit(judgement.complaint)
         unwritable = list(torture.places())
         for line in unwritable:
             print(line)
         print(f"seed {options.seed}, share {options.share}", flush=True)
-        counts, wrong = torture.torture()
+        counts, crashes, wrong = torture.torture()
         torture.close()
     for (case, kind, callers), count in sorted(counts.items()):
         print(f"{case:20} {kind:10} {callers:4} {count:6}")
-    for library, count in sorted(torture.crashes.items()):
+    for library, count in sorted(crashes.items()):
         print(f"ended within {library}: {count}")
     print(f"{sum(counts.values())} faults, {len(wrong)} wrong")
     if wrong:

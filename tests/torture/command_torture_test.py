@@ -17,10 +17,15 @@ def outcome(code=0, output=b"", errors="", files=None, failed=1, place=""):
     return Outcome(code, output, errors, files or {}, 9, failed, place, "")
 
 
+def judge(**known):
+    made = torture.Torture(None, torture.pathlib.Path("/"))
+    for name, value in known.items():
+        setattr(made, name, {"case": value})
+    return made
+
+
 def complaint(case, undisturbed, seen, mode="once"):
-    judge = torture.Torture(None, torture.pathlib.Path("/"))
-    judge.cases, judge.undisturbed = {"case": case}, {"case": undisturbed}
-    return judge.complaint(Run("case", "read", "all", mode, 1), seen)
+    return judge(cases=case, undisturbed=undisturbed).complaint(Run("case", "read", "all", mode, 1), seen)
 
 
 class Judged(unittest.TestCase):
@@ -40,7 +45,7 @@ class Claims(Judged):
         self.right(case, whole, outcome(1, b"1", told, {"a": b"new"}))
         self.wrong("no beginning", case, whole, outcome(1, b"2", told, {"a": b"new"}))
         self.wrong("no message", case, whole, outcome(1, b"1", "", {"a": b"new"}))
-        self.wrong("no message", case, whole, outcome(1, b"1", told + "oops\n", {"a": b"new"}))
+        self.wrong("without 'lindra: '", case, whole, outcome(1, b"1", told + "oops\n", {"a": b"new"}))
         self.wrong("not clear", case, whole, outcome(1, b"1", "lindra: std::bad_alloc\n", {"a": b"new"}))
         self.wrong("neither", case, whole, outcome(1, b"1", told, {"a": b"ne"}))
         self.wrong("is gone", case, whole, outcome(1, b"1", told, {}))
@@ -49,9 +54,30 @@ class Claims(Judged):
         self.wrong("exit status is 0", case, whole, outcome(0, b"12", files={"a": b"ne"}))
         self.wrong("is gone", case, whole, outcome(0, b"12"))
         self.wrong("nothing failed", case, whole, outcome(1, b"1", told, {"a": b"new"}, failed=0))
-        self.wrong("less than", case, whole, outcome(1, b"1", told, {"a": b"new"}), mode="short")
+        for mode in ("short", "interrupted"):
+            self.wrong("cut short or interrupted", case, whole, outcome(1, b"1", told, {"a": b"new"}), mode=mode)
         self.wrong("ends by -11", case, whole, outcome(-11))
         self.wrong("should be 2", Case("case", ""), outcome(2, errors="lindra: no\n"), outcome(0))
+
+    def test_interrupted_call_of_others(self):
+        def told(place, code=1):
+            return outcome(code, b"1", "lindra: no\n", place=place)
+        case, whole, of_netcdf = Case("case", ""), outcome(output=b"12"), "libc.so.6+0x1 libnetcdf.so.19+0x2 lindra+0x3"
+        self.right(case, whole, told(of_netcdf), mode="interrupted")
+        self.wrong("exit status is 0", case, whole, told(of_netcdf, 0), mode="interrupted")
+        self.wrong("cut short", case, whole, told(of_netcdf), mode="short")
+        self.wrong("cut short", case, whole, told("lindra+0x3 " + of_netcdf), mode="interrupted")
+
+    def test_known_crash(self):
+        def library(ended, kind="allocation", callers="all", code=-11):
+            run = Run("case", kind, callers, "once", 1)
+            return judge().known_crash(run, outcome(code)._replace(ended=ended))
+        within = "libc.so.6+0x1 libproj.so.25+0x2 lindra+0x3"
+        self.assertEqual(library(within), "libproj")
+        self.assertEqual(library("libhdf5_serial.so.103+0x1", "place"), "libhdf5_serial")
+        for other in (library(within, "place"), library(within, "open"), library(within, callers="own"),
+                      library(within, code=1), library("lindra+0x3 " + within), library("")):
+            self.assertIsNone(other)
 
     def test_dump(self):
         case, told = DumpCase("case", ""), "lindra: x is damaged\n"
@@ -109,6 +135,7 @@ class FetchClaims(Judged):
         self.assertIsNotNone(complaint(case, whole, fetched([10], GONE + lost(1))))
         self.assertIsNotNone(complaint(case, whole, fetched([2], GONE + lost(2))))
         self.assertIsNotNone(complaint(case, whole, fetched([2, 10], lost(1))))
+        self.assertIsNotNone(complaint(case, whole, fetched([2, 10], GONE + lost(1).replace("3", "4"))))
         self.assertIsNotNone(complaint(case, whole, fetched([2, 10], GONE)))
         self.assertIsNotNone(complaint(case, whole, fetched([2, 10], GONE + lost(1), 0)))
 

@@ -18,7 +18,11 @@ std::filesystem::path place_for(const ImportOptions &options, const std::string 
 }
 
 void print_line(const std::string &line) {
-    write_to_standard_output(line + "\n");
+    try {
+        write_to_standard_output(line + "\n");
+    } catch (const ReaderGone &) {
+        // The files are what is wanted of an import; the lines only tell how far it is.
+    }
 }
 
 } // namespace lindra::tools

@@ -22,7 +22,7 @@ constexpr char import_order[] = {'f', 'h', 'i', 'l', 'c'};
 // The place of a file of the data directory, whose directory is made. Throws DataError.
 std::filesystem::path place_for(const ImportOptions &options, const std::string &name);
 
-// Prints a line on standard output. Throws DataError when that fails.
+// Prints a line on standard output, if anybody still reads it. Throws DataError when it cannot be written.
 void print_line(const std::string &line);
 
 } // namespace lindra::tools

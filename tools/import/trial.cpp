@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,9 +39,14 @@ void prepare_for_the_worst() {
     if (nowhere >= 0) dup2(nowhere, STDERR_FILENO);
 }
 
-[[noreturn]] void report_and_leave(int pipe, const std::string &complaint) {
-    const ssize_t written = write(pipe, complaint.data(), complaint.size());
-    _exit(written == static_cast<ssize_t>(complaint.size()) ? EXIT_SUCCESS : EXIT_FAILURE);
+[[noreturn]] void report_and_leave(int pipe, std::string_view complaint) {
+    while (!complaint.empty()) {
+        const ssize_t done = write(pipe, complaint.data(), complaint.size());
+        if (done < 0 && errno == EINTR) continue;
+        if (done < 0) _exit(EXIT_FAILURE);
+        complaint.remove_prefix(static_cast<size_t>(done));
+    }
+    _exit(EXIT_SUCCESS);
 }
 
 [[noreturn]] void run_child(int pipe, const std::function<void()> &read) {
@@ -52,7 +58,7 @@ void prepare_for_the_worst() {
     } catch (...) {
         _exit(EXIT_FAILURE);
     }
-    report_and_leave(pipe, "");
+    _exit(EXIT_SUCCESS);
 }
 
 std::string read_to_end(int pipe) {

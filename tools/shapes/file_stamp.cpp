@@ -4,11 +4,13 @@
 
 #include "common/presence.hpp"
 
+#include "lindra/face/lookup.hpp"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace lindra::tools {
 
@@ -25,23 +27,24 @@ int64_t mtime_ns(const struct stat &found) {
     return int64_t{found.st_mtim.tv_sec} * ns_per_second + found.st_mtim.tv_nsec;
 }
 
-// Without a file, false.
-bool look_up(const std::string &path, struct stat &found) {
-    if (!is_there(path)) return false;
+// Whether there is a file, of which found then tells. Where that cannot be found out: DataError.
+bool stat_if_there(const std::string &path, struct stat &found) {
     if (stat(path.c_str(), &found) == 0) return true;
-    throw cannot_be_looked_up(path, std::strerror(errno));
+    const std::error_code reason(errno, std::generic_category());
+    if (detail::tells_of_absence(reason)) return false;
+    throw cannot_be_looked_up(path, reason.message());
 }
 
 } // namespace
 
 std::optional<FileStamp> stamp_of(const std::string &path, const std::string &encoding) {
     struct stat found;
-    if (!look_up(path, found)) return std::nullopt;
+    if (!stat_if_there(path, found)) return std::nullopt;
     FileStamp stamp{found.st_size, mtime_ns(found), {}};
     const std::string stem = path.substr(0, path.rfind('.'));
     for (const std::string ending : {".shx", ".dbf", ".cpg"})
         for (const std::string &spelling : {ending, in_capitals(ending)})
-            if (look_up(stem + spelling, found))
+            if (stat_if_there(stem + spelling, found))
                 stamp.beside += spelling + " " + std::to_string(found.st_size) + " " +
                                 std::to_string(mtime_ns(found)) + "; ";
     stamp.beside += encoding;

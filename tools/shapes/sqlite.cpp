@@ -45,7 +45,7 @@ SqliteConnection::SqliteConnection(std::string path, Access access) : path_(std:
     sqlite3 *handle = nullptr;
     const int result = open_distrusting_rows(path_.c_str(), &handle, flags);
     handle_.reset(handle);
-    if (!handle) throw std::bad_alloc();
+    if (!handle) fail_without_handle(result);
     sqlite3_extended_result_codes(handle, 1);
     if (result != SQLITE_OK) fail();
     distrust();
@@ -92,8 +92,16 @@ int64_t SqliteConnection::number(const char *sql) {
 }
 
 void SqliteConnection::fail() const {
-    const int result = sqlite3_extended_errcode(handle());
-    const std::string message = sqlite3_errmsg(handle());
+    fail(sqlite3_extended_errcode(handle()), sqlite3_errmsg(handle()));
+}
+
+// SQLite's own way to say that it has no memory is to give none.
+void SqliteConnection::fail_without_handle(int result) const {
+    if (result == SQLITE_NOMEM || result == SQLITE_OK) throw std::bad_alloc();
+    fail(result, sqlite3_errstr(result));
+}
+
+void SqliteConnection::fail(int result, const std::string &message) const {
     throw SqliteError(path_ + ": " + message + advice(result), result & 0xff, message);
 }
 

@@ -60,6 +60,8 @@ class SqliteConnection {
         void operator()(sqlite3 *handle) const { sqlite3_close_v2(handle); }
     };
 
+    [[noreturn]] void fail(int result, const std::string &message) const;
+    [[noreturn]] void fail_without_handle(int result) const;
     void distrust();
     void allow_steps(int64_t for_each_byte);
     static int stop_when_endless(void *steps);
