@@ -379,9 +379,11 @@ class NoDescriptors {
     rlimit usual_ = {};
 };
 
-// Of encodings that no other test asks for, so that their modules are not loaded yet.
+// Of an encoding that no other test asks for, so that its module is not loaded yet, in a process that has
+// opened one.
 TEST(Encoding, a_name_whose_module_cannot_be_loaded_is_not_told_to_be_unknown) {
     const std::string table = text_table("\xa1", 0x01);
+    ASSERT_TRUE(with_table(1, table, "CP1252")->has_attributes());
     {
         const NoDescriptors for_now;
         auto file = with_table(1, table, "MACCYRILLIC");
@@ -392,8 +394,28 @@ TEST(Encoding, a_name_whose_module_cannot_be_loaded_is_not_told_to_be_unknown) {
                   "cannot be decoded: iconv cannot open MACCYRILLIC: Too many open files");
     }
     auto file = with_table(1, table, "MACCYRILLIC");
+    ASSERT_TRUE(file->encoding());
     EXPECT_EQ(file->encoding()->name, "MACCYRILLIC");
     EXPECT_TRUE(file.repairs().empty());
+}
+
+// Opens the first encoding of the process without descriptors, and the second with them. Exits with 0 when
+// the second table is read, or left aside by a reason that is true.
+[[noreturn]] static void open_second_encoding() {
+    const std::string table = text_table("\xa1", 0x01);
+    {
+        const NoDescriptors for_now;
+        with_table(1, table, "CP1252");
+    }
+    auto file = with_table(1, table, "CP1252");
+    const bool is_told = file.told(repair_kind::file_beside) == 1 &&
+                         file.repairs()[0].text == "cannot be decoded: iconv finds no CP1252";
+    exit(file.told(repair_kind::encoding) == 0 && (file->has_attributes() || is_told) ? 0 : 1);
+}
+
+TEST(EncodingDeathTest, a_process_whose_first_encoding_had_no_descriptors_tells_none_to_be_unknown) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(open_second_encoding(), testing::ExitedWithCode(0), "");
 }
 
 TEST(Encoding, bytes_that_are_none_of_the_encoding_are_replaced) {

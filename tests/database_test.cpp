@@ -5,6 +5,7 @@
 #include "ordinary_user.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
+#include "torture/faults.hpp"
 
 #include "support.h"
 
@@ -915,6 +916,28 @@ TEST_F(DatabaseTest, row_as_long_as_file_and_log_is_read) {
     writer.run("PRAGMA wal_checkpoint(TRUNCATE); UPDATE filename SET filename = 'b.shp'");
     ASSERT_LT(std::filesystem::file_size(path("world-wal")), 1U << 20);
     EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "b.shp") << "its beginning in the log";
+}
+
+TEST_F(DatabaseTest, long_row_is_read_or_not_where_files_fail) {
+    const SqliteMaker writer(path(), "PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0;"
+                                     "CREATE TABLE filename(fileid, filename, rest);"
+                                     "INSERT INTO filename VALUES(17, 'a.shp', zeroblob(20000000))");
+    const auto read = [&] {
+        Dbptr view = {};
+        if (lindra_db_open(path().c_str(), &view) < 0) return std::string("failed");
+        const std::string name = filename_of(file_row(view, "17"));
+        lindra_db_close(view);
+        return name;
+    };
+    int failed = 0;
+    for (int nth = 1; failed == nth - 1; nth++) {
+        const Faults faults(FaultKind::sqlite_file, nth, false);
+        const std::string name = read();
+        EXPECT_TRUE(name == "a.shp" || name == "failed") << name;
+        failed += Faults::failed();
+    }
+    EXPECT_GT(failed, 10);
+    EXPECT_EQ(read(), "a.shp");
 }
 
 namespace {

@@ -8,7 +8,9 @@
 // system; what is read of a database and of the log beside it is looked at, if it is a page of rows.
 //
 // That a page is one of rows is told by its first byte. The pages of a chain begin with the number of the
-// next one, whose first byte is 0 in every file that is short enough for a row to claim more than it.
+// next one, whose first byte is 0 in every file that is short enough for a row to claim more than it; so does
+// a page that tells the parents of others, which has 0 rows where its first byte is that of an index. Files
+// of more than 4 GiB are not looked at.
 
 #include "sqlite_pages.hpp"
 
@@ -38,7 +40,7 @@ constexpr size_t cell_count_offset = 3;
 
 enum PageType : unsigned char { inner_of_index = 2, leaf_of_index = 10, leaf_of_table = 13 };
 
-// All places are even, as is the size of a page.
+// Within the page: the places of rows are told at even ones, and a page has an even size.
 size_t u16(Page page, size_t at) {
     return static_cast<size_t>(page[at] << 8 | page[at + 1]);
 }
@@ -102,20 +104,25 @@ struct Through<method> {
     }
 };
 
-uint64_t size_of(sqlite3_file *file) {
+int size_of(sqlite3_file *file, uint64_t &out_size) {
     sqlite3_int64 size = 0;
-    return file->pMethods->xFileSize(file, &size) == SQLITE_OK ? static_cast<uint64_t>(size) : 0;
+    const int result = file->pMethods->xFileSize(file, &size);
+    out_size = static_cast<uint64_t>(size);
+    return result;
 }
 
-// Of a page in the log the row may stand in either file.
-bool is_long_enough(CheckedFile *file, uint64_t row) {
-    if (row <= always_allowed) return true;
-    const uint64_t database = size_of(file->database);
-    const uint64_t log = file->database != file ? size_of(file) : 0;
-    return row <= database + log || database > UINT32_MAX;
+// Of a page in the log the row may stand in either file. Returns SQLITE_OK when there is room for it.
+int look_for_room(CheckedFile *file, uint64_t row) {
+    if (row <= always_allowed) return SQLITE_OK;
+    uint64_t database, log = 0;
+    if (const int result = size_of(file->database, database); result != SQLITE_OK) return result;
+    if (file->database != file)
+        if (const int result = size_of(file, log); result != SQLITE_OK) return result;
+    return row <= database + log || database > UINT32_MAX ? SQLITE_OK : SQLITE_CORRUPT;
 }
 
-// Pages are read whole, and nothing else of their sizes is. What the file lacks of one is 0.
+// Pages are read whole. What else has such a size begins with the number of a page, or is a part of a row in
+// a chain. What the file lacks of a page is 0.
 int read(sqlite3_file *file, void *to, int size, sqlite3_int64 from) {
     const int result = real(file)->pMethods->xRead(real(file), to, size, from);
     auto *self = static_cast<CheckedFile *>(file);
@@ -124,7 +131,8 @@ int read(sqlite3_file *file, void *to, int size, sqlite3_int64 from) {
     if (!is_read || !self->database || page_size < smallest_page || !std::has_single_bit(page_size))
         return result;
     const Page page(static_cast<const unsigned char *>(to), page_size);
-    return is_long_enough(self, longest_row(page)) ? result : SQLITE_CORRUPT;
+    const int room = look_for_room(self, longest_row(page));
+    return room == SQLITE_OK ? result : room;
 }
 
 // Version 2 maps no files; version 1 shares no memory, so that there is no log.
@@ -167,6 +175,12 @@ int open_file(sqlite3_vfs *vfs, const char *name, sqlite3_file *file, int flags,
     return result;
 }
 
+// What the system's lacks, the wrapped one lacks.
+template <auto method>
+auto through(const sqlite3_vfs *system) {
+    return system->*method ? Through<method>::call : nullptr;
+}
+
 sqlite3_vfs wrapped(sqlite3_vfs *system) {
     using V = sqlite3_vfs;
     V all = {};
@@ -176,18 +190,18 @@ sqlite3_vfs wrapped(sqlite3_vfs *system) {
     all.zName = "lindra";
     all.pAppData = system;
     all.xOpen = open_file;
-    all.xDelete = Through<&V::xDelete>::call;
-    all.xAccess = Through<&V::xAccess>::call;
-    all.xFullPathname = Through<&V::xFullPathname>::call;
-    all.xDlOpen = Through<&V::xDlOpen>::call;
-    all.xDlError = Through<&V::xDlError>::call;
-    all.xDlSym = Through<&V::xDlSym>::call;
-    all.xDlClose = Through<&V::xDlClose>::call;
-    all.xRandomness = Through<&V::xRandomness>::call;
-    all.xSleep = Through<&V::xSleep>::call;
-    all.xCurrentTime = Through<&V::xCurrentTime>::call;
-    all.xGetLastError = Through<&V::xGetLastError>::call;
-    all.xCurrentTimeInt64 = Through<&V::xCurrentTimeInt64>::call;
+    all.xDelete = through<&V::xDelete>(system);
+    all.xAccess = through<&V::xAccess>(system);
+    all.xFullPathname = through<&V::xFullPathname>(system);
+    all.xDlOpen = through<&V::xDlOpen>(system);
+    all.xDlError = through<&V::xDlError>(system);
+    all.xDlSym = through<&V::xDlSym>(system);
+    all.xDlClose = through<&V::xDlClose>(system);
+    all.xRandomness = through<&V::xRandomness>(system);
+    all.xSleep = through<&V::xSleep>(system);
+    all.xCurrentTime = through<&V::xCurrentTime>(system);
+    all.xGetLastError = through<&V::xGetLastError>(system);
+    all.xCurrentTimeInt64 = through<&V::xCurrentTimeInt64>(system);
     return all;
 }
 

@@ -86,14 +86,14 @@ void torture(const Look &look, const std::function<bool()> &told) {
     testing::Test::RecordProperty("faults", faults);
 }
 
-TEST(FaceTorture, a_shapefile_is_whole_or_an_exception) {
+void torture_shapefile(const char *encoding) {
     const TemporaryDirectory directory;
     directory.write("roads.shp",
                     main_file_of(SHAPE_POLYLINE, {path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}}),
                                                   path_shape(SHAPE_POLYLINE, {{{5, 6}, {7, 8}}})}));
     directory.write("roads.dbf",
                     table_file({{"NAME", 'C', 8}, {"LANES", 'N', 4}}, {" M\xfcnster    4", " Ring      12"}));
-    directory.write("roads.cpg", "CP1252");
+    directory.write("roads.cpg", encoding);
     const std::string path = (directory.path() / "roads").string();
     bool beside = false;
     const auto look = [&] {
@@ -108,6 +108,15 @@ TEST(FaceTorture, a_shapefile_is_whole_or_an_exception) {
         return text;
     };
     torture(look, [&] { return beside; });
+}
+
+TEST(FaceTorture, a_shapefile_is_whole_or_an_exception) {
+    torture_shapefile("CP1252");
+}
+
+// Whether iconv does not know the encoding or only fails to open it is asked by more calls.
+TEST(FaceTorture, a_shapefile_of_an_unknown_encoding_is_whole_or_an_exception) {
+    torture_shapefile("KLINGON");
 }
 
 TEST(FaceTorture, a_texture_is_whole_or_an_exception) {

@@ -89,9 +89,12 @@ class geometry_writer {
         case shape_type::polygon_m:
         case shape_type::polygon_z:
             return write_polygons();
-        default: // a multipatch: no other shape has points
-            return write_patches();
+        case shape_type::multipatch:
+        case shape_type::null: // has no points
+        case shape_type::unknown:
+            break;
         }
+        return write_patches();
     }
 
     // --- Points and lines ---
@@ -175,7 +178,7 @@ class geometry_writer {
     ring open_ring(const shape_part &part) {
         const bool closed = is_closed(part);
         if (!closed) complain("has a ring that is not closed, and is closed");
-        return make_ring(points_, part.first_point(), part.size() - closed);
+        return make_ring(points_, part.first_point(), closed ? part.size() - 1 : part.size());
     }
 
     // The first point is first and last, whichever way it goes.

@@ -38,9 +38,10 @@ inline const char *to_text(encoding_origin origin) {
         return "the language id";
     case encoding_origin::given:
         return "the given encoding";
-    default:
-        return "the default";
+    case encoding_origin::standard:
+        break;
     }
+    return "the default";
 }
 
 // text_encoding: a name that iconv knows, and where it came from. By default it is ISO-8859-1.
@@ -101,7 +102,7 @@ inline std::string encoding_of_cpg(std::string_view text) {
 // What keeps this process from loading anything: EMFILE, ENFILE, ENOMEM; or 0.
 inline int reason_against_loading() {
     const int descriptor = ::open("/", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return errno;
+    if (descriptor < 0) return errno == EMFILE || errno == ENFILE || errno == ENOMEM ? errno : 0;
     ::close(descriptor);
     void *room = mmap(nullptr, 1, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (room == MAP_FAILED) return errno;
@@ -211,7 +212,9 @@ struct encoding_sources {
     std::string_view given;
 };
 
-// A table whose text the system fails to convert for now is left aside, and not read in another encoding.
+inline constexpr const char *standard_encoding = "ISO-8859-1";
+
+// A table whose text the system fails to convert is left aside, and not read in another encoding.
 [[noreturn]] inline void refuse_text(const reporter &report, const std::string &encoding, int reason) {
     const std::string why = reason == EINVAL
                                 ? "finds no " + encoding
@@ -233,11 +236,13 @@ inline text_encoding choose_encoding(const encoding_sources &sources, const repo
         if (candidate.name.empty()) continue;
         decoder = text_decoder(candidate.name);
         if (decoder.is_open()) return candidate;
-        if (decoder.refusal() != EINVAL) refuse_text(report, candidate.name, decoder.refusal());
+        // Without descriptors at its first look, glibc finds no encoding for the rest of the process.
+        if (decoder.refusal() != EINVAL || !text_decoder(standard_encoding).is_open())
+            refuse_text(report, candidate.name, decoder.refusal());
         report(repair_kind::encoding, 0,
                "\"" + candidate.name + "\" from " + to_text(candidate.origin) + " is unknown to iconv");
     }
-    text_encoding standard{"ISO-8859-1", encoding_origin::standard};
+    text_encoding standard{standard_encoding, encoding_origin::standard};
     decoder = text_decoder(standard.name);
     if (decoder.is_open()) return standard;
     refuse_text(report, standard.name, decoder.refusal());
