@@ -129,14 +129,17 @@ def measure(build, source, programs):
 
 
 def read_exceptions():
-    """How often what is missed, as Reach.told() tells it, is missed for a reason."""
-    exceptions = Counter()
+    """How often what is missed, as Reach.told() tells it, is missed for a reason; and what may be reached by chance."""
+    exceptions, by_chance = Counter(), set()
     for entry in tomllib.loads(EXCEPTIONS.read_text()).get("exception", []):
         if not entry["reason"]:
             sys.exit(f"{EXCEPTIONS.name}: an exception of {entry['file']} has no reason")
         for line in entry["lines"]:
-            exceptions[entry["file"], entry["never"], entry.get("condition", ""), line] += 1
-    return exceptions
+            missed = entry["file"], entry["never"], entry.get("condition", ""), line
+            exceptions[missed] += 1
+            if entry.get("by_chance", False):
+                by_chance.add(missed)
+    return exceptions, by_chance
 
 
 def percent(reached, everything):
@@ -159,7 +162,7 @@ def describe(name, never, condition, text):
     return f"{condition or text}: is never {never}" + (f", in: {text}" if condition else "")
 
 
-def unexplained(files, exceptions):
+def unexplained(files, exceptions, by_chance):
     """The complaints, and the number of places that the list explains."""
     left, complaints = exceptions.copy(), []
     for file in files:
@@ -169,7 +172,8 @@ def unexplained(files, exceptions):
             else:
                 complaints.append(f"{file.name}:{line}: {describe(*missed)}")
     explained = exceptions.total() - left.total()
-    complaints += [f"{EXCEPTIONS.name}: needless: {missed[0]}: {describe(*missed)}" for missed in left.elements()]
+    complaints += [f"{EXCEPTIONS.name}: needless: {missed[0]}: {describe(*missed)}" for missed in left.elements()
+                   if missed not in by_chance]
     return complaints, explained
 
 
@@ -179,7 +183,7 @@ def main():
     build, source, *programs = sys.argv[1:]
     files = measure(build, source, programs)
     print_table(files)
-    complaints, explained = unexplained(files, read_exceptions())
+    complaints, explained = unexplained(files, *read_exceptions())
     print(f"{explained} places are not reached for a reason ({EXCEPTIONS.name}), {len(complaints)} without one")
     for complaint in complaints:
         print(complaint)
