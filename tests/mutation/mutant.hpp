@@ -99,8 +99,8 @@ constexpr bool operator==(Left<A, Operation> left, const B &b) {
 }
 
 template <class T>
-constexpr T shifted(int number, T constant) {
-    return active(number) ? static_cast<T>(constant + 1) : constant;
+constexpr T shifted(int number, T constant, int by) {
+    return active(number) ? static_cast<T>(constant + by) : constant;
 }
 
 } // namespace mutant

@@ -5,11 +5,12 @@
 usage: mutate.py SOURCE BUILD [--share SHARE] [--seed SEED] [--only FILE]
        mutate.py SOURCE BUILD --mutant NUMBER
 
-A change flips a comparison (< and <=, > and >=, == and !=), drops a statement, or adds one to a constant. All of them are
-written into a copy of the tree in BUILD at once, so that it is built once; an environment variable makes one of them
-(mutant.hpp). A change is tried with the test suites that come by it, the quickest first, until one of them fails, crashes
-or takes ten times as long as undisturbed: then it is killed. What the tests come by only at compile time is not tried: the
-compiler is what notices it. Every suite is also run with no change among the others, and must pass.
+A change flips a comparison (< and <=, > and >=, == and !=), drops a statement, or adds one to a constant (from one that
+is returned it takes one: a result of 0 or -1 is asked for its sign). All of them are written into a copy of the tree in
+BUILD at once, so that it is built once; an environment variable makes one of them (mutant.hpp). A change is tried with
+the test suites that come by it, the quickest first, until one of them fails, crashes, leaks or takes ten times as long as
+undisturbed: then it is killed. What the tests come by only at compile time is not tried: the compiler is what notices it.
+Every suite is also run with no change among the others, and must pass.
 
 SHARE is the part of the changes that is tried, chosen by SEED. A change that survives must be listed with its reason in
 survivors.toml beside this file; the exit status is 1 when another survives, or when less than 95 % are killed.
@@ -42,7 +43,10 @@ COMPARISONS = {"<": "Less", "<=": "LessEqual", ">": "Greater", ">=": "GreaterEqu
 # Text in which nothing is changed: comments, strings, characters.
 QUIET = re.compile(r'//.*|R"\w*\(.*|"(?:\\.|[^"\\])*"|\'(?:\\.|[^\'\\])*\'')
 COMPARISON = re.compile(r"(?<= )(<=|>=|==|!=|<|>)(?= )")
-NUMBER = re.compile(r"(?<![\w.'])(?:0[xX][0-9a-fA-F]+|\d+\.\d*|\d+)(?:[uUlL]+)?(?![\w.'])")
+NUMBER = re.compile(r"(?<![\w.'])(?<!\de[-+])(?:0[xX][0-9a-fA-F]+|\d+\.\d*|\d+)(?:[uUlL]+)?(?![\w.'])")
+# How lines end behind which another statement begins.
+ENDED = re.compile(r"(?:[;{}):]|\belse|\bdo)\s*$")
+RETURNED = re.compile(r"^\s+return \d+;$")
 # A call or an assignment that stands alone on its line.
 STATEMENT = re.compile(r"^(\s+)((?:\*|\+\+|--)?[\w:.>\-\[\]*&]+(?:\(.*\)|\+\+|--|\s[-+*/%&|^]?=\s.*|<<=.*|>>=.*));$")
 NO_STATEMENT = re.compile(r"^\s+(?:return|break|continue|goto|using|typedef|throw|delete|friend|static_assert|case|default)\b")
@@ -77,21 +81,24 @@ class Writer:
         return len(self.mutants)
 
     def rewrite(self, file, source):
-        lines, inside_text = [], False
+        lines, inside_text, before = [], False, "}"
         for i, text in enumerate(source.splitlines(), 1):
             opens = 'R"' in text and ')"' not in text.split('R"', 1)[1]
             untouched = inside_text or opens or text.endswith("\\") or UNTOUCHED.search(text)
-            lines.append(text if untouched else self.rewrite_line(file, i, text))
+            lines.append(text if untouched else self.rewrite_line(file, i, text, ENDED.search(before)))
+            if text.strip() and not text.strip().startswith("//"):
+                before = text.partition(" //")[0]
             inside_text = opens or (inside_text and ')"' not in text)
         return "\n".join(lines) + "\n"
 
-    def rewrite_line(self, file, line, text):
+    def rewrite_line(self, file, line, text, begins):
+        """begins: whether the line begins a statement, and is none that goes on from above."""
         quiet = [match.span() for match in QUIET.finditer(text)]
         places = [(match, "comparison") for match in COMPARISON.finditer(text)]
         places += [(match, "number") for match in NUMBER.finditer(text)]
         places = [place for place in places if not any(a <= place[0].start() < b for a, b in quiet)]
         statement = STATEMENT.match(text)
-        is_dropped = statement and is_statement(text)
+        is_dropped = begins and statement and is_statement(text)
         written = text
         for match, kind in sorted(places, key=lambda place: -place[0].start()):
             written = written[:match.start()] + self.changed(file, line, text, match, kind) + written[match.end():]
@@ -104,8 +111,9 @@ class Writer:
     def changed(self, file, line, text, match, kind):
         column = match.start() + 1
         if kind == "number":
-            number = self.add(file, line, f"column {column}: {match[0]} + 1", text)
-            return f"mutant::shifted({number}, {match[0]})"
+            sign = "-" if RETURNED.match(text) else "+"
+            number = self.add(file, line, f"column {column}: {match[0]} {sign} 1", text)
+            return f"mutant::shifted({number}, {match[0]}, {sign}1)"
         number = self.add(file, line, f"column {column}: {match[0]} flipped", text)
         operator = f"mutant::op<mutant::{COMPARISONS[match[0]]}<{number}>>"
         return f"== {operator} ==" if match[0] in ("==", "!=") else f"< {operator} >"
@@ -134,10 +142,10 @@ def copy_tree(source, tree):
 
 
 def build(tree, directory):
-    flags = f"-std=c++20 -include {HERE / 'mutant.hpp'} -w -Wno-narrowing -fpermissive"
+    flags = f"-std=c++20 -fsanitize=leak -include {HERE / 'mutant.hpp'} -w -Wno-narrowing -fpermissive"
     subprocess.run(["cmake", "-S", tree, "-B", directory, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DLINDRA_COMMAND=OFF",
                     f"-DCMAKE_CXX_FLAGS={flags}"], check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", directory, "--target", *PROGRAMS], check=True)
+    subprocess.run(["cmake", "--build", directory, "--target", *PROGRAMS, "--", "-k", "0"], check=True)
 
 
 @dataclass
@@ -150,6 +158,7 @@ class Suite:
     def passes(self, limit=None, **environment):
         """Whether its tests pass, in a directory of their own for what they leave behind when they are killed."""
         with tempfile.TemporaryDirectory() as scratch:
+            os.chmod(scratch, 0o755)  # some tests are another user for a while
             try:
                 done = subprocess.run([self.program, f"--gtest_filter={self.name}.*", "--gtest_brief=1", "--gtest_fail_fast"],
                                       timeout=limit, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
