@@ -101,7 +101,7 @@ inline std::string encoding_of_cpg(std::string_view text) {
 
 // What keeps this process from loading anything: EMFILE, ENFILE, ENOMEM; or 0.
 inline int reason_against_loading() {
-    // Nobody may be without permission for that.
+    // O_PATH: to look at the root no permission is needed.
     const int descriptor = ::open("/", O_PATH | O_CLOEXEC);
     if (descriptor < 0) return errno;
     ::close(descriptor);
