@@ -3,11 +3,12 @@
 """usage: textures_test.py LINDRA PACKAGES
 
 The textures of Debian's packages in PACKAGES, and some made by ImageMagick, show the same pixels here and in Pillow and
-ImageMagick (which is asked for the first level of each). Channels between two colours may differ by 1, because the others round where the blocks' own routine
-truncates; what the others show transparent in DXT1 is opaque black here. Each level is compared: it is cut out
-of the file and given a header of its own, by arithmetic of this script.
+ImageMagick (which is asked for the first level of each). Channels between two colours may differ by 1, because the others
+round where the blocks' own routine truncates; what the others show transparent in DXT1 is opaque black here. Each level is
+compared: it is cut out of the file and given a header of its own, by arithmetic of this script. Every processor takes files.
 """
 import collections
+import concurrent.futures
 import pathlib
 import struct
 import subprocess
@@ -109,6 +110,7 @@ def peers_of(single, scratch, level):
 
 
 def compare_levels(path, scratch):
+    """All levels of one file; what they are like is in failures and seen."""
     texture = Texture(path)
     if not texture.plain():
         seen['left out', texture.kind] += 1
@@ -125,6 +127,15 @@ def compare_levels(path, scratch):
                 compare(image.convert('RGBA'), theirs, f'{name} {path} level {level}', texture.kind)
         single.unlink()
     seen['levels', texture.kind] += texture.levels
+
+
+def compare_file(path):
+    """In a process of the pool: what failed and what was seen in this file."""
+    failures.clear()
+    seen.clear()
+    with tempfile.TemporaryDirectory() as scratch:
+        compare_levels(path, pathlib.Path(scratch))
+    return list(failures), collections.Counter(seen)
 
 
 def unpacked():
@@ -157,11 +168,10 @@ def main():
         files = unpacked()
         if len(files) < FEWEST:
             fail(f'only {len(files)} textures found in {PACKAGES}')
-        for path in [*files, *made(directory)]:
-            scratch = directory / 'scratch'
-            scratch.mkdir()
-            compare_levels(path, scratch)
-            subprocess.run(['rm', '-r', scratch], check=True)
+        with concurrent.futures.ProcessPoolExecutor() as pool:
+            for wrong, counted in pool.map(compare_file, [*files, *made(directory)]):
+                failures.extend(wrong)
+                seen.update(counted)
     for what, count in sorted(seen.items(), key=str):
         print(*what, count)
     for peer in ('Pillow', 'ImageMagick'):
