@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <fcntl.h>
+#include <optional>
 #include <type_traits>
 #include <unistd.h>
 
@@ -95,6 +96,11 @@ constexpr Left<A, Operation> operator==(const A &a, Operator<Operation>) {
 }
 template <class A, class Operation, class B>
 constexpr bool operator==(Left<A, Operation> left, const B &b) {
+    return Operation::compare(left.a, b);
+}
+// Otherwise optional's own comparison with anything would do as well.
+template <class A, class Operation, class B>
+constexpr bool operator==(Left<A, Operation> left, const std::optional<B> &b) {
     return Operation::compare(left.a, b);
 }
 
