@@ -122,6 +122,16 @@ TEST_F(Gmt, opening_again_empties_the_selection_and_keeps_files_and_storage) {
     EXPECT_NE(lines.gmt->files[0].hdr, nullptr);
 }
 
+TEST_F(Gmt, opening_asks_for_the_handle_alone) {
+    GmtMap *gmt = nullptr;
+    {
+        const AllocationWatch watch;
+        EXPECT_EQ(gmtmap_open(&gmt), 0);
+        EXPECT_EQ(watch.requested(), sizeof(GmtMap));
+    }
+    lindra_free_gmtmap(gmt);
+}
+
 TEST_F(Gmt, opening_without_memory_is_one_message) {
     GmtMap *gmt = nullptr;
     {
@@ -150,6 +160,7 @@ TEST_F(Gmt, mask_is_the_number_from_the_third_character) {
 TEST_F(Gmt, segments_come_in_the_order_of_the_list) {
     put("border_c", everywhere(2, 1));
     put("river_c", everywhere(1, 1));
+    lines.gmt->select[0].type[1] = lines.gmt->select[1].type[1] = 'x';
     EXPECT_EQ(lines.select("r:1 p:1"), 3);
     EXPECT_EQ(lines.gmt->segs[0].kind, 3);
     EXPECT_EQ(lines.gmt->segs[1].kind, 4);

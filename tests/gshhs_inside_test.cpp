@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 
+#include "guarded_buffer.hpp"
 #include "plain_delivery.hpp"
 
 #include "lindra/lindra.h"
@@ -58,6 +59,12 @@ TEST(GshhsInside, no_vertices_or_one_contain_nothing) {
     Shape one = {{5}, {5}};
     EXPECT_EQ(one.contains(5, 5), 0);
     EXPECT_EQ(one.contains(5, 0), 0);
+}
+
+TEST(GshhsInside, second_vertex_is_not_looked_for_where_there_is_none) {
+    const lindra::test::GuardedBuffer memory(std::string(sizeof(float), '\0'));
+    auto *one = reinterpret_cast<float *>(memory.data());
+    EXPECT_EQ(gshhsmap_inside_eo(1, one, one, 5, 5), 0);
 }
 
 TEST(GshhsInside, point_at_the_pole_meets_no_edge_below_it) {

@@ -162,7 +162,14 @@ TEST_F(GshhsNextseg, arrays_grow_by_doubling_from_100) {
 TEST_F(GshhsNextseg, polygon_of_100_points_needs_the_first_100_places_only) {
     data.put({ring_of(100), ring_of(101)});
     coast.select_globe();
-    coast.next();
+    Delivered out;
+    char type[2];
+    {
+        const AllocationWatch watch;
+        gshhsmap_nextseg(coast.gs, &out.npts, &coast.nalloc, &coast.lon, &coast.lat, type, &out.level,
+                         &out.inside);
+        EXPECT_EQ(watch.count(), 2);
+    }
     EXPECT_EQ(coast.nalloc, 100);
     coast.next();
     EXPECT_EQ(coast.nalloc, 200);
@@ -225,10 +232,12 @@ TEST_F(GshhsNextseg, polygon_round_the_opposite_of_the_reference_point_is_told) 
 }
 
 TEST_F(GshhsNextseg, capacity_of_0_with_arrays_does_not_hang) {
-    data.put({square(12, 12)});
+    data.put({boundless({{12, 12}}), square(12, 12)});
     coast.select_globe();
     coast.lon = static_cast<float *>(malloc(sizeof(float)));
     coast.lat = static_cast<float *>(malloc(sizeof(float)));
+    EXPECT_EQ(coast.next().npts, 1);
+    EXPECT_EQ(coast.nalloc, 1);
     EXPECT_EQ(coast.next().npts, 5);
     EXPECT_EQ(coast.nalloc, 8);
 }

@@ -69,6 +69,16 @@ TEST(GshhsOpen, null_handle_is_made_and_an_old_one_keeps_its_storage) {
     lindra_free_gshhsmap(nullptr);
 }
 
+TEST(GshhsOpen, handle_is_all_that_is_asked_for) {
+    GshhsMap *gs = nullptr;
+    {
+        const AllocationWatch watch;
+        EXPECT_EQ(gshhsmap_open(&gs), 0);
+        EXPECT_EQ(watch.requested(), sizeof(GshhsMap));
+    }
+    lindra_free_gshhsmap(gs);
+}
+
 TEST(GshhsOpen, exhausted_memory_is_one_message) {
     LogCapture log;
     GshhsMap *gs = nullptr;
@@ -142,6 +152,7 @@ TEST_F(GshhsSelection, resolution_is_its_first_letter) {
 
 TEST_F(GshhsSelection, only_the_first_two_layers_are_taken) {
     data.put({numbered(1, 1), numbered(2, 2)});
+    coast.gs->select[0].type[1] = coast.gs->select[1].type[1] = 'x';
     EXPECT_EQ(coast.select_globe("c:1 f:0 c:2"), 3);
     EXPECT_EQ(coast.gs->nselect, 2);
     EXPECT_STREQ(coast.gs->select[0].type, "c");
@@ -254,6 +265,9 @@ TEST_F(GshhsSelection, boxes_that_only_touch_the_frame_or_the_window_are_kept) {
     EXPECT_TRUE(meets({20, 30, 0, 1}, 10, 20));
     EXPECT_TRUE(meets({0, 10, 0, 1}, 10, 20));
     EXPECT_FALSE(meets({20.000001, 30, 0, 1}, 10, 20));
+    // The frame of this window ends at 355: what begins behind it is looked for a turn less, and ends at 0.
+    EXPECT_TRUE(meets({355.5, 360, 0, 1}, 0, 350));
+    EXPECT_FALSE(meets({355.5, 359.5, 0, 1}, 0, 350));
     EXPECT_FALSE(meets({0, 9.999999, 0, 1}, 10, 20));
 }
 

@@ -93,14 +93,14 @@ constexpr BorderDef border_defs[] = {
 
 // --- Binding a file
 
-// Whether the variable's data lie in the known extent of the header; in an unknown one they are trusted.
+// Whether the variable's data lie in the known extent of the header; in an unknown one they are trusted. A
+// variable that is fixed has no dimension of 0.
 bool lies_in_file(const NetcdfHeader *hdr, const NetcdfVar &variable, int64_t width) {
     const unsigned char *end = extent_end(hdr->base);
     if (!end) return true;
     const int64_t left = end - hdr->base;
     const int64_t count = variable.dims[0]->value;
-    return count >= 0 && variable.begin >= 0 && variable.begin <= left &&
-           count <= (left - variable.begin) / width;
+    return count > 0 && variable.begin >= 0 && count <= (left - variable.begin) / width;
 }
 
 int bind_variable(GmtMapFile *file, const BorderDef &def) {
@@ -261,12 +261,14 @@ struct Limits {
         segs = array_length(file, segment_dimension);
         points = array_length(file, point_dimension);
     }
+    // count: 0 or more.
     static bool fits(int32_t first, int32_t count, int32_t limit) {
-        return limit < 0 || (first >= 0 && first <= limit && count <= limit - first);
+        return limit == none || (first >= 0 && count <= limit - first);
     }
 
-    int32_t segs = -1;
-    int32_t points = -1;
+    static constexpr int32_t none = -1;
+    int32_t segs = none;
+    int32_t points = none;
 };
 
 int make_room(GmtMap *gmt, int64_t need) {
@@ -310,16 +312,19 @@ class Indexer {
 
         const int row = bin / file_->nbins_lon;
         const int col = bin % file_->nbins_lon;
-        west_ = col * file_->dlon;
-        south_ = 90.0 - (row + 1) * file_->dlat;
+        const Corner corner = {col * file_->dlon, 90.0 - (row + 1) * file_->dlat};
         int32_t nsegs = gmt_->nsegs;
         for (int k = 0; k < count; k++)
-            if (add_segment(static_cast<int64_t>(first) + k, nsegs) < 0) return -1;
+            if (add_segment(static_cast<int64_t>(first) + k, corner, nsegs) < 0) return -1;
         gmt_->nsegs = nsegs;
         return 0;
     }
 
   private:
+    struct Corner {
+        double west, south;
+    };
+
     // Bins that share segments, all of them inside the array, would ask for an index far larger than the
     // file.
     int check_bin(int bin, int32_t first, int count) {
@@ -328,13 +333,13 @@ class Indexer {
             return fail(0, "gmtmap_select: bin %d has %d segments from %d, %s has %d.\n", bin, count, first,
                         file_->name, limits_.segs);
         visited_ += count;
-        if (limits_.segs >= 0 && visited_ > limits_.segs)
+        if (limits_.segs != Limits::none && visited_ > limits_.segs)
             return fail(0, "gmtmap_select: bins to %d have %lld segments, %s has %d.\n", bin,
                         static_cast<long long>(visited_), file_->name, limits_.segs);
         return 0;
     }
 
-    int add_segment(int64_t segment, int32_t &nsegs) {
+    int add_segment(int64_t segment, Corner corner, int32_t &nsegs) {
         const auto level = load_be<int16_t>(file_->seg_level + 2 * segment);
         if (!level_is_wanted(selection_.levels, level)) return 0;
         const auto npts = load_be<uint16_t>(file_->seg_npts + 2 * segment);
@@ -343,8 +348,8 @@ class Indexer {
             return fail(0, "gmtmap_select: segment %lld has %d points from %d, %s has %d.\n",
                         static_cast<long long>(segment), npts, first_pt, file_->name, limits_.points);
         const int64_t offset = 2 * static_cast<int64_t>(first_pt);
-        gmt_->segs[nsegs++] = {west_,
-                               south_,
+        gmt_->segs[nsegs++] = {corner.west,
+                               corner.south,
                                static_cast<int16_t>(selection_.kind),
                                level,
                                npts,
@@ -359,8 +364,6 @@ class Indexer {
     GmtMapFile *file_;
     Limits limits_;
     int64_t visited_ = 0; // segments of the bins so far
-    double west_ = 0;
-    double south_ = 0;
 };
 
 // --- Delivery

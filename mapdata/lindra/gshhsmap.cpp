@@ -31,6 +31,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <optional>
 #include <sys/stat.h>
 
 using lindra::fail;
@@ -310,16 +311,14 @@ class ContinuousPoints {
     Point next() {
         Point point = {load_be<int32_t>(from_) * degrees, load_be<int32_t>(from_ + 4) * degrees};
         from_ += point_size;
-        if (!first_) point.lon = raised(lowered(point.lon, previous_ + 180), previous_ - 180);
-        first_ = false;
+        if (previous_) point.lon = raised(lowered(point.lon, *previous_ + 180), *previous_ - 180);
         previous_ = point.lon;
         return point;
     }
 
   private:
     const unsigned char *from_;
-    bool first_ = true;
-    double previous_ = 0;
+    std::optional<double> previous_;
 };
 
 // The multiple of 360 that brings the point nearest the window's centre to its place; the first such point
@@ -411,7 +410,7 @@ class WindowClip {
         const int region = region_of(point);
         bool add_current = true;
         bool add_previous = false;
-        if (previous_region_ >= 0) {
+        if (previous_region_ != none) {
             if (region == inside) {
                 add_previous = previous_region_ != inside;
             } else {
@@ -435,6 +434,7 @@ class WindowClip {
 
   private:
     static constexpr int inside = 4;
+    static constexpr int none = -1;
 
     int region_of(Point point) const {
         const int lat_class = gs_->south > point.lat ? 0 : point.lat > gs_->north ? 2 : 1;
@@ -454,8 +454,8 @@ class WindowClip {
 
     const GshhsMap *gs_;
     PointArrays &out_;
-    int previous_region_ = -1; // before the first point
-    Point previous_ = {-1, -1};
+    int previous_region_ = none;
+    Point previous_ = {};
 };
 
 // Deliberate: written without a bound; the caller provides two bytes.

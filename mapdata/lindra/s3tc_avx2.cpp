@@ -236,7 +236,7 @@ template <class Format>
 [[gnu::target("avx2")]] void expand_parts(uint64_t columns, uint64_t rows, uint64_t width,
                                           const unsigned char *blocks, uint32_t *image) {
     for (uint64_t x = 0; x < columns; x += 8, blocks += 2 * Format::block_size)
-        expand_part<Format>(columns - x < 8 ? columns - x : 8, rows, width, blocks, image + x);
+        expand_part<Format>(std::min<uint64_t>(columns - x, 8), rows, width, blocks, image + x);
 }
 
 // Columns before the first that begins a line of the cache, as every row's does when this is asked.
