@@ -20,11 +20,13 @@ listed does not, or when less than 95 % are killed.
 """
 import argparse
 import concurrent.futures
+import contextlib
 import os
 import random
 import re
 import resource
 import shutil
+import signal
 import struct
 import subprocess
 import sys
@@ -163,14 +165,16 @@ class Suite:
         """Whether its tests pass, in a directory of their own for what they leave behind when they are killed."""
         with tempfile.TemporaryDirectory() as scratch:
             os.chmod(scratch, 0o755)  # some tests are another user for a while
+            run = subprocess.Popen([self.program, f"--gtest_filter={self.name}.*", "--gtest_brief=1", "--gtest_fail_fast"],
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL,
+                                   start_new_session=True, preexec_fn=limit_memory,
+                                   env={**os.environ, "TMPDIR": scratch, **environment})
             try:
-                done = subprocess.run([self.program, f"--gtest_filter={self.name}.*", "--gtest_brief=1", "--gtest_fail_fast"],
-                                      timeout=limit, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                                      stdin=subprocess.DEVNULL, preexec_fn=limit_memory,
-                                      env={**os.environ, "TMPDIR": scratch, **environment})
+                return run.wait(limit) == 0
             except subprocess.TimeoutExpired:
                 return False
-        return done.returncode == 0
+            finally:
+                end_session(run)
 
     def notices(self, number):
         return not self.passes(TIMES_AS_LONG * self.seconds + SECONDS_MORE, LINDRA_MUTANT=str(number))
@@ -185,6 +189,13 @@ class Suite:
             numbers = record.read()
         self.reached = set(struct.unpack(f"{len(numbers) // 4}i", numbers))
         return self
+
+
+def end_session(run):
+    """Ends what is left of it: the child of a test may have been left without an end."""
+    with contextlib.suppress(ProcessLookupError):
+        os.killpg(run.pid, signal.SIGKILL)
+    run.wait()
 
 
 def limit_memory():
