@@ -67,6 +67,10 @@ TEST_F(Extents, second_call_replaces_the_size) {
 TEST_F(Extents, null_and_impossible_sizes_are_refused) {
     EXPECT_EQ(lindra_bound(nullptr, 1), -1);
     EXPECT_EQ(lindra_bound(bytes, SIZE_MAX), -1);
+    const size_t most = UINTPTR_MAX - reinterpret_cast<uintptr_t>(bytes);
+    EXPECT_EQ(lindra_bound(bytes, most + 1), -1);
+    EXPECT_EQ(lindra_bound(bytes, most), 0);
+    lindra_unbound(bytes);
 }
 
 TEST_F(Extents, several_threads_may_bound_and_look_up) {

@@ -500,6 +500,15 @@ TEST_F(Gmt, array_outside_the_file_is_damage) {
               "byte 8, is cut.\n");
 }
 
+TEST_F(Gmt, array_may_begin_where_the_file_does) {
+    const BinnedFile file = one({});
+    RawHeader header = BinnedFile::header(file.data());
+    named(header, "Relative_latitude_from_SW_corner_of_bin").begin = 0;
+    put("border_c", BinnedFile::join(header, file.data()));
+    EXPECT_EQ(lines.select("p:1"), 1);
+    EXPECT_EQ(lines.gmt->segs[0].rlat, lines.gmt->files[0].hdr->base);
+}
+
 TEST_F(Gmt, scalar_has_one_element) {
     EXPECT_EQ(
         complaint([](RawHeader &header) { header.dims[0] = nc::dimension("Dimension_of_scalar", 3); }),
@@ -737,13 +746,15 @@ TEST_F(Gmt, arrays_are_made_and_grown_to_exactly_what_is_needed) {
     file.bins[0] = {{1, {{1, 1}, {2, 2}, {3, 3}}},
                     {2, {{1, 1}, {2, 2}}},
                     {3, std::vector<std::pair<int, int>>(7)},
+                    {3, std::vector<std::pair<int, int>>(7)},
                     {4, {{1, 1}}}};
     put("border_c", file);
     lines.select("p:-1");
     struct {
         int n, nalloc;
         size_t asked_for;
-    } const expected[] = {{3, 3, 2 * 3 * sizeof(float)}, {2, 3, 0}, {7, 7, 2 * 7 * sizeof(float)}, {1, 7, 0}};
+    } const expected[] = {
+        {3, 3, 2 * 3 * sizeof(float)}, {2, 3, 0}, {7, 7, 2 * 7 * sizeof(float)}, {7, 7, 0}, {1, 7, 0}};
     for (const auto &[n, nalloc, asked_for] : expected) {
         int delivered = 0, level = 0;
         char type[2];

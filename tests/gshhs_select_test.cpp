@@ -100,6 +100,13 @@ TEST_F(GshhsSelection, window_west_of_180_is_brought_back) {
     EXPECT_EQ(coast.gs->north, 20);
 }
 
+TEST_F(GshhsSelection, window_that_begins_right_behind_180_is_brought_back) {
+    data.put({});
+    coast.select("f:0", "c", 180.5, 190, -10, 20);
+    EXPECT_EQ(coast.gs->west, -179.5);
+    EXPECT_EQ(coast.gs->east, -170);
+}
+
 TEST_F(GshhsSelection, span_of_360_or_more_is_the_globe) {
     data.put({});
     for (auto [west, east] : {std::pair{0.0, 360.0}, {-180.0, 180.0}, {-500.0, 500.0}}) {
@@ -112,9 +119,9 @@ TEST_F(GshhsSelection, span_of_360_or_more_is_the_globe) {
 
 TEST_F(GshhsSelection, east_follows_the_west) {
     data.put({});
-    const double windows[][4] = {{170, -170, 170, 190}, {190, 200, -170, -160},  {180, 190, 180, 190},
-                                 {-180, 0, -180, 0},    {10, 10, 10, 10},        {100, -900, 100, 180},
-                                 {725, 730, 5, 10},     {1e9 - 5, 1e9, -85, -80}};
+    const double windows[][4] = {{170, -170, 170, 190}, {190, 200, -170, -160},   {180, 190, 180, 190},
+                                 {-180, 0, -180, 0},    {10, 10, 10, 10},         {100, -900, 100, 180},
+                                 {725, 730, 5, 10},     {1e9 - 5, 1e9, -85, -80}, {190, 190.5, -170, -169.5}};
     for (const auto &w : windows) {
         coast.select("f:0", "c", w[0], w[1], -90, 90);
         EXPECT_EQ(coast.gs->west, w[2]);
@@ -420,6 +427,15 @@ TEST_F(GshhsSelection, file_over_2_GiB_is_refused) {
     EXPECT_EQ(data.log.take(),
               Lines{"0 gshhsmap_select: " + path + " has 2147483648 bytes, must be less than 2147483648.\n"});
     EXPECT_EQ(coast.gs->cache_data[0], nullptr);
+}
+
+TEST_F(GshhsSelection, file_of_one_byte_less_is_read) {
+    RawPolygon endless = numbered(1);
+    endless.n = -1;
+    std::filesystem::resize_file(data.put({endless}), (uint64_t{1} << 31) - 1);
+    EXPECT_EQ(coast.select_globe(), -1);
+    EXPECT_EQ(data.log.take().front(), "0 gshhs_skip_pts: polygon 1 has -1 points, 2147483603 bytes left.\n");
+    EXPECT_EQ(coast.gs->cache_size[0], INT32_MAX);
 }
 
 TEST_F(GshhsSelection, longitudes_out_of_range_are_refused) {

@@ -403,10 +403,10 @@ TEST_P(S3tcImages, of_large_size_are_as_plain_arithmetic_has_them_wherever_they_
                 const uint64_t rows = most_rows - place / 4 % 2;
                 std::fill(room.begin(), room.end(), untouched);
                 (path.*format.expand)(width, height, rows, input.data(), line + place);
-                const auto *end = line + place + width * rows;
-                ASSERT_TRUE(std::equal(line + place, end, expected.begin()))
+                const uint32_t *begin = line + place, *end = begin + width * rows;
+                ASSERT_TRUE(std::equal(begin, end, expected.begin()))
                     << path.name << ' ' << format.name << ' ' << width << ' ' << place;
-                ASSERT_EQ(std::count(room.data(), line + place, untouched), line + place - room.data());
+                ASSERT_EQ(std::count<const uint32_t *>(room.data(), begin, untouched), begin - room.data());
                 ASSERT_EQ(std::count(end, end + 2, untouched), 2);
             }
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "allocations.hpp"
+#include "fail.hpp"
 #include "log_capture.hpp"
 #include "temporary_directory.hpp"
 
@@ -291,6 +292,14 @@ TEST(Log, without_handler_the_text_goes_to_standard_error) {
     ::testing::internal::CaptureStderr();
     elog_log(0, "reader: %d.\n", 7);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "reader: 7.\n");
+}
+
+TEST(Log, complaint_that_is_too_long_stays_a_line) {
+    for (const size_t length : {8190U, 8191U, 8192U, 20000U}) {
+        LogCapture log;
+        EXPECT_EQ(lindra::fail(0, "%s\n", std::string(length, 'x').c_str()), -1);
+        EXPECT_EQ(log.take(), Lines{"0 " + std::string(8190, 'x') + "\n"}) << length;
+    }
 }
 
 TEST(Log, long_texts_are_cut) {

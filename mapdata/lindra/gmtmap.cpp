@@ -414,8 +414,9 @@ int gmtmap_open(GmtMap **gmt) {
     if (!*gmt) {
         *gmt = static_cast<GmtMap *>(calloc(1, sizeof(GmtMap)));
         if (!*gmt) return fail(1, "gmtmap_open: malloc(gmtmap) error.\n");
-        for (size_t i = 0; i < std::size(gmtmap_names_borders); i++)
-            snprintf((*gmt)->files[i].name, sizeof(*gmt)->files[i].name, "%s", gmtmap_names_borders[i]);
+        const auto *name = gmtmap_names_borders;
+        for (GmtMapFile &file : (*gmt)->files)
+            snprintf(file.name, sizeof file.name, "%s", *name++);
     }
     clear_selection(*gmt);
     return 0;
