@@ -144,6 +144,23 @@ TEST(GshhsInside, points_on_and_beside_edges_agree_with_the_plain_rule) {
     }
 }
 
+// There the crossing that is computed may lie beside the vertex.
+TEST(GshhsInside, points_at_vertices_agree_with_the_plain_rule) {
+    std::mt19937 random(9);
+    std::uniform_real_distribution<float> longitude(-200, 200), latitude(-90, 90);
+    for (int round = 0; round < 20000; round++) {
+        Shape shape;
+        for (int i = 0; i < 4; i++) {
+            shape.lon.push_back(longitude(random));
+            shape.lat.push_back(latitude(random));
+        }
+        for (size_t i = 0; i < 4; i++)
+            ASSERT_EQ(shape.contains(shape.lon[i], shape.lat[i]),
+                      plain_inside(shape, shape.lon[i], shape.lat[i]))
+                << round;
+    }
+}
+
 TEST(GshhsInside, random_polygons_agree_with_the_plain_rule) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> longitude(-400, 800), latitude(-90, 90);

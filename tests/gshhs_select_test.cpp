@@ -275,6 +275,8 @@ TEST_F(GshhsSelection, boxes_that_only_touch_the_frame_or_the_window_are_kept) {
     // The frame of this window ends at 355: what begins behind it is looked for a turn less, and ends at 0.
     EXPECT_TRUE(meets({355.5, 360, 0, 1}, 0, 350));
     EXPECT_FALSE(meets({355.5, 359.5, 0, 1}, 0, 350));
+    EXPECT_TRUE(meets({359.6, 360.5, 0, 1}, 0, 359.5));
+    EXPECT_FALSE(meets({350.5, 352, 0, 1}, -20, -10));
     EXPECT_FALSE(meets({0, 9.999999, 0, 1}, 10, 20));
 }
 

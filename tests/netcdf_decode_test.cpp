@@ -145,6 +145,18 @@ TEST_F(NetcdfHeaderDecoding, three_absent_lists_give_an_empty_header) {
     }
 }
 
+TEST_F(NetcdfHeaderDecoding, empty_header_takes_its_own_memory_alone) {
+    const GuardedBuffer file(RawHeader{}.bytes());
+    unsigned char *pos = file.data();
+    NetcdfHeader *made = nullptr;
+    {
+        const AllocationWatch watch;
+        EXPECT_EQ(netcdf_unstuff_header(&pos, &made), 0);
+        EXPECT_EQ(watch.requested(), sizeof(NetcdfHeader));
+    }
+    free(made);
+}
+
 TEST_F(NetcdfHeaderDecoding, lists_with_a_tag_and_no_elements_are_empty) {
     for (bool known : {false, true}) {
         decode(nc::magic() + be32(0) + be32(10) + be32(0) + be32(12) + be32(0) + be32(11) + be32(0), known);

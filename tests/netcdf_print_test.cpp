@@ -55,6 +55,13 @@ TEST_F(NetcdfListing, of_an_empty_header_is_four_lines) {
                       "vars_n   =  0\n");
 }
 
+TEST_F(NetcdfListing, is_told_to_have_worked) {
+    of({});
+    FILE *nowhere = fopen("/dev/null", "w");
+    EXPECT_EQ(netcdf_print_header(hdr, nowhere), 0);
+    fclose(nowhere);
+}
+
 TEST_F(NetcdfListing, shows_every_field_in_the_order_of_the_file) {
     EXPECT_EQ(of(rich_header()), "numrecs  =  3\n"
                                  "dims_n   =  3\n"

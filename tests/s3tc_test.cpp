@@ -367,6 +367,14 @@ TEST(S3tc, every_explicit_alpha_is_seventeen_times_its_four_bits) {
     }
 }
 
+TEST(S3tc, fastest_path_is_chosen) {
+#ifdef __x86_64__
+    EXPECT_STREQ(paths().front().name, __builtin_cpu_supports("avx2") ? "AVX2" : "portable");
+#else
+    EXPECT_STREQ(paths().front().name, "portable");
+#endif
+}
+
 // --- Images. ----------------------------------------------------------------------------------------------
 
 class S3tcImages : public testing::TestWithParam<Format> {};

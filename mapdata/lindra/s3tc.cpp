@@ -76,10 +76,9 @@ Colours four_colours(Rgb a, Rgb b, uint32_t alpha) {
 }
 
 Alphas six_alphas(uint32_t a0, uint32_t a1) {
-    Alphas alphas = {a0, a1};
+    Alphas alphas = {a0, a1}; // the seventh stays 0
     for (uint32_t i = 2; i < 6; i++)
         alphas[i] = ((6 - i) * a0 + (i - 1) * a1) / 5;
-    alphas[6] = 0;
     alphas[7] = 255;
     return alphas;
 }

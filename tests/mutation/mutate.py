@@ -51,8 +51,8 @@ COMPARISON = re.compile(r"(?<= )(<=|>=|==|!=|<|>)(?= )")
 NUMBER = re.compile(r"(?<![\w.'])(?<!\de[-+])(?:0[xX][0-9a-fA-F]+|\d+\.\d*|\d+)(?:[uUlL]+)?(?![\w.'])")
 # How lines end behind which another statement begins.
 ENDED = re.compile(r"(?:[;{}):]|\belse|\bdo)\s*$")
-# A constant that is returned: it stands behind return or behind the ? or : of what is returned, and ends the line.
-RETURNED = re.compile(r"\breturn (?:.* [?:] )?-?\d+;$")
+# Around a constant that is returned, alone or as one of two.
+RETURNED = re.compile(r"\breturn (?:.* [?:] )?-?$"), re.compile(r" :|;$")
 # A call or an assignment that stands alone on its line.
 STATEMENT = re.compile(r"^(\s+)((?:\*|\+\+|--)?[\w:.>\-\[\]*&]+(?:\(.*\)|\+\+|--|\s[-+*/%&|^]?=\s.*|<<=.*|>>=.*));$")
 NO_STATEMENT = re.compile(r"^\s+(?:return|break|continue|goto|using|typedef|throw|delete|friend|static_assert|case|default)\b")
@@ -117,7 +117,8 @@ class Writer:
     def changed(self, file, line, text, match, kind):
         column = match.start() + 1
         if kind == "number":
-            sign = "-" if RETURNED.search(text) and match.end() == len(text) - 1 else "+"
+            before, behind = RETURNED
+            sign = "-" if before.search(text[:match.start()]) and behind.match(text[match.end():]) else "+"
             number = self.add(file, line, f"column {column}: {match[0]} {sign} 1", text)
             return f"mutant::shifted({number}, {match[0]}, {sign}1)"
         number = self.add(file, line, f"column {column}: {match[0]} flipped", text)
