@@ -100,8 +100,11 @@ TEST_F(GshhsSelection, window_west_of_180_is_brought_back) {
     EXPECT_EQ(coast.gs->north, 20);
 }
 
-TEST_F(GshhsSelection, window_that_begins_right_behind_180_is_brought_back) {
+TEST_F(GshhsSelection, window_that_begins_right_beyond_180_is_brought_back) {
     data.put({});
+    coast.select("f:0", "c", -180.5, -170, -10, 20);
+    EXPECT_EQ(coast.gs->west, 179.5);
+    EXPECT_EQ(coast.gs->east, 190);
     coast.select("f:0", "c", 180.5, 190, -10, 20);
     EXPECT_EQ(coast.gs->west, -179.5);
     EXPECT_EQ(coast.gs->east, -170);
