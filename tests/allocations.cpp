@@ -4,11 +4,11 @@
 
 #include "torture/faults.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <iconv.h>
-#include <malloc.h>
 #include <new>
 
 extern "C" {
@@ -36,9 +36,6 @@ struct State {
 
 thread_local State state;
 
-// What is allocated is not zero by chance.
-[[maybe_unused]] const int filled = mallopt(M_PERTURB, 0x5A);
-
 bool allowed(size_t size) {
     if (!state.watching) return true;
     state.count++;
@@ -51,6 +48,11 @@ bool allowed(size_t size) {
     return false;
 }
 
+// What is allocated is not zero by chance; of large blocks the beginning will do.
+void *with_rubbish(void *block, size_t size) {
+    return block ? memset(block, 0x5A, std::min<size_t>(size, 1 << 20)) : nullptr;
+}
+
 template <class Block>
 Block *counted(Block *block) {
     if (state.watching && block) state.live++;
@@ -61,7 +63,7 @@ Block *counted(Block *block) {
 
 extern "C" {
 void *__wrap_malloc(size_t size) {
-    return allowed(size) ? counted(__real_malloc(size)) : nullptr;
+    return allowed(size) ? counted(with_rubbish(__real_malloc(size), size)) : nullptr;
 }
 void *__wrap_calloc(size_t count, size_t size) {
     return allowed(count * size) ? counted(__real_calloc(count, size)) : nullptr;

@@ -225,7 +225,8 @@ def read_survivors():
         if not entry["reason"]:
             sys.exit(f"{SURVIVORS.name}: a survivor of {entry['file']} has no reason")
         for line in entry["lines"]:
-            (equal if entry["equal"] else unseen)[entry["file"], line, entry["change"]] += 1
+            for change in entry["changes"]:
+                (equal if entry["equal"] else unseen)[entry["file"], line, change] += 1
     return equal, unseen
 
 
