@@ -4,14 +4,33 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <iconv.h>
+#include <string_view>
 #include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+int conversions = 0;
+
+}
+
+extern "C" size_t __real_iconv(iconv_t, char **, size_t *, char **, size_t *);
+extern "C" size_t __wrap_iconv(iconv_t handle, char **from, size_t *left, char **to, size_t *to_left) {
+    conversions++;
+    return __real_iconv(handle, from, left, to, to_left);
+}
 
 namespace lindra::test {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_view_literals;
 using std::chrono::year_month_day;
 
 std::string points(size_t count) {
@@ -122,6 +141,18 @@ TEST(Attributes, a_field_beyond_the_last_is_an_error_without_a_table_too) {
     EXPECT_THROW(row.raw(0), error);
 }
 
+TEST(Attributes, an_error_without_a_table_names_no_file_and_no_byte) {
+    OpenShapefile without(points(1));
+    try {
+        (*without)[0].attributes()["A"];
+        FAIL();
+    } catch (const error &reason) {
+        EXPECT_EQ(reason.file(), "");
+        EXPECT_EQ(reason.offset(), 0U);
+        EXPECT_EQ(reason.text(), "there is no field \"A\"");
+    }
+}
+
 TEST(Attributes, deleted_rows_are_marked) {
     auto file = with_table(2, table_file({{"A", 'C', 1}}, {" x", "*y"}));
     EXPECT_FALSE((*file)[0].deleted());
@@ -146,7 +177,13 @@ TEST(Attributes, a_name_that_occurs_again_is_numbered) {
     EXPECT_EQ(row["A"], attribute_value("x"));
     EXPECT_EQ(row["A_2"], attribute_value("y"));
     EXPECT_EQ(row["FIELD_3"], attribute_value("z"));
-    EXPECT_EQ(file.told(repair_kind::table), 2U);
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:64: has a field without a name of its own, which is called A_2",
+                     "memory.dbf:96: has a field without a name of its own, which is called FIELD_3"}));
+    auto unnamed = with_table(1, table_file({{"", 'C', 1}}, {" x"}));
+    EXPECT_EQ((*unnamed)[0].attributes()["FIELD_1"], attribute_value("x"));
+    EXPECT_EQ(unnamed.lines(repair_kind::table),
+              Lines{"memory.dbf:32: has a field without a name of its own, which is called FIELD_1"});
 }
 
 // --- Tables that break the rules ---
@@ -169,8 +206,46 @@ TEST(Attributes, rows_begin_behind_the_descriptors_where_the_header_is_wrong) {
         auto file = with_table(2, table_file({{"A", 'C', 2}}, {" ab", " cd"}, header));
         EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("ab")) << size;
         EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd")) << size;
-        EXPECT_GE(file.told(repair_kind::table), 1U) << size;
+        EXPECT_EQ(file.lines(repair_kind::table), Lines{"memory.dbf:8: says that its rows begin at byte " +
+                                                        std::to_string(size) + "; read from byte 65"});
     }
+}
+
+TEST(Attributes, the_first_row_too_shows_that_rows_begin_elsewhere) {
+    // From the mark on, a blank stands in the place of every flag but the first.
+    TableHeader header;
+    header.header_size = 64;
+    auto file = with_table(2, table_file({{"A", 'C', 2}}, {" a ", " b "}, header));
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("a"));
+    EXPECT_EQ(file.lines(repair_kind::table),
+              Lines{"memory.dbf:8: says that its rows begin at byte 64; read from byte 65"});
+}
+
+TEST(Attributes, a_header_may_end_with_the_file) {
+    TableHeader header;
+    header.mark = padded("\r", 6);
+    const std::string table = table_file({{"A", 'C', 2}}, {}, header);
+    auto file = with_table(0, table.substr(0, 32 + 32 + 6));
+    EXPECT_EQ(file->fields().size(), 1U);
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Attributes, a_header_may_end_before_the_mark_where_there_are_no_fields) {
+    TableHeader header;
+    header.header_size = 32;
+    auto file = with_table(0, table_file({}, {}, header));
+    EXPECT_TRUE(file->has_attributes());
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+TEST(Attributes, rows_without_fields_are_flags_alone) {
+    TableHeader header;
+    header.row_size = 0;
+    auto file = with_table(2, table_file({}, {" ", "*"}, header));
+    EXPECT_FALSE((*file)[0].deleted());
+    EXPECT_TRUE((*file)[1].deleted());
+    EXPECT_EQ(file.lines(repair_kind::table),
+              Lines{"memory.dbf:10: says that a row has 0 bytes; the fields take 1, read as 1"});
 }
 
 TEST(Attributes, a_table_may_lack_the_mark_behind_its_descriptors) {
@@ -179,7 +254,24 @@ TEST(Attributes, a_table_may_lack_the_mark_behind_its_descriptors) {
     auto file = with_table(2, table_file({{"A", 'C', 2}}, {" ab", " cd"}, header));
     ASSERT_EQ(file->fields().size(), 1U);
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
-    EXPECT_EQ(file.told(repair_kind::table), 1U);
+    EXPECT_EQ(file.lines(repair_kind::table),
+              Lines{"memory.dbf:64: has no mark behind its field descriptors"});
+}
+
+TEST(Attributes, a_row_is_no_descriptor_where_the_mark_is_missing) {
+    TableHeader header;
+    header.mark = "";
+    const std::string text(40, 'x'); // has a letter in the place of a field's type
+    auto file = with_table(1, table_file({{"A", 'C', 40}}, {" " + text}, header));
+    ASSERT_EQ(file->fields().size(), 1U);
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value(text));
+}
+
+TEST(Attributes, a_table_may_end_behind_a_descriptor) {
+    const std::string table = table_file({{"A", 'C', 2}}, {});
+    auto file = with_table(0, table.substr(0, 64));
+    EXPECT_EQ(file->fields().size(), 1U);
+    EXPECT_TRUE(with_table(0, table.substr(0, 63))->fields().empty());
 }
 
 TEST(Attributes, rows_are_as_long_as_their_flags_say) {
@@ -188,8 +280,23 @@ TEST(Attributes, rows_are_as_long_as_their_flags_say) {
         header.row_size = size;
         auto file = with_table(3, table_file({{"A", 'C', 2}}, {" ab", " cd", " ef"}, header));
         EXPECT_EQ((*file)[2].attributes()["A"], attribute_value("ef")) << size;
-        EXPECT_EQ(file.told(repair_kind::table), 1U) << size;
+        EXPECT_EQ(file.lines(repair_kind::table),
+                  Lines{"memory.dbf:10: says that a row has " + std::to_string(size) +
+                        " bytes; the fields take 3, read as 3"});
     }
+}
+
+TEST(Attributes, rows_that_end_with_the_file_show_how_long_they_are) {
+    TableHeader header;
+    header.row_size = 5;
+    header.rows = 10;
+    std::string table = table_file({{"A", 'C', 2}}, {" ab", " cd"}, header);
+    table.pop_back();
+    auto file = with_table(2, table);
+    EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:10: says that a row has 5 bytes; the fields take 3, read as 3",
+                     "memory.dbf:4: says that it has 10 rows, and has 2 in whole"}));
 }
 
 TEST(Attributes, a_field_that_reaches_beyond_the_row_has_no_value) {
@@ -209,7 +316,9 @@ TEST(Attributes, a_count_of_rows_beyond_the_file_is_cut_to_it) {
     EXPECT_EQ((*file)[2].attributes()["A"], none);
     EXPECT_EQ((*file)[2].attributes().size(), 1U);
     EXPECT_FALSE((*file)[2].deleted());
-    EXPECT_EQ(file.told(repair_kind::table), 2U); // the count, and that a record has no row
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:4: says that it has 4294967295 rows, and has 2 in whole",
+                     "memory.dbf:4: has 2 rows for 3 records"}));
 }
 
 TEST(Attributes, a_last_row_that_is_cut_keeps_its_whole_fields) {
@@ -227,13 +336,23 @@ TEST(Attributes, rows_that_a_stopped_writer_did_not_count_are_read) {
     header.rows = 0;
     auto file = with_table(2, table_file({{"A", 'C', 2}}, {" ab", " cd", " ef"}, header));
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
-    EXPECT_EQ(file.told(repair_kind::table), 1U);
+    EXPECT_EQ(file.lines(repair_kind::table), Lines{"memory.dbf:4: has 2 rows, not 0"});
+}
+
+TEST(Attributes, a_row_that_was_not_counted_is_read_when_it_is_whole) {
+    TableHeader header;
+    header.rows = 0;
+    // The last row is a flag and the mark behind the rows.
+    auto file = with_table(3, table_file({{"A", 'C', 2}}, {" ab", " cd", " "}, header));
+    EXPECT_EQ((*file)[2].attributes()["A"], none);
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:4: has 2 rows, not 0", "memory.dbf:4: has 2 rows for 3 records"}));
 }
 
 TEST(Attributes, more_rows_than_records_are_told) {
     auto file = with_table(1, table_file({{"A", 'C', 1}}, {" x", " y"}));
     EXPECT_EQ(file->size(), 1U);
-    EXPECT_EQ(file.told(repair_kind::table), 1U);
+    EXPECT_EQ(file.lines(repair_kind::table), Lines{"memory.dbf:4: has 2 rows for 1 records"});
 }
 
 TEST(Attributes, rows_may_be_longer_than_512_bytes) {
@@ -249,6 +368,7 @@ TEST(Attributes, a_text_may_have_the_high_byte_of_its_length_among_the_decimals)
     header.row_size = 1 + 300;
     auto file = with_table(1, table_file({{"A", 'C', 300 - 256, 1}}, {" " + std::string(300, 'x')}, header));
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value(std::string(300, 'x')));
+    EXPECT_EQ(file.lines(repair_kind::table), Lines{"memory.dbf:32: has texts longer than 255 bytes"});
 }
 
 TEST(Attributes, a_number_beside_a_long_text_keeps_its_decimals) {
@@ -286,11 +406,23 @@ TEST(Attributes, fields_that_level_7_adds_are_read_as_they_are) {
 }
 
 TEST(Attributes, a_table_that_ends_in_its_header_is_left_aside) {
-    for (const std::string &table :
-         {std::string("\x03 too short"), level_7_table('N', " 12").substr(0, 67)}) {
-        auto file = with_table(1, table);
-        EXPECT_FALSE(file->has_attributes());
-        EXPECT_EQ(file.told(repair_kind::table), 1U);
+    for (const auto &[table, header_size] :
+         {std::pair(table_file({{"A", 'C', 1}}, {}), 32), std::pair(level_7_table('N', " 12"), 68)})
+        for (const int size : {1, header_size - 1}) {
+            auto file = with_table(1, table.substr(0, static_cast<size_t>(size)));
+            EXPECT_FALSE(file->has_attributes());
+            const std::string end = std::to_string(size);
+            EXPECT_EQ(file.lines(repair_kind::table),
+                      Lines{"memory.dbf:" + end + ": is left aside: it ends in the header of its table"});
+        }
+}
+
+TEST(Attributes, a_table_may_be_nothing_but_its_header) {
+    for (const auto &[table, header_size] :
+         {std::pair(table_file({{"A", 'C', 1}}, {}), 32U), std::pair(level_7_table('N', " 12"), 68U)}) {
+        auto file = with_table(0, table.substr(0, header_size));
+        EXPECT_TRUE(file->has_attributes());
+        EXPECT_TRUE(file->fields().empty());
     }
 }
 
@@ -353,7 +485,17 @@ TEST(Encoding, a_name_that_iconv_does_not_know_is_passed_over) {
     for (const char *name : {"KLINGON", "8859"}) {
         auto file = with_table(1, text_table("\x84", 0x01), name);
         EXPECT_EQ(file->encoding()->name, "CP437") << name;
-        EXPECT_EQ(file.told(repair_kind::encoding), 1U) << name;
+        EXPECT_EQ(file.lines(repair_kind::encoding),
+                  Lines{std::string("memory.dbf:0: \"") + (isdigit(*name) ? "CP" : "") + name +
+                        "\" from the .cpg file is unknown to iconv"});
+    }
+}
+
+TEST(Encoding, a_cpg_file_that_begins_with_the_end_of_a_line_tells_nothing) {
+    for (const std::string_view text : {"\rUTF-8"sv, "\nUTF-8"sv, "\0UTF-8"sv}) {
+        auto file = with_table(1, text_table("x", 0x01), std::string(text));
+        EXPECT_EQ(file->encoding()->name, "CP437");
+        EXPECT_TRUE(file.repairs().empty());
     }
 }
 
@@ -372,21 +514,68 @@ constexpr bool descriptors_are_needed = true;
 constexpr bool descriptors_are_needed = false;
 #endif
 
-// While one lives, no file can be opened.
-class NoDescriptors {
+// While one lives, the process gets no more of something.
+template <int resource>
+class NoMore {
   public:
-    NoDescriptors() {
-        getrlimit(RLIMIT_NOFILE, &usual_);
+    NoMore() {
+        getrlimit(resource, &usual_);
         const rlimit zero = {0, usual_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &zero);
+        setrlimit(resource, &zero);
     }
-    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &usual_); }
-    NoDescriptors(const NoDescriptors &) = delete;
-    NoDescriptors &operator=(const NoDescriptors &) = delete;
+    ~NoMore() { setrlimit(resource, &usual_); }
+    NoMore(const NoMore &) = delete;
+    NoMore &operator=(const NoMore &) = delete;
 
   private:
     rlimit usual_ = {};
 };
+
+using NoDescriptors = NoMore<RLIMIT_NOFILE>;
+using NoAddresses = NoMore<RLIMIT_AS>;
+
+// The number that the next file opened would have.
+int next_descriptor() {
+    const int descriptor = open("/", O_PATH | O_CLOEXEC);
+    close(descriptor);
+    return descriptor;
+}
+
+// Of the addresses in use.
+long count_pages() {
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages;
+}
+
+TEST(Encoding, nothing_keeps_a_process_from_loading_as_a_rule) {
+    const int descriptor = next_descriptor();
+    errno = EMFILE; // of before
+    EXPECT_EQ(detail::reason_against_loading(), std::nullopt);
+    EXPECT_EQ(next_descriptor(), descriptor);
+    const long pages = count_pages();
+    EXPECT_EQ(detail::reason_against_loading(), std::nullopt);
+    EXPECT_EQ(count_pages(), pages);
+}
+
+TEST(Encoding, a_process_without_standard_input_can_load) {
+    const int kept = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    errno = EMFILE;
+    const std::optional<int> reason = detail::reason_against_loading();
+    const int next = next_descriptor();
+    dup2(kept, STDIN_FILENO);
+    close(kept);
+    EXPECT_EQ(reason, std::nullopt);
+    EXPECT_EQ(next, STDIN_FILENO);
+}
+
+TEST(Encoding, a_process_without_descriptors_or_addresses_cannot_load) {
+    if (descriptors_are_needed) GTEST_SKIP() << "the sanitizers cannot do without descriptors";
+    const auto without = [](const auto &) { return detail::reason_against_loading(); };
+    EXPECT_EQ(without(NoDescriptors()), EMFILE);
+    EXPECT_EQ(without(NoAddresses()), ENOMEM);
+}
 
 // Of an encoding that no other test asks for, so that its module is not loaded yet, in a process that has
 // opened one.
@@ -399,9 +588,12 @@ TEST(Encoding, a_name_whose_module_cannot_be_loaded_is_not_told_to_be_unknown) {
         auto file = with_table(1, table, "MACCYRILLIC");
         EXPECT_FALSE(file->has_attributes());
         EXPECT_EQ(file.told(repair_kind::encoding), 0U);
-        ASSERT_GE(file.told(repair_kind::file_beside), 1U);
-        EXPECT_EQ(file.repairs()[0].text,
-                  "cannot be decoded: iconv cannot open MACCYRILLIC: Too many open files");
+        EXPECT_EQ(
+            file.lines(repair_kind::file_beside),
+            Lines{"memory.dbf:0: cannot be decoded: iconv cannot open MACCYRILLIC: Too many open files"});
+        EXPECT_EQ(file.lines(repair_kind::table),
+                  Lines{"memory.dbf:0: is left aside: it cannot be decoded: iconv cannot open MACCYRILLIC: "
+                        "Too many open files"});
     }
     auto file = with_table(1, table, "MACCYRILLIC");
     ASSERT_TRUE(file->encoding());
@@ -444,6 +636,36 @@ TEST(Encoding, a_character_that_the_field_cuts_is_dropped) {
     auto file = with_table(1, text_table("abc\xc3", 0), "UTF-8");
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("abc"));
     EXPECT_EQ(file.told(repair_kind::text), 1U);
+}
+
+TEST(Encoding, a_decoder_that_is_open_was_not_refused) {
+    EXPECT_EQ(detail::text_decoder("UTF-8").refusal(), 0);
+    EXPECT_EQ(detail::text_decoder("KLINGON").refusal(), EINVAL);
+}
+
+TEST(Encoding, plain_text_is_converted_by_nobody_where_it_stays_as_it_is) {
+    auto plain = with_table(1, text_table("ab", 0x03));
+    conversions = 0;
+    EXPECT_EQ((*plain)[0].attributes()["A"], attribute_value("ab"));
+    EXPECT_EQ(conversions, 0);
+    auto other = with_table(1, text_table("a\xe4", 0x03));
+    conversions = 0;
+    EXPECT_EQ((*other)[0].attributes()["A"], attribute_value("aä"));
+    EXPECT_GT(conversions, 0);
+}
+
+TEST(Encoding, plain_text_may_mean_other_characters) {
+    auto file = with_table(1, text_table("[\\]", 0), "ISO646-DE");
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("ÄÖÜ"));
+    auto backslash = with_table(1, text_table("\\a", 0), "JOHAB");
+    EXPECT_EQ((*backslash)[0].attributes()["A"], attribute_value("₩a"));
+}
+
+TEST(Encoding, shifts_of_one_text_do_not_reach_into_the_next) {
+    const std::string shifted = " \x1b$B$\"", plain = " ab\x1b(B";
+    auto file = with_table(2, table_file({{"A", 'C', 5}}, {shifted, plain}), "ISO-2022-JP");
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("あ"));
+    EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("ab"));
 }
 
 TEST(Encoding, encodings_with_shifts_are_converted_from_ascii_too) {

@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <barrier>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
@@ -18,7 +19,9 @@
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 
 namespace lindra::test {
 namespace {
@@ -162,6 +165,43 @@ TEST_F(FaultGuard, table_is_guarded_too) {
     const auto reason = error_of([&] { guarded(file, [&] { return file[0].attributes()[0]; }); });
     ASSERT_TRUE(reason);
     EXPECT_EQ(reason->file(), table);
+}
+
+TEST_F(FaultGuard, name_of_an_encoding_is_guarded_while_it_is_read) {
+    const std::string path = directory.write("few.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    write_at(path, 24, be32(50)); // is told before the name is looked for
+    directory.write("few.dbf", table_file({{"NAME", 'C', 4}}, {" full"}));
+    const std::string name = directory.write("few.cpg", "UTF-8");
+    std::filesystem::resize_file(name, 20 * megabyte);
+    Cutter cutter(name, 0);
+    bool told = false;
+    const auto reason = error_of([&] {
+        const shapefile file(path, {"", [&](const repair &) {
+                                        if (!std::exchange(told, true)) cutter.cut();
+                                    }});
+    });
+    ASSERT_TRUE(reason);
+    EXPECT_EQ(reason->file(), name);
+    EXPECT_EQ(reason->offset(), 0U);
+}
+
+TEST_F(FaultGuard, files_beyond_16_mib_are_shared) {
+    for (const int64_t more : {0, 1}) {
+        const std::string path = directory.write("file", "");
+        std::filesystem::resize_file(path, 16 * megabyte + static_cast<uint64_t>(more));
+        const detail::mapped_file file(path);
+        EXPECT_EQ(file.shared() != nullptr, more > 0);
+    }
+}
+
+TEST_F(FaultGuard, mapping_holds_its_bytes_and_no_other) {
+    const std::string path = directory.write("file", "ab");
+    const detail::mapping file(path);
+    const unsigned char *data = file.bytes().data();
+    EXPECT_FALSE(file.holds(data - 1));
+    EXPECT_TRUE(file.holds(data));
+    EXPECT_TRUE(file.holds(data + 1));
+    EXPECT_FALSE(file.holds(data + 2));
 }
 
 TEST_F(FaultGuard, geojson_of_a_file_that_is_cut_has_no_end) {
@@ -372,10 +412,42 @@ TEST_F(FaultGuard, sent_signals_that_the_host_ignores_stay_ignored) {
     const shapefile file(LargeShapes::write(directory));
     const HostHandler host(plain(SIG_IGN));
     guarded(file, [] {
-        std::raise(SIGBUS);
-        std::raise(SIGBUS);
+        for (int i = 0; i < 2; i++) {
+            std::raise(SIGBUS);
+            kill(getpid(), SIGBUS);
+        }
+        EXPECT_NE(handler_now().sa_handler, SIG_DFL);
     });
     EXPECT_EQ(handler_now().sa_handler, SIG_IGN);
+}
+
+TEST_F(FaultGuard, what_the_host_holds_back_while_it_handles_a_fault_is_held_back) {
+    const shapefile file(LargeShapes::write(directory));
+    struct sigaction action = mending();
+    sigaddset(&action.sa_mask, SIGUSR1);
+    action.sa_flags |= SA_RESTART;
+    const HostHandler host(action);
+    const fault_guard guard(file);
+    const struct sigaction now = handler_now();
+    EXPECT_NE(address_of(now), reinterpret_cast<uintptr_t>(mend_as_host));
+    EXPECT_TRUE(sigismember(&now.sa_mask, SIGUSR1));
+    EXPECT_FALSE(sigismember(&now.sa_mask, SIGUSR2));
+    EXPECT_TRUE(now.sa_flags & SA_RESTART);
+    EXPECT_FALSE(now.sa_flags & SA_NODEFER);
+}
+
+void spoil_errno(int) {
+    errno = EDOM;
+}
+
+TEST_F(FaultGuard, handler_of_the_host_leaves_no_errno_behind) {
+    const shapefile file(LargeShapes::write(directory));
+    const HostHandler host(plain(spoil_errno));
+    guarded(file, [] {
+        errno = 0;
+        std::raise(SIGBUS);
+        EXPECT_EQ(errno, 0);
+    });
 }
 
 TEST_F(FaultGuard, handler_that_the_host_sets_meanwhile_stays) {
@@ -456,6 +528,28 @@ TEST_F(FaultGuardDeathTest, ignored_faults_end_the_process_too) {
             harmed.touch();
         },
         testing::KilledBySignal(SIGBUS), "alive");
+}
+
+// Of every kind, as the kernel sends it; a process may send it to itself.
+void fault_of_kind(int code) {
+    siginfo_t info = {};
+    info.si_signo = SIGBUS;
+    info.si_code = code;
+    syscall(SYS_rt_sigqueueinfo, getpid(), SIGBUS, &info);
+}
+
+TEST_F(FaultGuardDeathTest, no_kind_of_fault_is_ignored) {
+    const shapefile file(LargeShapes::write(directory));
+    for (const int code : {BUS_ADRALN, BUS_ADRERR, BUS_OBJERR})
+        EXPECT_EXIT(
+            {
+                std::signal(SIGBUS, SIG_IGN);
+                const fault_guard guard(file);
+                fault_of_kind(code);
+                const bool is_next_the_last = handler_now().sa_handler == SIG_DFL;
+                _exit(is_next_the_last ? 0 : 1);
+            },
+            testing::ExitedWithCode(0), "");
 }
 
 TEST_F(FaultGuardDeathTest, signal_that_was_sent_ends_the_process) {

@@ -18,6 +18,7 @@ struct Written {
     OpenShapefile file;
     std::string text;
     size_t repairs() const { return file.told(repair_kind::geometry); }
+    Lines lines() const { return file.lines(repair_kind::geometry); }
 };
 
 std::string polygon(const std::vector<Path> &rings) {
@@ -88,11 +89,23 @@ TEST(Geojson, outlines_turn_counterclockwise_and_holes_clockwise) {
     EXPECT_EQ(written.repairs(), 0U);
 }
 
+TEST(Geojson, the_least_of_holes_is_turned_too) {
+    const Written written(polygon({square(0, 0, 9), {{1, 1}, {1, 2}, {2, 1}, {1, 1}}}));
+    EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[9,0],[9,9],[0,9],[0,0]],)"
+                            R"([[1,1],[1,2],[2,1],[1,1]]]})");
+    EXPECT_EQ(written.lines(), Lines{"memory.shp:100: record 1 has a hole that runs clockwise"});
+    const Written other(polygon({square(0, 0, 9), {{1, 1}, {2, 1}, {1, 2}, {1, 1}}}));
+    EXPECT_EQ(other.text, written.text);
+    EXPECT_EQ(other.repairs(), 0U);
+}
+
 TEST(Geojson, rings_that_turn_the_wrong_way_are_told_apart_by_containment) {
     const Written written(polygon({square(1, 1, 2), square(0, 0, 9, counterclockwise)}));
     EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[9,0],[9,9],[0,9],[0,0]],)"
                             R"([[1,1],[1,3],[3,3],[3,1],[1,1]]]})");
-    EXPECT_EQ(written.repairs(), 1U);
+    EXPECT_EQ(written.lines(), Lines{"memory.shp:100: record 1 has a hole that runs clockwise"});
+    EXPECT_EQ(Written(polygon({square(0, 0, 9, counterclockwise)})).lines(),
+              Lines{"memory.shp:100: record 1 has an outline that runs counterclockwise"});
 }
 
 TEST(Geojson, an_island_in_a_lake_is_a_polygon_of_its_own) {
@@ -135,11 +148,76 @@ TEST(Geojson, rings_that_touch_wherever_they_are_asked_hold_one_another_not) {
     const Written written(polygon({greater, triangle}));
     EXPECT_TRUE(written.text.starts_with(R"({"type":"MultiPolygon")")) << written.text;
     EXPECT_EQ(written.repairs(), 0U);
+    // What is behind the last corner of one that is open belongs to nobody.
+    const Written open(polygon({greater, {{0, 0}, {0, 8}, {8, 0}}}));
+    EXPECT_EQ(open.text, written.text);
+    EXPECT_EQ(open.lines(), Lines{"memory.shp:100: record 1 has a ring that is not closed, and is closed"});
 }
 
 TEST(Geojson, a_hole_may_touch_its_outline_at_corners) {
     const Path diamond = {{0, 2}, {2, 0}, {4, 2}, {2, 4}, {0, 2}};
     EXPECT_TRUE(Written(polygon({square(0, 0, 4), diamond})).text.starts_with(R"({"type":"Polygon")"));
+}
+
+// Whether the second of two rings is a hole of the first.
+bool is_hole(const Path &ring, const Path &of) {
+    const std::string text = Written(polygon({of, ring})).text;
+    EXPECT_TRUE(text.starts_with(R"({"type":"Polygon")") || text.starts_with(R"({"type":"MultiPolygon")"));
+    return text.starts_with(R"({"type":"Polygon")");
+}
+
+TEST(Geojson, a_ring_that_is_partly_beside_another_is_no_hole) {
+    EXPECT_FALSE(is_hole({{5, 5}, {12, 6}, {12, 5}, {5, 5}}, square(0, 0, 9)));
+    EXPECT_FALSE(is_hole({{5, 5}, {6, 12}, {5, 12}, {5, 5}}, square(0, 0, 9)));
+}
+
+TEST(Geojson, rings_of_one_size_hold_one_another_not) {
+    // They cross, and the rectangle's first point lies in the diamond.
+    const Path diamond = {{0, 2}, {2, 4}, {4, 2}, {2, 0}, {0, 2}};
+    EXPECT_FALSE(is_hole({{1, 2}, {1, 4}, {3, 4}, {3, 0}, {1, 0}, {1, 2}}, diamond));
+}
+
+TEST(Geojson, the_side_that_closes_a_ring_counts_once) {
+    const Path outline = {{9, 0}, {0, 0}, {0, 9}, {9, 9}, {9, 0}};
+    EXPECT_TRUE(is_hole(square(1, 1, 2), outline));
+    EXPECT_TRUE(is_hole(square(1, 1, 2), Path(outline.rbegin(), outline.rend())));
+}
+
+TEST(Geojson, corners_of_an_outline_level_with_those_of_its_hole_count_once) {
+    const Path outline = {{0, 2}, {2, 4}, {4, 2}, {2, 0}, {0, 2}};
+    const Path hole = {{1, 2}, {2, 3}, {3, 2}, {2, 1}, {1, 2}};
+    EXPECT_TRUE(is_hole(hole, outline));
+    EXPECT_TRUE(is_hole(hole, Path(outline.rbegin(), outline.rend())));
+    // Both neighbours of the corner lie on one side of it.
+    EXPECT_TRUE(is_hole({{1, 2}, {2, 3}, {2, 1}, {1, 2}}, {{0, 0}, {0, 4}, {6, 4}, {4, 2}, {6, 0}, {0, 0}}));
+    EXPECT_TRUE(
+        is_hole({{1, 2}, {2, 1}, {1, 1}, {1, 2}}, {{0, 0}, {0, 5}, {3, 5}, {4, 2}, {5, 5}, {6, 0}, {0, 0}}));
+}
+
+TEST(Geojson, holes_may_be_as_small_as_they_like) {
+    EXPECT_TRUE(is_hole(square(0.125, 0.125, 0.25), square(0, 0, 0.5)));
+    EXPECT_TRUE(is_hole(square(0.125, 0.125, 0.25, counterclockwise), square(0, 0, 0.5, counterclockwise)));
+}
+
+// The holes of the following touch their outlines wherever they are asked but in one place.
+
+TEST(Geojson, every_corner_of_a_small_hole_is_asked) {
+    // Its first and third corner lie on the outline, as do the middles behind them.
+    const Path outline = {{0, 0}, {0, 4}, {2, 4},   {3, 2.5}, {4, 4},
+                          {4, 0}, {2, 0}, {1, 1.5}, {0.5, 0}, {0, 0}};
+    EXPECT_TRUE(is_hole({{0, 2}, {2, 1}, {4, 2}, {2, 3}, {0, 2}}, outline));
+}
+
+TEST(Geojson, the_first_corner_of_a_hole_is_asked) {
+    const Path outline = {{0, 0}, {0, 8}, {8, 8}, {8, 3}, {6, 2}, {8, 1}, {8, 0}, {0, 0}};
+    EXPECT_TRUE(is_hole({{4, 4}, {8, 0}, {0, 0}, {4, 4}}, outline));
+    EXPECT_TRUE(is_hole({{4, 4}, {0, 0}, {8, 0}, {4, 4}}, outline));
+}
+
+TEST(Geojson, the_middle_of_a_side_of_a_hole_is_asked_and_of_nothing_else) {
+    // The middle between the first corner and the third lies outside.
+    const Path outline = {{0, 0}, {0, 8}, {2, 8}, {4, 4}, {6, 8}, {8, 8}, {8, 0}, {0, 0}};
+    EXPECT_TRUE(is_hole({{0, 8}, {4, 4}, {8, 8}, {4, 0}, {0, 8}}, outline));
 }
 
 TEST(Geojson, open_rings_are_closed) {
@@ -154,6 +232,13 @@ TEST(Geojson, rings_without_area_are_left_out) {
     EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[1,0],[1,1],[0,1],[0,0]]]})");
     EXPECT_EQ(written.repairs(), 2U);
     EXPECT_EQ(Written(polygon({{{0, 0}, {1, 1}, {0, 0}}})).text, "null");
+}
+
+TEST(Geojson, points_in_one_place_are_a_closed_ring_and_a_point_is_none) {
+    const std::string left_out = "memory.shp:100: record 1 has a ring without area, which is left out";
+    EXPECT_EQ(Written(polygon({{{1, 1}, {1, 1}}})).lines(), Lines{left_out});
+    EXPECT_EQ(Written(polygon({{{1, 1}}})).lines(),
+              (Lines{"memory.shp:100: record 1 has a ring that is not closed, and is closed", left_out}));
 }
 
 TEST(Geojson, a_ring_that_is_too_large_to_be_measured_is_left_out) {
@@ -171,9 +256,11 @@ TEST(Geojson, a_coordinate_that_is_no_number_leaves_no_shape) {
 }
 
 TEST(Geojson, a_height_that_is_no_number_leaves_out_all) {
-    const Written written(path_shape(SHAPE_POLYLINEZ, {{{1, 2}, {3, 4}}}) + extras({5, not_a_number}));
-    EXPECT_EQ(written.text, R"({"type":"LineString","coordinates":[[1,2],[3,4]]})");
-    EXPECT_EQ(written.repairs(), 1U);
+    for (const auto &heights : {std::vector{5.0, not_a_number}, std::vector{not_a_number, 5.0}}) {
+        const Written written(path_shape(SHAPE_POLYLINEZ, {{{1, 2}, {3, 4}}}) + extras(heights));
+        EXPECT_EQ(written.text, R"({"type":"LineString","coordinates":[[1,2],[3,4]]})");
+        EXPECT_EQ(written.repairs(), 1U);
+    }
 }
 
 TEST(Geojson, huge_coordinates_do_not_confuse_the_nesting) {
@@ -247,6 +334,13 @@ TEST(Geojson, what_is_no_surface_of_a_patch_is_left_out) {
 TEST(Geojson, triangles_are_turned_counterclockwise) {
     EXPECT_EQ(Written(patch({{part_type::triangle_fan, {{0, 0}, {0, 1}, {1, 0}}}})).text,
               R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,0,0],[0,1,1],[0,0,0]]]]})");
+    EXPECT_EQ(Written(patch({{part_type::triangle_fan, {{0, 0}, {0.5, 0}, {0, 0.5}}}})).text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[0.5,0,1],[0,0.5,0],[0,0,0]]]]})");
+}
+
+TEST(Geojson, an_upright_triangle_keeps_its_direction) {
+    EXPECT_EQ(Written(patch({{part_type::triangle_fan, {{0, 0}, {1, 1}, {2, 2}}}})).text,
+              R"({"type":"MultiPolygon","coordinates":[[[[0,0,0],[1,1,1],[2,2,0],[0,0,0]]]]})");
 }
 
 TEST(Geojson, an_upright_surface_keeps_its_direction) {
@@ -284,6 +378,20 @@ TEST(Geojson, a_feature_bears_its_attributes) {
     EXPECT_EQ(geojson((*file)[0]),
               R"({"type":"Feature","geometry":{"type":"Point","coordinates":[1,2]},"properties":)"
               R"({"T\"":"\"\\\u0001ä","N":42,"F":0.001,"D":"1999-01-02","L":true,"X":null}})");
+}
+
+TEST(Geojson, texts_are_escaped_where_json_asks_for_it) {
+    std::string out;
+    detail::append_text(out, std::string_view("\0\x01\x1f !\"/\\\b\f\n\r\t\x7f", 14));
+    EXPECT_EQ(out, R"("\u0000\u0001\u001f !\"/\\\b\f\n\r\t)"
+                   "\x7f\"");
+}
+
+TEST(Geojson, dates_have_ten_characters) {
+    OpenShapefile file(main_file_of(SHAPE_NULL, {le32(SHAPE_NULL)}), "",
+                       table_file({{"A", 'D', 8}, {"B", 'D', 8}}, {" 0033010920241231"}));
+    EXPECT_EQ(geojson((*file)[0]),
+              R"({"type":"Feature","geometry":null,"properties":{"A":"0033-01-09","B":"2024-12-31"}})");
 }
 
 TEST(Geojson, logical_values_are_true_false_or_null) {

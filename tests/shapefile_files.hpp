@@ -94,6 +94,8 @@ inline std::string index_file(int32_t type, const std::vector<std::pair<size_t, 
     return bytes;
 }
 
+using Lines = std::vector<std::string>;
+
 struct Column {
     std::string name;
     char type;
@@ -157,6 +159,15 @@ class OpenShapefile {
         for (const repair &each : repairs_)
             count += each.kind == kind;
         return count;
+    }
+
+    // Those repairs, each with its place: "FILE:BYTE: TEXT".
+    std::vector<std::string> lines(repair_kind kind) const {
+        std::vector<std::string> all;
+        for (const repair &each : repairs_)
+            if (each.kind == kind)
+                all.push_back(each.file + ":" + std::to_string(each.offset) + ": " + each.text);
+        return all;
     }
 
   private:

@@ -188,6 +188,11 @@ TEST(Shapefile, records_stay_valid_when_the_shapefile_moves) {
 
 // --- Files ---
 
+TEST(Shapefile, the_ending_may_be_in_capitals) {
+    const TemporaryDirectory directory;
+    EXPECT_EQ(first_xs(shapefile(directory.write("roads.SHP", three_points()))), (Xs{1, 3, 5}));
+}
+
 TEST(Shapefile, opens_the_files_beside_the_main_one) {
     const TemporaryDirectory directory;
     const std::string path = directory.write("roads.shp", three_points());
@@ -221,6 +226,20 @@ TEST(Shapefile, repairs_need_not_be_heard) {
     EXPECT_EQ(file[0].points().size(), 2U);
 }
 
+TEST(Shapefile, what_is_no_file_beside_the_main_one_is_told_with_its_place) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.write("roads.shp", three_points());
+    std::filesystem::create_directory(directory.path() / "roads.dbf");
+    const std::string table = directory.path() / "roads.dbf";
+    std::vector<repair> told;
+    const shapefile file(path, {"", [&](const repair &each) { told.push_back(each); }});
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_EQ(told[0].kind, repair_kind::file_beside);
+    EXPECT_EQ(told[0].file, table);
+    EXPECT_EQ(told[0].offset, 0U);
+    EXPECT_EQ(told[0].text, table + ": byte 0: is no regular file");
+}
+
 TEST(Shapefile, a_missing_file_is_an_error_that_names_it) {
     try {
         const shapefile file("/nowhere/roads.shp");
@@ -242,7 +261,13 @@ TEST(Shapefile, a_cut_header_is_an_error_with_its_place) {
 }
 
 TEST(Shapefile, another_kind_of_file_is_an_error) {
-    EXPECT_THROW(OpenShapefile(std::string(200, 'x')), error);
+    try {
+        OpenShapefile file(std::string(200, 'x'));
+        FAIL();
+    } catch (const error &reason) {
+        EXPECT_STREQ(reason.what(), "memory.shp: byte 0: is no main file of a shapefile: it does not begin "
+                                    "with the number 9994");
+    }
 }
 
 TEST(Shapefile, a_record_beyond_the_last_is_an_error) {
@@ -258,8 +283,18 @@ TEST(Shapefile, the_size_of_the_file_counts_not_what_its_header_says) {
         bytes.replace(24, 4, be32(words));
         OpenShapefile file(bytes);
         EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5})) << words;
-        EXPECT_EQ(file.told(repair_kind::file_header), 1U);
+        const std::string told = std::to_string(int64_t{2} * static_cast<uint32_t>(words));
+        EXPECT_EQ(file.lines(repair_kind::file_header),
+                  Lines{"memory.shp:24: the length field says " + told + " bytes, the file has 184"});
     }
+}
+
+TEST(Shapefile, another_version_is_read_as_the_only_one) {
+    std::string bytes = three_points();
+    bytes.replace(28, 4, le32(1001));
+    OpenShapefile file(bytes);
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
+    EXPECT_EQ(file.lines(repair_kind::file_header), Lines{"memory.shp:28: has version 1001, read as 1000"});
 }
 
 TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_by_what_the_shape_takes) {
@@ -289,6 +324,66 @@ TEST(Shapefile, a_length_that_leads_nowhere_is_replaced_where_the_index_names_th
     EXPECT_EQ(file.told(repair_kind::record_length), 1U);
 }
 
+// How many records a file has that begins with one of that number and a length that leads nowhere.
+size_t found_from(int32_t number, const std::vector<size_t> &named) {
+    const std::string point = point_shape(1, 2);
+    std::vector<std::pair<size_t, size_t>> entries;
+    for (const size_t offset : named)
+        entries.emplace_back(offset, point.size());
+    return OpenShapefile(main_file(SHAPE_POINT, record_bytes(number, point, 1000) + record_bytes(2, point) +
+                                                    record_bytes(3, point)),
+                         index_file(SHAPE_POINT, entries))
+        ->size();
+}
+
+TEST(Shapefile, any_entry_of_the_index_may_name_the_record_whose_length_leads_nowhere) {
+    EXPECT_EQ(found_from(1, {}), 3U);
+    EXPECT_EQ(found_from(7, {}), 2U);
+    EXPECT_EQ(found_from(7, {100, 128, 156}), 3U);
+    EXPECT_EQ(found_from(7, {156, 128, 100}), 3U);
+    EXPECT_EQ(found_from(7, {128, 100, 156}), 3U);
+    EXPECT_EQ(found_from(0, {100, 128, 156}), 2U) << "numbers begin with 1";
+    EXPECT_EQ(found_from(-1, {100, 128, 156}), 2U);
+}
+
+TEST(Shapefile, number_0_is_none_that_is_expected) {
+    const std::string point = point_shape(1, 2);
+    OpenShapefile file(main_file(SHAPE_POINT, record_bytes(-1, point) + record_bytes(0, point, 1000)));
+    EXPECT_EQ(file->size(), 1U);
+    EXPECT_EQ(file.lines(repair_kind::gap), Lines{"memory.shp:128: 28 bytes belong to no record"});
+}
+
+TEST(Shapefile, a_last_record_whose_length_leads_nowhere_keeps_its_measures) {
+    const std::string line = path_shape(SHAPE_POLYLINEM, {{{1, 2}, {3, 4}}}) + extras({8, 9});
+    OpenShapefile file(main_file(SHAPE_POLYLINEM, record_bytes(1, line, 0)));
+    ASSERT_EQ(file->size(), 1U);
+    EXPECT_EQ((*file)[0].contents().size(), line.size());
+    EXPECT_EQ((*file)[0].m(1), 9);
+    EXPECT_EQ(file.lines(repair_kind::record_length),
+              Lines{"memory.shp:104: record 1 has a length of 0 words; read as " +
+                    std::to_string(line.size()) + " bytes"});
+}
+
+TEST(Shapefile, a_last_record_without_its_counts_keeps_what_is_there) {
+    OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, le32(SHAPE_POLYLINE) + "abc", 1000)));
+    ASSERT_EQ(file->size(), 1U);
+    const shape_record record = (*file)[0];
+    EXPECT_EQ(record.contents().size(), 7U);
+    EXPECT_EQ(record.type(), shape_type::polyline);
+    EXPECT_EQ(file.lines(repair_kind::shape_cut), Lines{"memory.shp:100: record 1 ends before its counts"});
+}
+
+TEST(Shapefile, a_header_without_contents_at_the_end_is_a_null_record) {
+    OpenShapefile file(main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + record_bytes(2, "")));
+    EXPECT_EQ(first_xs(*file), (Xs{1, -1}));
+    EXPECT_EQ(file.told(repair_kind::gap), 0U);
+    const std::string bytes =
+        main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + record_bytes(2, ""));
+    OpenShapefile cut(bytes.substr(0, bytes.size() - 1));
+    EXPECT_EQ(first_xs(*cut), (Xs{1}));
+    EXPECT_EQ(cut.lines(repair_kind::gap), Lines{"memory.shp:128: 7 bytes belong to no record"});
+}
+
 TEST(Shapefile, a_shape_beyond_4_gib_is_cut_to_what_a_record_can_have) {
     constexpr uint32_t count = 1 << 28;
     const std::string begin =
@@ -309,7 +404,24 @@ TEST(Shapefile, a_length_that_reaches_over_the_next_record_does_not_hide_it) {
                                                      record_bytes(3, line)));
     EXPECT_EQ(file->size(), 3U);
     EXPECT_EQ((*file)[0].contents().size(), line.size());
-    EXPECT_EQ(file.told(repair_kind::record_length), 1U);
+    EXPECT_EQ(file.lines(repair_kind::record_length),
+              Lines{"memory.shp:104: record 1 reaches over the next one; read as " +
+                    std::to_string(line.size()) + " bytes"});
+    EXPECT_EQ(file.told(repair_kind::gap), 0U);
+}
+
+TEST(Shapefile, a_length_that_reaches_over_a_gap_hides_nothing_behind_it) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
+    const auto words = static_cast<int32_t>(line.size() / 2 + 10);
+    OpenShapefile file(main_file(SHAPE_POLYLINE, record_bytes(1, line, words) + std::string(6, 'x') +
+                                                     record_bytes(2, line) + record_bytes(3, line)));
+    EXPECT_EQ(file->size(), 3U);
+    const std::string size = std::to_string(line.size());
+    EXPECT_EQ(file.lines(repair_kind::gap),
+              Lines{"memory.shp:" + std::to_string(108 + line.size()) + ": 6 bytes belong to no record"});
+    EXPECT_EQ(file.lines(repair_kind::record_length),
+              Lines{"memory.shp:104: record 1 reaches over the next one; read as " +
+                    std::to_string(line.size() + 6) + " bytes"});
 }
 
 TEST(Shapefile, a_record_without_contents_is_null) {
@@ -356,6 +468,35 @@ TEST(Shapefile, a_gap_ends_at_the_next_record_of_the_index) {
     EXPECT_EQ(file.told(repair_kind::gap), 2U);
 }
 
+TEST(Shapefile, a_gap_ends_at_the_next_record_of_an_index_in_any_order) {
+    // Neither of the records behind the gap is one that a search would believe.
+    const std::string tail(12, 'x');
+    const std::string bytes =
+        main_file(SHAPE_POINT, record_bytes(1, point_shape(1, 2)) + std::string(40, 'x') +
+                                   record_bytes(2, point_shape(3, 4)) + tail +
+                                   record_bytes(3, point_shape(5, 6)) + tail);
+    for (const std::vector<std::pair<size_t, size_t>> &entries :
+         {std::vector<std::pair<size_t, size_t>>{{100, 20}, {168, 20}, {208, 20}},
+          std::vector<std::pair<size_t, size_t>>{{208, 20}, {168, 20}, {100, 20}}}) {
+        OpenShapefile file(bytes, index_file(SHAPE_POINT, entries));
+        EXPECT_EQ(file->size(), 3U);
+        EXPECT_EQ(file.lines(repair_kind::gap), (Lines{"memory.shp:128: 40 bytes belong to no record",
+                                                       "memory.shp:196: 12 bytes belong to no record",
+                                                       "memory.shp:236: 12 bytes belong to no record"}));
+    }
+}
+
+TEST(Shapefile, a_gap_may_be_of_odd_size_at_the_end_and_stand_before_the_first_record) {
+    OpenShapefile odd(three_points() + std::string(13, 'x'));
+    EXPECT_EQ(odd->size(), 3U);
+    EXPECT_EQ(odd.lines(repair_kind::gap), Lines{"memory.shp:184: 13 bytes belong to no record"});
+    const std::string point = point_shape(1, 2);
+    OpenShapefile first(
+        main_file(SHAPE_POINT, std::string(12, 'x') + record_bytes(1, point) + record_bytes(2, point)));
+    EXPECT_EQ(first->size(), 2U);
+    EXPECT_EQ(first.lines(repair_kind::gap), Lines{"memory.shp:100: 12 bytes belong to no record"});
+}
+
 // How many records are found where the first one is followed by a gap and by these bytes.
 size_t found_behind_a_gap(int32_t type, const std::string &bytes) {
     const std::string line = path_shape(SHAPE_POLYLINE, {{{3, 4}, {5, 6}}});
@@ -380,6 +521,10 @@ TEST(Shapefile, a_gap_ends_at_a_record_that_convinces) {
         << "leads to no other";
     EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, line.substr(0, 24))), 1U)
         << "does not hold its counts";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, path_shape(SHAPE_POLYLINE, {}))), 2U)
+        << "holds no more than its counts";
+    EXPECT_EQ(found_behind_a_gap(SHAPE_POLYLINE, record_bytes(2, le32(SHAPE_NULL))), 2U)
+        << "holds no more than its type";
 }
 
 TEST(Shapefile, an_entry_of_the_index_that_points_into_the_header_leads_to_no_record) {
@@ -415,8 +560,25 @@ TEST(Shapefile, numbers_out_of_order_are_kept_and_told) {
                                                   record_bytes(3, point_shape(5, 6))));
     EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
     EXPECT_EQ((*file)[1].number(), -3);
-    ASSERT_EQ(file.told(repair_kind::record_number), 1U);
-    EXPECT_EQ(file.repairs()[0].text, "2 of 3 records bear another number than their place");
+    EXPECT_EQ(file.lines(repair_kind::record_number),
+              Lines{"memory.shp:100: 2 of 3 records bear another number than their place"});
+}
+
+TEST(Shapefile, numbers_are_compared_with_the_order_that_the_index_gives) {
+    const std::string bytes =
+        main_file(SHAPE_POINT, record_bytes(2, point_shape(1, 2)) + record_bytes(1, point_shape(3, 4)) +
+                                   record_bytes(3, point_shape(5, 6)));
+    EXPECT_EQ(OpenShapefile(bytes).lines(repair_kind::record_number),
+              Lines{"memory.shp:100: 2 of 3 records bear another number than their place"});
+    OpenShapefile mended(bytes, index_file(SHAPE_POINT, {{128, 20}, {100, 20}, {156, 20}}));
+    EXPECT_EQ(first_xs(*mended), (Xs{3, 1, 5}));
+    EXPECT_EQ(mended.told(repair_kind::record_number), 0U);
+    OpenShapefile worse(bytes, index_file(SHAPE_POINT, {{156, 20}, {128, 20}, {100, 20}}));
+    EXPECT_EQ(worse.lines(repair_kind::record_number),
+              Lines{"memory.shp:156: 3 of 3 records bear another number than their place"});
+    EXPECT_EQ(
+        worse.lines(repair_kind::record_order),
+        Lines{"memory.shp:100: has 3 records; the index has 3 in another order or place, and is followed"});
 }
 
 TEST(Shapefile, an_index_that_leads_to_every_record_gives_the_order) {
@@ -437,23 +599,49 @@ TEST(Shapefile, a_blank_entry_of_the_index_keeps_the_place_of_a_null_shape) {
     EXPECT_EQ((*file)[1].offset(), 0U);
     EXPECT_EQ((*file)[1].number(), 0);
     EXPECT_EQ((*file)[1].type_code(), SHAPE_NULL);
+    EXPECT_TRUE((*file)[1].contents().empty());
+    EXPECT_EQ(file.lines(repair_kind::record_number),
+              Lines{"memory.shp:128: 2 of 4 records bear another number than their place"});
 }
 
 TEST(Shapefile, an_index_with_wrong_entries_is_left_aside) {
-    const std::vector<std::vector<std::pair<size_t, size_t>>> wrong = {
-        {{100, 20}, {130, 20}, {156, 20}}, {{100, 20}, {100, 20}, {156, 20}}, {{100, 20}, {99999990, 20}}};
-    for (const auto &entries : wrong) {
+    struct Wrong {
+        std::vector<std::pair<size_t, size_t>> entries;
+        std::string told;
+    };
+    for (const auto &[entries, told] : {Wrong{{{100, 20}, {130, 20}, {156, 20}}, "memory.shx:108: 1 of 3"},
+                                        Wrong{{{98, 20}, {130, 20}, {158, 20}}, "memory.shx:100: 3 of 3"},
+                                        Wrong{{{100, 20}, {100, 20}, {156, 20}}, "memory.shx:108: 1 of 3"},
+                                        Wrong{{{100, 20}, {99999990, 20}}, "memory.shx:108: 1 of 2"}}) {
         OpenShapefile file(three_points(), index_file(SHAPE_POINT, entries));
         EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
-        EXPECT_EQ(file.told(repair_kind::index), 1U);
+        EXPECT_EQ(file.lines(repair_kind::index),
+                  Lines{told + " entries lead to no record of their own; the index is left aside"});
     }
+}
+
+TEST(Shapefile, a_file_that_is_no_index_is_left_aside) {
+    for (const std::string &index : {std::string(300, 'x'), index_file(SHAPE_POINT, {}).substr(0, 99)}) {
+        OpenShapefile file(three_points(), index);
+        EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
+        EXPECT_EQ(file.lines(repair_kind::index),
+                  Lines{"memory.shx:0: is no index of a shapefile, and is left aside"});
+    }
+}
+
+TEST(Shapefile, an_index_may_be_nothing_but_its_header) {
+    OpenShapefile file(three_points(), index_file(SHAPE_POINT, {}));
+    EXPECT_EQ(first_xs(*file), (Xs{1, 3, 5}));
+    EXPECT_TRUE(file.repairs().empty());
 }
 
 TEST(Shapefile, an_index_that_is_cut_is_left_aside) {
     const std::string index = index_file(SHAPE_POINT, {{100, 20}, {128, 20}, {156, 20}});
     OpenShapefile file(three_points(), index.substr(0, index.size() - 8));
     EXPECT_EQ(file->size(), 3U);
-    EXPECT_EQ(file.told(repair_kind::index), 2U);
+    EXPECT_EQ(file.lines(repair_kind::index),
+              (Lines{"memory.shx:24: the length field says 124 bytes, the file has 116",
+                     "memory.shx:100: is cut, and is left aside"}));
 }
 
 // --- Shapes ---
@@ -499,6 +687,58 @@ TEST(Shapefile, a_shape_may_have_no_parts_and_no_points) {
     EXPECT_TRUE(file.repairs().empty());
 }
 
+TEST(Shapefile, points_without_parts_may_be_none) {
+    OpenShapefile file(main_file_of(SHAPE_MULTIPOINT, {multipoint_shape({})}));
+    const shape_record record = (*file)[0];
+    EXPECT_TRUE(record.parts().empty());
+    EXPECT_EQ(record.parts().begin(), record.parts().end());
+    EXPECT_TRUE(file.repairs().empty());
+}
+
+// What is told of the only record of a file.
+Lines cuts_told_of(const std::string &shape) {
+    OpenShapefile file(main_file_of(SHAPE_POINT, {shape}));
+    EXPECT_EQ((*file)[0].number(), 1);
+    return file.lines(repair_kind::shape_cut);
+}
+
+TEST(Shapefile, what_does_not_fit_in_a_record_is_told) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}});
+    const std::string line_z = path_shape(SHAPE_POLYLINEZ, {{{1, 2}, {3, 4}}});
+    const std::string line_m = path_shape(SHAPE_POLYLINEM, {{{1, 2}, {3, 4}}});
+    const std::string line_zm = line_z + extras({5, 6});
+    const auto cut = [](const std::string &shape) { return shape.substr(0, shape.size() - 2); };
+    const auto lines = [](const std::string &text) { return Lines{"memory.shp:100: record 1 " + text}; };
+    EXPECT_EQ(cuts_told_of(point_shape(1, 2)), Lines());
+    EXPECT_EQ(cuts_told_of(cut(point_shape(1, 2))), lines("ends within its point"));
+    EXPECT_EQ(cuts_told_of(path_shape(SHAPE_POLYLINE, {})), Lines());
+    EXPECT_EQ(cuts_told_of(cut(path_shape(SHAPE_POLYLINE, {}))), lines("ends before its counts"));
+    EXPECT_EQ(cuts_told_of(line.substr(0, 46)), lines("has no room for 1 parts"));
+    EXPECT_EQ(cuts_told_of(line.substr(0, 48)), lines("has 2 points and room for 0"));
+    EXPECT_EQ(cuts_told_of(line), Lines());
+    EXPECT_EQ(cuts_told_of(cut(line)), lines("has 2 points and room for 1"));
+    EXPECT_EQ(cuts_told_of(line_zm), Lines());
+    EXPECT_EQ(cuts_told_of(cut(line_zm)), lines("has no room for its heights"));
+    EXPECT_EQ(cuts_told_of(line_z), lines("has no room for its heights"));
+    EXPECT_EQ(cuts_told_of(line_m), Lines());
+    EXPECT_EQ(cuts_told_of(line_m + "ab"), lines("ends within its measures"));
+    EXPECT_EQ(cuts_told_of(line_m + extras({8, 9})), Lines());
+    EXPECT_EQ(cuts_told_of(cut(line_m + extras({8, 9}))), lines("ends within its measures"));
+}
+
+TEST(Shapefile, a_record_of_nothing_but_its_type_has_it) {
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {le32(SHAPE_POLYLINE)}));
+    EXPECT_EQ((*file)[0].type_code(), SHAPE_POLYLINE);
+    EXPECT_EQ((*file)[0].type(), shape_type::polyline);
+}
+
+TEST(Shapefile, measures_end_where_the_format_says) {
+    OpenShapefile file(main_file_of(
+        SHAPE_POLYLINEM, {path_shape(SHAPE_POLYLINEM, {{{1, 2}, {3, 4}}}) + extras({-1e38, -1.1e38})}));
+    EXPECT_EQ((*file)[0].m(0), -1e38);
+    EXPECT_EQ((*file)[0].m(1), std::nullopt);
+}
+
 TEST(Shapefile, counts_beyond_the_record_are_cut_to_it) {
     std::string line = path_shape(SHAPE_POLYLINE, {{{1, 2}, {3, 4}}});
     line.replace(40, 4, le32(0x7fffffff));
@@ -534,6 +774,38 @@ TEST(Shapefile, a_part_that_would_begin_before_the_one_before_begins_with_it) {
     EXPECT_EQ(file.told(repair_kind::parts), 1U);
 }
 
+// The numbers of the first points of parts whose indexes are these, in a line of three points.
+std::vector<size_t> firsts_of_parts(const std::vector<int32_t> &indexes, Lines &out_told) {
+    std::vector<Path> parts(indexes.size());
+    parts.front() = {{1, 2}, {3, 4}, {5, 6}};
+    std::string line = path_shape(SHAPE_POLYLINE, parts);
+    for (size_t i = 0; i < indexes.size(); i++)
+        line.replace(44 + 4 * i, 4, le32(indexes[i]));
+    OpenShapefile file(main_file_of(SHAPE_POLYLINE, {line}));
+    const shape_record record = (*file)[0];
+    std::vector<size_t> firsts;
+    for (const shape_part part : record.parts())
+        firsts.push_back(part.first_point());
+    out_told = file.lines(repair_kind::parts);
+    return firsts;
+}
+
+TEST(Shapefile, part_indexes_rise_from_0_to_the_number_of_points) {
+    using Firsts = std::vector<size_t>;
+    const Lines wrong = {"memory.shp:100: record 1 has part indexes out of order or range"};
+    Lines told;
+    EXPECT_EQ(firsts_of_parts({0, 0, 3}, told), (Firsts{0, 0, 3}));
+    EXPECT_EQ(told, Lines());
+    EXPECT_EQ(firsts_of_parts({0, 4}, told), (Firsts{0, 3}));
+    EXPECT_EQ(told, wrong);
+    EXPECT_EQ(firsts_of_parts({1, 2}, told), (Firsts{1, 2}));
+    EXPECT_EQ(told, wrong);
+    EXPECT_EQ(firsts_of_parts({-1, 2}, told), (Firsts{0, 2}));
+    EXPECT_EQ(told, wrong);
+    EXPECT_EQ(firsts_of_parts({0, -1}, told), (Firsts{0, 0}));
+    EXPECT_EQ(told, wrong);
+}
+
 TEST(Shapefile, points_without_a_part_are_one) {
     const std::string line =
         le32(SHAPE_POLYLINE) + le_doubles({0, 0, 1, 1}) + le32(0) + le32(2) + coordinates({{{1, 2}, {3, 4}}});
@@ -542,6 +814,21 @@ TEST(Shapefile, points_without_a_part_are_one) {
     ASSERT_EQ(record.parts().size(), 1U);
     EXPECT_EQ((*record.parts().begin()).size(), 2U);
     EXPECT_EQ(file.told(repair_kind::parts), 1U);
+}
+
+TEST(Shapefile, points_without_a_part_are_a_plain_one) {
+    // The points stand where indexes and types of parts would.
+    const std::string patch = le32(SHAPE_MULTIPATCH) + le_doubles({0, 0, 1, 1}) + le32(0) + le32(2) +
+                              coordinates({{{0.1, 0.2}, {0.3, 0.4}}}) + extras({5, 6});
+    OpenShapefile file(main_file_of(SHAPE_MULTIPATCH, {patch}));
+    const shape_record record = (*file)[0];
+    ASSERT_EQ(record.parts().size(), 1U);
+    const shape_part part = *record.parts().begin();
+    EXPECT_EQ(part.type(), part_type::plain);
+    EXPECT_EQ(part.first_point(), 0U);
+    EXPECT_EQ(part.size(), 2U);
+    EXPECT_EQ(file.lines(repair_kind::parts),
+              Lines{"memory.shp:100: record 1 has points and no part, and is read as one"});
 }
 
 // --- Damage ---
@@ -664,6 +951,9 @@ TEST(Shapefile, the_fields_of_every_type_are_found) {
         const int count = type == SHAPE_NULL ? 0 : shp::is_point(type) ? 1 : 3;
         ASSERT_EQ(record.points().size(), static_cast<size_t>(count)) << name;
         EXPECT_EQ(record.parts().size(), count == 0 ? 0U : shp::has_parts(type) ? 2U : 1U) << name;
+        if (count == 3) {
+            EXPECT_EQ(record.bbox(), (shape_box{shp::x_of(0), shp::y_of(3), shp::x_of(3), shp::y_of(0)}));
+        }
         for (int i = 0; i < count; i++) {
             const int which = count == 1 ? 1 : i;
             const auto at = static_cast<size_t>(i);

@@ -141,6 +141,7 @@ TEST(TextureReader, repairs_need_not_be_heard) {
     const std::string bytes = dds::Texture().file() + "x";
     const texture file(byte_span(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size()));
     EXPECT_EQ(file.images().size(), 1U);
+    EXPECT_FALSE(file.images().empty());
 }
 
 TEST(TextureReader, a_handler_may_throw) {

@@ -28,13 +28,7 @@ namespace detail {
 // thread, so that its place never changes.
 class mapping {
   public:
-    explicit mapping(const std::string &path) : path_(path) {
-        errno = 0;
-        size_ = mapfile(path.c_str(), nullptr, &data_);
-        if (size_ >= 0) return;
-        const int reason = errno;
-        throw error(path, 0, reason ? std::generic_category().message(reason) : "is no regular file");
-    }
+    explicit mapping(const std::string &path) : path_(path), size_(map(path, data_)) {}
     ~mapping() { lindra_unmapfile(data_, size_); }
     mapping(const mapping &) = delete;
     mapping &operator=(const mapping &) = delete;
@@ -57,7 +51,7 @@ class mapping {
         lost_.compare_exchange_strong(none, offset);
         const uint64_t begin = offset - offset % page_;
         return mmap(data_ + begin, static_cast<uint64_t>(size_) - begin, PROT_READ,
-                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0) != MAP_FAILED;
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, no_file, 0) != MAP_FAILED;
     }
 
     void require_whole() const {
@@ -67,9 +61,19 @@ class mapping {
     }
 
   private:
+    static constexpr int no_file = -1;
     static constexpr int64_t largest_copy = 16 << 20;
     static constexpr uint64_t nothing_lost = UINT64_MAX;
     static_assert(std::atomic<uint64_t>::is_always_lock_free);
+
+    // Returns the size.
+    static int64_t map(const std::string &path, char *&out_data) {
+        errno = 0;
+        const int64_t size = mapfile(path.c_str(), nullptr, &out_data);
+        if (size >= 0) return size;
+        const int reason = errno;
+        throw error(path, 0, reason ? std::generic_category().message(reason) : "is no regular file");
+    }
 
     uint64_t offset_of(const void *at) const {
         return reinterpret_cast<uintptr_t>(at) - reinterpret_cast<uintptr_t>(data_);
@@ -77,7 +81,7 @@ class mapping {
 
     std::string path_;
     char *data_ = nullptr;
-    int64_t size_ = 0;
+    int64_t size_;
     uint64_t page_ = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
     mutable std::atomic<uint64_t> lost_ = nothing_lost; // offset of the byte that was looked for first
 };

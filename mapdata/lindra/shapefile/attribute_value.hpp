@@ -31,12 +31,14 @@ using attribute_value =
 namespace detail {
 
 inline std::string_view without_padding(std::string_view text) {
-    const size_t end = text.find_last_not_of(std::string_view(" \0", 2));
+    using namespace std::string_view_literals;
+    const size_t end = text.find_last_not_of(" \0"sv);
     return text.substr(0, end == text.npos ? 0 : end + 1);
 }
 
 inline std::string_view trimmed(std::string_view text) {
-    const size_t begin = text.find_first_not_of(std::string_view(" \t\0", 3));
+    using namespace std::string_view_literals;
+    const size_t begin = text.find_first_not_of(" \t\0"sv);
     return begin == text.npos ? std::string_view() : without_padding(text.substr(begin));
 }
 
@@ -62,7 +64,7 @@ inline std::optional<double> real_number(std::string_view text) {
 }
 
 inline std::string_view without_plus(std::string_view text) {
-    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     return text;
 }
 

@@ -117,9 +117,7 @@ class attribute_table {
     attribute_table(byte_span file, std::string_view cpg, const std::string &given_encoding,
                     detail::reporter report)
         : file_(file), report_(std::move(report)) {
-        if (file_.size() < detail::level_5_layout.header_size)
-            report_.refuse(file_.size(), "ends in the header of its table");
-        const bool is_level_7 = (detail::table_flags(file_.data()) & 7) == 4;
+        const bool is_level_7 = !file_.empty() && (detail::table_flags(file_.data()) & 7) == 4;
         layout_ = is_level_7 ? &detail::level_7_layout : &detail::level_5_layout;
         if (file_.size() < layout_->header_size)
             report_.refuse(file_.size(), "ends in the header of its table");
@@ -146,9 +144,9 @@ class attribute_table {
 
     // The number of the field of that name, or nothing.
     std::optional<size_t> find(std::string_view name) const {
-        for (size_t i = 0; i < fields_.size(); i++)
-            if (fields_[i].name == name) return i;
-        return std::nullopt;
+        const auto found = std::ranges::find(fields_, name, &table_field::name);
+        if (found == fields_.end()) return std::nullopt;
+        return static_cast<size_t>(found - fields_.begin());
     }
 
     // Reads on behind the rows that the header counts, up to wanted rows: a writer that was stopped has left
@@ -158,7 +156,7 @@ class attribute_table {
         while (rows_ < wanted && rows_ < whole_rows() && has_flag(begin_ + rows_ * row_size_))
             rows_++;
         if (rows_ > before)
-            report_(repair_kind::table, 4,
+            report_(repair_kind::table, detail::table_rows.offset,
                     "has " + std::to_string(rows_) + " rows, not " + std::to_string(before));
     }
 
@@ -252,11 +250,11 @@ class attribute_table {
         row_size_ = told_size ? told_size : counted_size;
         choose_rows(descriptors_end, counted_size);
         if (begin_ != told_begin)
-            report_(repair_kind::table, 8,
+            report_(repair_kind::table, detail::table_header_size.offset,
                     "says that its rows begin at byte " + std::to_string(told_begin) + "; read from byte " +
                         std::to_string(begin_));
         if (row_size_ != told_size || row_size_ < counted_size)
-            report_(repair_kind::table, 10,
+            report_(repair_kind::table, detail::table_row_size.offset,
                     "says that a row has " + std::to_string(told_size) + " bytes; the fields take " +
                         std::to_string(counted_size) + ", read as " + std::to_string(row_size_));
     }
@@ -280,7 +278,7 @@ class attribute_table {
         const size_t there = whole_rows() + (has_flag(begin_ + whole_rows() * row_size_) ? 1 : 0);
         rows_ = std::min(told, there);
         if (rows_ < told || rows_ > whole_rows())
-            report_(repair_kind::table, 4,
+            report_(repair_kind::table, detail::table_rows.offset,
                     "says that it has " + std::to_string(told) + " rows, and has " +
                         std::to_string(whole_rows()) + " in whole");
     }
@@ -319,9 +317,9 @@ class attribute_table {
     detail::text_decoder decoder_;
     text_encoding encoding_;
     std::vector<table_field> fields_;
-    uint64_t begin_ = 0;
-    uint64_t row_size_ = 1;
-    size_t rows_ = 0;
+    uint64_t begin_{};
+    uint64_t row_size_{};
+    size_t rows_{};
 };
 
 inline size_t attribute_row::size() const {
@@ -339,8 +337,7 @@ inline const table_field &attribute_row::field(size_t i) const {
 
 inline std::string_view attribute_row::raw(size_t i) const {
     const table_field &column = field(i);
-    if (column.offset >= bytes_.size()) return {};
-    return bytes_.substr(column.offset, column.length);
+    return bytes_.substr(std::min(column.offset, bytes_.size()), column.length);
 }
 
 inline attribute_value attribute_row::operator[](size_t i) const {

@@ -41,11 +41,7 @@ class geometry_writer {
         : out_(out), record_(record), points_(record.points()), has_z_(record.has_z()) {}
 
     void write() {
-        const size_t before = out_.size();
-        if (points_.empty() || !is_finite() || !write_shape()) {
-            out_.resize(before);
-            out_ += "null";
-        }
+        if (points_.empty() || !is_finite() || !write_shape()) out_ += "null";
     }
 
   private:
@@ -71,6 +67,7 @@ class geometry_writer {
         return true;
     }
 
+    // Returns false, with nothing written, where nothing is left.
     bool write_shape() {
         switch (record_.type()) {
         case shape_type::point:
@@ -183,7 +180,7 @@ class geometry_writer {
 
     // The first point is first and last, whichever way it goes.
     void write_ring(const ring &of, bool counterclockwise) {
-        const bool backwards = of.area != 0 && (of.area > 0) != counterclockwise;
+        const bool backwards = of.twice_area != 0 && of.is_clockwise() == counterclockwise;
         list(of.count + 1, [&](size_t i) {
             const size_t step = i % of.count;
             position(of.first + (backwards && step ? of.count - step : step));
@@ -199,7 +196,7 @@ class geometry_writer {
     // In a shapefile outlines run clockwise.
     void check_turns(const std::vector<ring> &rings, const ring_nest &nest) const {
         for (size_t i = 0; i < rings.size(); i++)
-            if ((rings[i].area > 0) != nest.is_hole(i)) {
+            if (rings[i].is_clockwise() == nest.is_hole(i)) {
                 complain(nest.is_hole(i) ? "has a hole that runs clockwise"
                                          : "has an outline that runs counterclockwise");
                 return;
@@ -211,7 +208,7 @@ class geometry_writer {
         for (const shape_part part : record_.parts()) {
             if (part.empty()) continue;
             const ring made = open_ring(part);
-            if (made.count >= 3 && made.area != 0)
+            if (made.count >= 3 && made.twice_area != 0)
                 rings.push_back(made);
             else
                 complain("has a ring without area, which is left out");

@@ -4,6 +4,7 @@
 
 #include "attribute_value.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
@@ -48,7 +49,7 @@ inline void append_text(std::string &out, std::string_view text) {
 
 inline void append_padded(std::string &out, int number, size_t digits) {
     const std::string text = std::to_string(number);
-    if (text.size() < digits) out.append(digits - text.size(), '0');
+    out.append(digits - std::min(digits, text.size()), '0');
     out += text;
 }
 

@@ -35,6 +35,8 @@
 
 namespace lindra::detail {
 
+constexpr size_t least_record_size = record_header_size + shape_type_size;
+
 // Where a record stands.
 struct record_place {
     uint64_t offset; // of its header; 0: the index keeps a place for a record that was never written
@@ -52,7 +54,7 @@ inline shape_size size_by_counts(byte_span contents) {
     const shape_layout *layout = find_layout(shape_type_of(contents.data()));
     if (!layout) return {};
     const auto count = [&](place at) {
-        return at.exists() ? load_le<uint32_t>(contents.data() + at.fixed) : 0;
+        return at.exists() ? load_le<uint32_t>(contents.data() + at.fixed) : uint32_t{};
     };
     const place last_count = layout->numpoints;
     if (last_count.exists() && contents.size() < static_cast<size_t>(last_count.fixed) + sizeof(uint32_t))
@@ -76,7 +78,7 @@ class index_entries {
         const uint64_t length = uint64_t{2} * static_cast<uint32_t>(file_length(bytes_.data()));
         is_whole_ = length <= bytes_.size();
         if (length != bytes_.size())
-            report(repair_kind::index, 24,
+            report(repair_kind::index, file_length.offset,
                    "the length field says " + std::to_string(length) + " bytes, the file has " +
                        std::to_string(bytes_.size()));
     }
@@ -118,13 +120,13 @@ class record_finder {
   private:
     // --- Headers ---
 
-    size_t left(uint64_t at) const { return at < file_.size() ? file_.size() - at : 0; }
+    size_t left(uint64_t at) const { return file_.size() - std::min<uint64_t>(at, file_.size()); }
     const unsigned char *bytes(uint64_t at) const { return file_.data() + at; }
     int32_t number(uint64_t at) const { return record_number(bytes(at)); }
 
     // The contents that the header's length field tells, where that fits.
     std::optional<uint32_t> told_size(uint64_t at) const {
-        if (left(at) < record_header_size) return std::nullopt;
+        if (left(at) < least_record_size) return std::nullopt;
         const int64_t size = int64_t{2} * record_length(bytes(at));
         if (size < static_cast<int64_t>(shape_type_size)) return std::nullopt;
         if (static_cast<uint64_t>(size) > left(at) - record_header_size) return std::nullopt;
@@ -132,7 +134,7 @@ class record_finder {
     }
 
     std::optional<int32_t> type_at(uint64_t at) const {
-        if (left(at) < record_header_size + shape_type_size) return std::nullopt;
+        if (left(at) < least_record_size) return std::nullopt;
         return shape_type_of(bytes(at + record_header_size));
     }
 
@@ -155,7 +157,7 @@ class record_finder {
     // --- The walk ---
 
     void walk() {
-        records_.reserve(std::min(index_.size(), file_.size() / (record_header_size + shape_type_size)));
+        records_.reserve(std::min(index_.size(), file_.size() / least_record_size));
         uint64_t at = file_header_size;
         while (!is_end(at))
             at = take(at) ? end_of(records_.back()) : skip_gap(at);
@@ -197,11 +199,14 @@ class record_finder {
         if (!has_known_type(at)) return std::nullopt;
         const shape_size counted = counted_size(at);
         for (const uint64_t size : {counted.full, counted.required})
-            if (size && size <= left(contents) && leads_on(contents + size) && size <= UINT32_MAX)
-                return static_cast<uint32_t>(size);
+            if (size && size <= left(contents) && leads_on(contents + size)) return cut_to_record(size);
         // Cut off with the file, or with what comes before the next record.
         const uint64_t available = next_indexed(contents).value_or(file_.size()) - contents;
         const uint64_t size = counted.required ? std::min(counted.required, available) : available;
+        return cut_to_record(size);
+    }
+
+    static uint32_t cut_to_record(uint64_t size) {
         return static_cast<uint32_t>(std::min<uint64_t>(size, UINT32_MAX));
     }
 
@@ -220,8 +225,9 @@ class record_finder {
         while (to < limit && !is_convincing(to))
             to += 2;
         to = std::min(to, limit);
-        if (to < at) shorten_last(to);
-        report_gap(to < at ? from : at, to);
+        const bool last_reaches_over = to < at;
+        if (last_reaches_over) shorten_last(to);
+        report_gap(last_reaches_over ? from : at, to);
         return to;
     }
 
@@ -239,7 +245,7 @@ class record_finder {
         if (records_.empty()) return at;
         const record_place &last = records_.back();
         const uint64_t required = counted_size(last.offset).required;
-        return required && required < last.size ? last.offset + record_header_size + required : at;
+        return required ? std::min(last.offset + record_header_size + required, at) : at;
     }
 
     bool is_convincing(uint64_t at) const {
@@ -263,8 +269,7 @@ class record_finder {
         if (indexed_) return *indexed_;
         indexed_.emplace();
         for (size_t i = 0; i < index_.size(); i++)
-            if (const uint64_t at = index_.offset(i); at >= file_header_size && is_sound(at))
-                indexed_->push_back(at);
+            if (is_sound(index_.offset(i))) indexed_->push_back(index_.offset(i));
         std::sort(indexed_->begin(), indexed_->end());
         return *indexed_;
     }
@@ -311,7 +316,7 @@ class record_finder {
     bool follow_index(std::vector<record_place> &ordered) const {
         std::vector<bool> is_taken(records_.size());
         size_t wrong = 0;
-        size_t first_wrong = 0;
+        size_t first_wrong{};
         ordered.reserve(index_.size());
         for (size_t i = 0; i < index_.size(); i++) {
             if (follow_entry(i, is_taken, ordered)) continue;
@@ -326,7 +331,7 @@ class record_finder {
 
     bool follow_entry(size_t i, std::vector<bool> &is_taken, std::vector<record_place> &ordered) const {
         if (index_.is_blank(i)) {
-            ordered.push_back({0, 0});
+            ordered.push_back({});
             return true;
         }
         const auto found = std::lower_bound(
@@ -372,7 +377,7 @@ class record_finder {
     int32_t type_;
     std::vector<record_place> records_;
     size_t misnumbered_ = 0;
-    uint64_t first_misnumbered_ = 0;
+    uint64_t first_misnumbered_{}; // where its header stands
     mutable std::optional<std::vector<uint64_t>> indexed_;
     mutable std::optional<std::vector<uint64_t>> named_;
 };

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <numeric>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -23,7 +24,10 @@ struct ring {
     size_t first;
     size_t count;
     shape_box bounds;
-    double area; // above 0: counterclockwise
+    double twice_area; // above 0: counterclockwise
+
+    // Of a ring that has an area.
+    bool is_clockwise() const { return std::signbit(twice_area); }
 };
 
 // An outline and its holes, as numbers of rings.
@@ -37,12 +41,12 @@ inline double cross(shape_point a, shape_point b, shape_point c) {
 }
 
 // Measured from the first point, which keeps small rings far from the origin exact.
-inline double signed_area(point_range points, const ring &of) {
+inline double twice_signed_area(point_range points, const ring &of) {
     const shape_point origin = points[of.first];
     double twice = 0;
     for (size_t i = 1; i + 1 < of.count; i++)
         twice += cross(origin, points[of.first + i], points[of.first + i + 1]);
-    return std::isnan(twice) ? 0 : twice / 2;
+    return std::isnan(twice) ? 0 : twice;
 }
 
 inline shape_box bounds_of(point_range points, const ring &of) {
@@ -57,9 +61,9 @@ inline shape_box bounds_of(point_range points, const ring &of) {
 }
 
 inline ring make_ring(point_range points, size_t first, size_t count) {
-    ring made{first, count, {}, 0};
+    ring made{first, count, {}, {}};
     made.bounds = bounds_of(points, made);
-    made.area = signed_area(points, made);
+    made.twice_area = twice_signed_area(points, made);
     return made;
 }
 
@@ -76,7 +80,8 @@ inline side side_of(shape_point p, point_range points, const ring &of) {
         const shape_point b = points[of.first + i];
         const double turn = cross(a, b, p);
         if (turn == 0 && is_between(p.x, a.x, b.x) && is_between(p.y, a.y, b.y)) return side::on;
-        if ((a.y > p.y) != (b.y > p.y) && (turn > 0) == (b.y > a.y)) is_inside = !is_inside;
+        const bool is_above = b.y > p.y;
+        if ((a.y > p.y) != is_above && std::signbit(turn) != is_above) is_inside = !is_inside;
         a = b;
     }
     return is_inside ? side::inside : side::outside;
@@ -120,24 +125,29 @@ class ring_nest {
     std::vector<nested_polygon> polygons() const {
         std::vector<nested_polygon> result;
         std::vector<size_t> slot(rings_.size());
-        for (size_t i = 0; i < rings_.size(); i++)
+        for (const size_t i : numbers())
             if (!is_hole_[i]) {
                 slot[i] = result.size();
                 result.push_back({i, {}});
             }
-        for (size_t i = 0; i < rings_.size(); i++)
+        for (const size_t i : numbers())
             if (is_hole_[i]) result[slot[holder_[i]]].holes.push_back(i);
         return result;
     }
 
   private:
-    double size(size_t i) const { return std::abs(rings_[i].area); }
+    // Of all rings.
+    std::vector<size_t> numbers() const {
+        std::vector<size_t> all(rings_.size());
+        std::iota(all.begin(), all.end(), size_t{0});
+        return all;
+    }
+
+    double size(size_t i) const { return std::abs(rings_[i].twice_area); }
 
     // A ring comes before those it may hold.
     std::vector<size_t> from_west() const {
-        std::vector<size_t> order(rings_.size());
-        for (size_t i = 0; i < order.size(); i++)
-            order[i] = i;
+        std::vector<size_t> order = numbers();
         std::ranges::sort(order, {},
                           [this](size_t i) { return std::tuple(rings_[i].bounds.xmin, -size(i), i); });
         return order;
@@ -152,8 +162,7 @@ class ring_nest {
         std::vector<size_t> candidates;
         for (const size_t j : open_)
             if (size(j) > size(i) && surrounds(rings_[j].bounds, rings_[i].bounds)) candidates.push_back(j);
-        std::sort(candidates.begin(), candidates.end(),
-                  [this](size_t a, size_t b) { return size(a) < size(b); });
+        std::ranges::sort(candidates, {}, [this](size_t j) { return size(j); });
         for (const size_t j : candidates)
             if (holds(points_, rings_[j], rings_[i])) return j;
         return none;

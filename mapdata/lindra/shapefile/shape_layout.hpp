@@ -22,14 +22,16 @@ namespace lindra::detail {
 
 // A place in a record: fixed bytes, and some for each part and for each point before it.
 struct place {
-    int32_t fixed = -1; // below 0: the record has no such field
+    static constexpr int32_t none = -1;
+
+    int32_t fixed = none; // none: the record has no such field
     int32_t per_part = 0;
     int32_t per_point = 0;
 
-    constexpr bool exists() const { return fixed >= 0; }
+    constexpr bool exists() const { return fixed != none; }
 
     // Cannot overflow: the counts have 32 bits, the factors a few.
-    constexpr uint64_t at(uint32_t parts, uint32_t points) const {
+    constexpr uint64_t at(uint32_t parts, uint32_t points = {}) const {
         return static_cast<uint64_t>(fixed) + uint64_t{parts} * static_cast<uint32_t>(per_part) +
                uint64_t{points} * static_cast<uint32_t>(per_point);
     }
@@ -187,10 +189,9 @@ inline constexpr std::array shape_layouts = {
     layout_of(SHAPE_MULTIPATCH, esri::SHPRECMULTIPA_Strdef),
 };
 
-// For each shape type the number of its layout; the number of layouts where there is none.
+// For each shape type the number of its layout; where there is none, that of some other type's.
 constexpr std::array<uint8_t, 32> slots_of_layouts() {
     std::array<uint8_t, 32> slots{};
-    slots.fill(static_cast<uint8_t>(shape_layouts.size()));
     for (size_t i = 0; i < shape_layouts.size(); i++)
         slots.at(static_cast<size_t>(shape_layouts[i].type)) = static_cast<uint8_t>(i);
     return slots;
@@ -199,9 +200,8 @@ constexpr std::array<uint8_t, 32> slots_of_layouts() {
 // The layout of a shape type, or null.
 inline const shape_layout *find_layout(int32_t type) {
     static constexpr auto slots = slots_of_layouts();
-    if (type < 0 || static_cast<size_t>(type) >= slots.size()) return nullptr;
-    const size_t slot = slots[static_cast<size_t>(type)];
-    return slot < shape_layouts.size() ? &shape_layouts[slot] : nullptr;
+    const shape_layout &layout = shape_layouts[slots[static_cast<uint32_t>(type) % slots.size()]];
+    return layout.type == type ? &layout : nullptr;
 }
 
 // A shape begins with its type.

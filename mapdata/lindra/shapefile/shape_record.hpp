@@ -264,7 +264,8 @@ class shape_record {
         }
         points_ = {at(first), 1};
         numparts_ = 1;
-        read_extras(layout, 0, 1);
+        constexpr uint32_t uncounted = 0;
+        read_extras(layout, uncounted, uncounted);
     }
 
     void read_many(const detail::shape_layout &layout) {
@@ -278,7 +279,7 @@ class shape_record {
         const auto numparts = layout.numparts.exists()
                                   ? load_le<uint32_t>(at(static_cast<uint64_t>(layout.numparts.fixed)))
                                   : 0;
-        const uint64_t first = layout.points.at(numparts, 0);
+        const uint64_t first = layout.points.at(numparts);
         if (!holds(first)) {
             complain(repair_kind::shape_cut, "has no room for " + std::to_string(numparts) + " parts");
             return;
@@ -311,7 +312,7 @@ class shape_record {
     void read_parts(const detail::shape_layout &layout, uint32_t numparts) {
         numparts_ = numparts;
         if (layout.parts.exists()) parts_ = at(static_cast<uint64_t>(layout.parts.fixed));
-        if (layout.parttypes.exists()) parttypes_ = at(layout.parttypes.at(numparts, 0));
+        if (layout.parttypes.exists()) parttypes_ = at(layout.parttypes.at(numparts));
         if (!numparts_ && !points_.empty()) {
             numparts_ = 1;
             if (parts_) complain(repair_kind::parts, "has points and no part, and is read as one");
@@ -334,8 +335,9 @@ class shape_record {
     size_t first_point(size_t i, size_t floor) const {
         if (i >= numparts_) return points_.size();
         if (!parts_) return 0;
-        const int32_t index = load_le<int32_t>(parts_ + i * index_size);
-        return std::clamp(index < 0 ? 0 : static_cast<size_t>(index), floor, points_.size());
+        const int64_t index = load_le<int32_t>(parts_ + i * index_size);
+        return static_cast<size_t>(
+            std::clamp(index, static_cast<int64_t>(floor), static_cast<int64_t>(points_.size())));
     }
 
     part_type type_of_part(size_t i) const {
@@ -358,9 +360,10 @@ class shape_record {
     const unsigned char *marray_ = nullptr;
 };
 
+// The first part, or what is behind the last one.
 inline part_range::iterator::iterator(const shape_record &record, size_t part)
-    : record_(&record), part_(part), first_(part ? 0 : record.first_point(0, 0)),
-      last_(part ? 0 : record.first_point(1, first_)) {}
+    : record_(&record), part_(part), first_(record.first_point(part, 0)),
+      last_(record.first_point(part + 1, first_)) {}
 
 inline shape_part part_range::iterator::operator*() const {
     return {{record_->points().bytes().data() + first_ * detail::point_size, last_ - first_},

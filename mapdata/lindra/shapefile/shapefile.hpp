@@ -231,7 +231,7 @@ class shapefile {
         }
         state_->table->extend(size());
         if (state_->table->size() != size())
-            report(repair_kind::table, 4,
+            report(repair_kind::table, detail::table_rows.offset,
                    "has " + std::to_string(state_->table->size()) + " rows for " + std::to_string(size()) +
                        " records");
     }

@@ -87,8 +87,9 @@ inline bool is_digits(std::string_view text) {
 // The encoding that a .cpg file names: "UTF-8", "1252", "ANSI 1252", "OEM 437", "88591", ...
 inline std::string encoding_of_cpg(std::string_view text) {
     if (text.starts_with("\xef\xbb\xbf")) text.remove_prefix(3);
+    using namespace std::string_view_literals;
     std::string name;
-    for (const char c : text.substr(0, text.find_first_of("\r\n\0", 0, 3)))
+    for (const char c : text.substr(0, text.find_first_of("\r\n\0"sv)))
         if (c != ' ' && c != '\t') name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     for (const std::string_view prefix : {"ANSI", "OEM", "CP", "WINDOWS-"})
         if (name.starts_with(prefix) && is_digits(std::string_view(name).substr(prefix.size())))
@@ -99,16 +100,18 @@ inline std::string encoding_of_cpg(std::string_view text) {
     return "CP" + name;
 }
 
-// What keeps this process from loading anything: EMFILE, ENFILE, ENOMEM; or 0.
-inline int reason_against_loading() {
+// What keeps this process from loading anything: EMFILE, ENFILE, ENOMEM; or nothing.
+inline std::optional<int> reason_against_loading() {
     // O_PATH: to look at the root no permission is needed.
     const int descriptor = ::open("/", O_PATH | O_CLOEXEC);
     if (descriptor < 0) return errno;
     ::close(descriptor);
-    void *room = mmap(nullptr, 1, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    constexpr int no_file = -1;
+    constexpr size_t size = 1; // which takes a page
+    void *room = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, no_file, 0);
     if (room == MAP_FAILED) return errno;
-    munmap(room, 1);
-    return 0;
+    munmap(room, size);
+    return std::nullopt;
 }
 
 // Converts to UTF-8. One object belongs to one thread at a time.
@@ -121,7 +124,7 @@ class text_decoder {
         // glibc fails with EINVAL, too, when it cannot load the module of an encoding that it knows. Where
         // that was for the moment, it can the next time.
         if (refusal_ == EINVAL) open_handle(encoding);
-        if (const int reason = refusal_ == EINVAL ? reason_against_loading() : 0) refusal_ = reason;
+        if (refusal_ == EINVAL) refusal_ = reason_against_loading().value_or(EINVAL);
         if (refusal_ == ENOMEM) throw std::bad_alloc();
         keeps_plain_text_ = is_open_ && converts_plain_text_to_itself();
     }
@@ -202,7 +205,7 @@ class text_decoder {
 
     iconv_t handle_ = nullptr;
     bool is_open_ = false;
-    int refusal_ = 0;
+    int refusal_{};
     bool keeps_plain_text_ = false;
 };
 

@@ -12,6 +12,7 @@
 #include "../face/value_iterator.hpp"
 #include "../lindra.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -129,9 +130,9 @@ class texture {
 
   private:
     std::vector<uint32_t> pixels_of(const texture_image &image) const {
-        // No format has more than two pixels in a byte.
+        constexpr uint64_t most_in_a_byte = 2; // of any format
         const uint64_t count = uint64_t{image.width} * image.height;
-        if (image.size > state_->found.size || count / 2 > image.size) refuse(image);
+        if (count / most_in_a_byte > std::min(image.size, state_->found.size)) refuse(image);
         std::vector<uint32_t> pixels(count);
         if (lindra_expand_image(&state_->found, &image, pixels.data()) < 0) refuse(image);
         return pixels;
