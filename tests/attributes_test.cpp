@@ -657,6 +657,8 @@ TEST(Encoding, plain_text_is_converted_by_nobody_where_it_stays_as_it_is) {
 TEST(Encoding, plain_text_may_mean_other_characters) {
     auto file = with_table(1, text_table("[\\]", 0), "ISO646-DE");
     EXPECT_EQ((*file)[0].attributes()["A"], attribute_value("ÄÖÜ"));
+    auto backslash = with_table(1, text_table("\\a", 0), "JOHAB");
+    EXPECT_EQ((*backslash)[0].attributes()["A"], attribute_value("₩a"));
 }
 
 TEST(Encoding, shifts_of_one_text_do_not_reach_into_the_next) {

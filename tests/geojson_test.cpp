@@ -89,6 +89,16 @@ TEST(Geojson, outlines_turn_counterclockwise_and_holes_clockwise) {
     EXPECT_EQ(written.repairs(), 0U);
 }
 
+TEST(Geojson, the_least_of_holes_is_turned_too) {
+    const Written written(polygon({square(0, 0, 9), {{1, 1}, {1, 2}, {2, 1}, {1, 1}}}));
+    EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[9,0],[9,9],[0,9],[0,0]],)"
+                            R"([[1,1],[1,2],[2,1],[1,1]]]})");
+    EXPECT_EQ(written.lines(), Lines{"memory.shp:100: record 1 has a hole that runs clockwise"});
+    const Written other(polygon({square(0, 0, 9), {{1, 1}, {2, 1}, {1, 2}, {1, 1}}}));
+    EXPECT_EQ(other.text, written.text);
+    EXPECT_EQ(other.repairs(), 0U);
+}
+
 TEST(Geojson, rings_that_turn_the_wrong_way_are_told_apart_by_containment) {
     const Written written(polygon({square(1, 1, 2), square(0, 0, 9, counterclockwise)}));
     EXPECT_EQ(written.text, R"({"type":"Polygon","coordinates":[[[0,0],[9,0],[9,9],[0,9],[0,0]],)"

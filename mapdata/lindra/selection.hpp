@@ -4,6 +4,7 @@
 #ifndef LINDRA_SELECTION_HPP
 #define LINDRA_SELECTION_HPP
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -21,14 +22,14 @@ inline constexpr Resolution resolutions[] = {
 // Judged by the first letter alone; anything else, and nothing, is intermediate.
 inline int resolution_index(const char *word) {
     constexpr int intermediate = 2;
-    for (int i = 0; word && i < static_cast<int>(std::size(resolutions)); i++)
-        if (*word == resolutions[i].letter) return i;
-    return intermediate;
+    if (!word) return intermediate;
+    const Resolution *found = std::ranges::find(resolutions, *word, &Resolution::letter);
+    return found == std::end(resolutions) ? intermediate : static_cast<int>(found - resolutions);
 }
 
 // The mask that begins at an item's third character, as atoi reads it; an item may be shorter.
 inline int mask_of_item(const char *item) {
-    return strlen(item) < 2 ? 0 : static_cast<int>(strtol(item + 2, nullptr, 10));
+    return static_cast<int>(strtol(item + strnlen(item, 2), nullptr, 10));
 }
 
 } // namespace lindra
