@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "allocations.hpp"
+#include "endless_tree.hpp"
 #include "lying_row.hpp"
 #include "ordinary_user.hpp"
 #include "sqlite_maker.hpp"
@@ -21,6 +22,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace lindra::test;
@@ -78,6 +80,20 @@ int count_prepared(void *, int action, const char *, const char *, const char *,
 int watch_connection(sqlite3 *connection, char **, const void *) {
     library_connection = connection;
     return sqlite3_set_authorizer(connection, count_prepared, nullptr);
+}
+
+// Of SQLite's settings of it.
+int option(int which) {
+    int value = -1;
+    sqlite3_db_config(library_connection, which, -1, &value);
+    return value;
+}
+int pragma(const char *name) {
+    sqlite3_stmt *statement = nullptr;
+    sqlite3_prepare_v2(library_connection, (std::string("PRAGMA ") + name).c_str(), -1, &statement, nullptr);
+    const int value = sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int(statement, 0) : -1;
+    sqlite3_finalize(statement);
+    return value;
 }
 
 int status_sum(int what) {
@@ -293,6 +309,20 @@ TEST_F(DatabaseTest, zeroed_view_fails_everywhere) {
     EXPECT_EQ(lindra_db_close(Dbptr{}), -1);
 }
 
+TEST_F(DatabaseTest, connection_has_its_defences) {
+    watched(made(world));
+    for (const int off : {SQLITE_DBCONFIG_TRUSTED_SCHEMA, SQLITE_DBCONFIG_ENABLE_VIEW,
+                          SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_DQS_DML})
+        EXPECT_EQ(option(off), 0) << off;
+    EXPECT_EQ(option(SQLITE_DBCONFIG_DEFENSIVE), 1);
+    EXPECT_EQ(sqlite3_limit(library_connection, SQLITE_LIMIT_LENGTH, -1), 1 << 20);
+    EXPECT_EQ(sqlite3_limit(library_connection, SQLITE_LIMIT_ATTACHED, -1), 0);
+    EXPECT_EQ(pragma("busy_timeout"), 1000);
+    EXPECT_EQ(pragma("cell_size_check"), 1);
+    EXPECT_EQ(pragma("temp_store"), 2);
+    EXPECT_EQ(sqlite3_db_readonly(library_connection, "main"), 1);
+}
+
 TEST_F(DatabaseTest, row_of_no_table_has_no_fields) {
     made(world);
     Dbptr row = file_row(opened(path()), "17");
@@ -457,6 +487,16 @@ TEST_F(DatabaseTest, rows_are_walked_in_their_order) {
     EXPECT_EQ(lindra_db_next(view).record, LINDRA_DB_NO_RECORD);
 }
 
+TEST_F(DatabaseTest, row_0_is_a_row) {
+    Dbptr row =
+        dblookup(opened_with("CREATE TABLE shape(offset); INSERT INTO shape(rowid, offset) VALUES(0, 5)"),
+                 nullptr, "shape", nullptr, nullptr);
+    long offset = 0;
+    row.record = 0;
+    EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, nullptr), 0);
+    EXPECT_EQ(offset, 5);
+}
+
 TEST_F(DatabaseTest, caller_may_set_the_row_itself) {
     Dbptr row = dblookup(opened_with(world), nullptr, "shape", nullptr, nullptr);
     long offset = 0;
@@ -505,6 +545,8 @@ TEST_F(DatabaseTest, texts_over_255_bytes_are_cut_before_a_character) {
     EXPECT_EQ(read_back(repeated(252, "🌍")), std::string(252, 'a'));
     EXPECT_EQ(read_back(repeated(251, "🌍x")), std::string(251, 'a') + "🌍");
     EXPECT_EQ(read_back("replace(hex(zeroblob(300)), '00', CAST(x'80' AS TEXT))"), std::string(255, '\x80'));
+    EXPECT_EQ(read_back(repeated(252, "") + " || CAST(x'8080808080' AS TEXT)"),
+              std::string(252, 'a') + "\x80\x80\x80");
     EXPECT_EQ(read_back("hex(zeroblob(450000))"), std::string(255, '0'));
 }
 
@@ -685,6 +727,12 @@ TEST_F(DatabaseTest, database_that_was_left_in_a_change_is_refused_where_nothing
     }
 }
 
+TEST_F(DatabaseTest, database_whose_log_cannot_be_made_is_read_as_it_is) {
+    made("PRAGMA journal_mode = WAL;" + std::string(world));
+    std::filesystem::create_symlink("nowhere/log", path("world-wal"));
+    EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "shapes/roads.shp");
+}
+
 TEST_F(DatabaseTest, journal_of_a_change_that_is_over_is_passed_over) {
     made(world);
     directory.write("world-journal", std::string(512, '\0'));
@@ -834,6 +882,20 @@ TEST_F(DatabaseTest, tree_of_more_rows_than_the_file_can_hold_ends) {
         rows++;
     EXPECT_LE(rows, 60'000);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+// They are counted at every 10000th. A file of 320000 bytes accounts for 1380000.
+TEST_F(DatabaseTest, search_may_take_as_many_steps_as_its_file_accounts_for) {
+    std::string file = bytes_of(made(small_pages + std::string(world)));
+    make_endless(file, root_of(path(), "filename"), 8);
+    for (const auto &[size, most] : {std::pair{320'000U, 1'390'000}, {319'999U, 1'380'000}}) {
+        file.resize(size);
+        const Dbptr view = watched(directory.write("endless", file));
+        EXPECT_EQ(dblookup(view, nullptr, "filename", "filename", "none").record, -102);
+        const int steps = status_sum(SQLITE_STMTSTATUS_VM_STEP);
+        EXPECT_GE(steps, most) << size;
+        EXPECT_LT(steps, most + 1000) << size;
+    }
 }
 
 // --- Rows that claim more than the file has

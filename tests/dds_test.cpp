@@ -336,13 +336,35 @@ TEST_F(Dds, sides_are_halved_without_a_lower_limit) {
     EXPECT_NE(level(8), nullptr);
 }
 
-TEST_F(Dds, levels_have_room_for_twice_their_pixels) {
-    const BoundedBuffer buffer(Header().sized(8, 8, 1).bytes() + blocks(4));
+namespace {
+
+// Memory that is asked for to decode the first level, without that of the record and of the list with its one
+// entry.
+size_t room_of(uint32_t width, uint32_t height, int wanted) {
+    const BoundedBuffer buffer(Header().sized(width, height, 1).bytes() + blocks(4));
     unsigned char *pos = buffer.data();
+    DdsFile *record = nullptr;
     const AllocationWatch watch;
-    ASSERT_EQ(dds_decode_file(&file, -1, pos, &pos), 0);
-    const size_t list = 2 * sizeof(int) + 2 * sizeof(void *); // with its one entry
-    EXPECT_EQ(watch.requested(), sizeof(DdsFile) + list + 8 * 8 * 8);
+    EXPECT_EQ(dds_decode_file(&record, wanted, pos, &pos), 0);
+    lindra_free_dds(record);
+    return watch.requested() - sizeof(DdsFile) - 2 * sizeof(int) - 2 * sizeof(void *);
+}
+
+} // namespace
+
+TEST_F(Dds, levels_have_room_for_twice_their_pixels_and_for_whole_blocks) {
+    EXPECT_EQ(room_of(8, 8, -1), 8U * 8 * 4 * 2);
+    EXPECT_EQ(room_of(4, 5, -1), 4U * 5 * 4 * 2);
+    EXPECT_EQ(room_of(4, 3, -1), 4U * 3 * 4 * 2);
+    EXPECT_EQ(room_of(4, 2, -1), 4U * 4 * 4);
+    EXPECT_EQ(room_of(9, 1, -1), 9U * 4 * 4);
+}
+
+TEST_F(Dds, level_alone_has_room_for_ten_pixels) {
+    EXPECT_EQ(room_of(8, 8, 0), 8U * 8 * 4 * 2);
+    for (const uint32_t side : {0U, 1U, 2U})
+        EXPECT_EQ(room_of(side, 1, 0), 10U * 4) << side;
+    EXPECT_EQ(room_of(4, 0, 0), 10U * 4);
 }
 
 TEST_F(Dds, levels_without_pixels_take_a_block_and_a_byte) {

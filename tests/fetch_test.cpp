@@ -191,6 +191,15 @@ TEST_F(FetchTest, offset_outside_the_file_finds_nothing) {
                        nothing);
 }
 
+// The header of the file, taken for that of a record: its number is the magic one, and its words are zero.
+TEST_F(FetchTest, offset_0_lies_in_the_file) {
+    directory.write("roads.shp", points(1));
+    ASSERT_EQ(fetch(database(row(7, 0) + name_row(7, "roads.shp"))), 0);
+    EXPECT_EQ(shape.offset, 0U);
+    EXPECT_EQ(shape.hdr.number, 9994);
+    EXPECT_EQ(shape.shape_type, SHAPE_NULL);
+}
+
 TEST_F(FetchTest, record_that_is_cut_is_a_failure) {
     directory.write("roads.shp", points(1));
     expect_failure(database(row(7, 120) + name_row(7, "roads.shp")),

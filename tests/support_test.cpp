@@ -3,6 +3,7 @@
 #include "allocations.hpp"
 #include "log_capture.hpp"
 #include "temporary_directory.hpp"
+#include "torture/faults.hpp"
 
 #include "support.h"
 
@@ -225,14 +226,18 @@ TEST(Text, empty_list_has_no_items) {
 }
 
 TEST(Text, splitting_nothing_or_without_memory_fails) {
-    int argc = 5;
-    char **argv;
-    EXPECT_EQ(splitlist(nullptr, &argc, &argv), -1);
-    for (int nth = 1; nth <= 3; nth++) {
-        const AllocationWatch watch(nth);
-        EXPECT_EQ(splitlist("a b", &argc, &argv), -1);
+    const auto fails = [](const char *text) {
+        char *before = nullptr;
+        int argc = 5;
+        char **argv = &before;
+        EXPECT_EQ(splitlist(text, &argc, &argv), -1);
         EXPECT_EQ(argc, 0);
         EXPECT_EQ(argv, nullptr);
+    };
+    fails(nullptr);
+    for (int nth = 1; nth <= 3; nth++) {
+        const AllocationWatch watch(nth);
+        fails("a b");
     }
     freeargs(0, nullptr);
 }
@@ -451,9 +456,18 @@ TEST_F(MapFile, whole_file_is_readable) {
 
 TEST_F(MapFile, missing_file_is_negative_and_leaves_null) {
     data = reinterpret_cast<char *>(this);
-    EXPECT_LT(mapfile((directory.path() / "absent").c_str(), nullptr, &data), 0);
+    EXPECT_EQ(mapfile((directory.path() / "absent").c_str(), nullptr, &data), -1);
     EXPECT_EQ(data, nullptr);
-    EXPECT_LT(mapfile(nullptr, nullptr, &data), 0);
+    EXPECT_EQ(mapfile(nullptr, nullptr, &data), -1);
+}
+
+TEST_F(MapFile, file_that_ends_before_its_size_is_a_failure) {
+    const std::string path = directory.write("file", "content");
+    {
+        const Faults faults(FaultKind::ended_read, 1, false);
+        EXPECT_EQ(mapfile(path.c_str(), nullptr, &data), -1);
+    }
+    EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(MapFile, cache_gives_the_same_address_again) {
@@ -478,7 +492,7 @@ TEST_F(MapFile, without_cache_each_call_maps_anew) {
 TEST_F(MapFile, file_that_could_not_be_mapped_is_tried_again_through_its_cache) {
     Arr *cache = nullptr;
     const std::string path = directory.path() / "file";
-    EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0);
+    EXPECT_EQ(mapfile(path.c_str(), &cache, &data), -1);
     directory.write("file", "content");
     EXPECT_EQ(mapfile(path.c_str(), &cache, &data), 7);
     freearr(cache, free);
@@ -494,6 +508,16 @@ TEST_F(MapFile, small_file_is_out_of_reach_of_a_later_truncation) {
     mapfile(path.c_str(), nullptr, &data);
     ASSERT_EQ(truncate(path.c_str(), 0), 0);
     EXPECT_EQ(std::string(data, 7), "content");
+}
+
+TEST_F(MapFile, file_of_16_mib_is_still_out_of_reach) {
+    const int64_t size = 16 << 20;
+    const std::string path = directory.write("file", "begin");
+    std::filesystem::resize_file(path, static_cast<uintmax_t>(size));
+    ASSERT_EQ(mapfile(path.c_str(), nullptr, &data), size);
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_EQ(std::string(data, 5), "begin");
+    lindra_unmapfile(data, size);
 }
 
 TEST_F(MapFile, unreadable_page_follows_the_last_byte_of_a_small_file) {
@@ -527,11 +551,11 @@ TEST_F(MapFile, only_regular_files_are_opened) {
     const std::string fifo = directory.path() / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::create_symlink("loop", directory.path() / "loop");
-    EXPECT_LT(mapfile(fifo.c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile(directory.path().c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile((directory.path() / "loop").c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile("/dev/zero", nullptr, &data), 0);
-    EXPECT_LT(mapfile("/proc/self/status", nullptr, &data), 0);
+    EXPECT_EQ(mapfile(fifo.c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile(directory.path().c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile((directory.path() / "loop").c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile("/dev/zero", nullptr, &data), -1);
+    EXPECT_EQ(mapfile("/proc/self/status", nullptr, &data), -1);
 }
 
 TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
@@ -539,7 +563,7 @@ TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
     for (int nth = 1; nth <= 3; nth++) {
         Arr *cache = nullptr;
         const AllocationWatch watch(nth);
-        EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0) << nth;
+        EXPECT_EQ(mapfile(path.c_str(), &cache, &data), -1) << nth;
         EXPECT_EQ(data, nullptr);
         freearr(cache, free);
     }
@@ -555,7 +579,8 @@ bool is_mapped(const void *at) {
 
 TEST_F(MapFile, an_unmapped_file_is_gone_with_its_guard) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    for (const size_t size : {size_t{0}, size_t{7}, page, page + 1, size_t{17} << 20}) {
+    for (const size_t size :
+         {size_t{0}, size_t{7}, page, page + 1, size_t{17} << 20, (size_t{17} << 20) + 1}) {
         const int64_t mapped =
             mapfile(directory.write("file", std::string(size, 'x')).c_str(), nullptr, &data);
         ASSERT_EQ(mapped, static_cast<int64_t>(size));

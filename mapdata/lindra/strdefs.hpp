@@ -18,6 +18,7 @@
 #include "strdef.hpp"
 #include "support.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -256,7 +257,7 @@ class Engine {
     static void print_elements(const Strdef &row, const Shown &shown, const char *indentation,
                                const unsigned char *first, int64_t n) {
         const ptrdiff_t step = row.count ? shown.step : shown.var_step;
-        const int last = n > shown.limit ? shown.limit : static_cast<int>(n);
+        const int last = static_cast<int>(std::min<int64_t>(n, shown.limit));
         for (int i = 0; i < last;) {
             if (i && shown.separated) fputs(", ", stdout);
             i += shown.print(row, indentation, first + i * step, last - i);

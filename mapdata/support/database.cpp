@@ -36,7 +36,7 @@ constexpr KnownField known_fields[] = {
 static_assert(sizeof(long) == sizeof(int64_t));
 
 struct Database {
-    int64_t handle = 0;
+    int64_t handle; // given when it is entered
     std::string path;
     std::unique_ptr<SqliteFile> file;
     std::mutex lock; // over the file

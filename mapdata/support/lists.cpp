@@ -17,10 +17,11 @@ struct Tbl {
 namespace {
 
 constexpr int first_capacity = 8;
+constexpr int most_doubled = INT_MAX / 2;
 
 bool make_room(Tbl *list) {
     if (list->count < list->capacity) return true;
-    if (list->capacity > INT_MAX / 2) return false;
+    if (list->capacity > most_doubled) return false;
     const int capacity = list->capacity ? 2 * list->capacity : first_capacity;
     void *grown = realloc(list->entries, static_cast<size_t>(capacity) * sizeof(void *));
     if (!grown) return false;

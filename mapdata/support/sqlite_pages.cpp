@@ -64,9 +64,10 @@ uint64_t longest_row(Page page) {
     const bool is_inner = type == inner_of_index;
     const size_t places = header + (is_inner ? 12 : 8);
     const size_t child = is_inner ? 4 : 0; // the number of a page, before the row
+    const size_t end = std::min(places + 2 * u16(page, header + cell_count_offset), page.size());
     uint64_t longest = 0;
-    for (size_t i = 0; i < u16(page, header + cell_count_offset) && places + 2 * i < page.size(); i++)
-        longest = std::max(longest, length_of_row(page, u16(page, places + 2 * i) % page.size() + child));
+    for (size_t at = places; at < end; at += 2)
+        longest = std::max(longest, length_of_row(page, u16(page, at) % page.size() + child));
     return longest;
 }
 

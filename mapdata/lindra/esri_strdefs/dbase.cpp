@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 namespace lindra::esri {
 
@@ -86,30 +86,31 @@ int decode_descriptors(DbaseFile &dbf, Source &source) {
         if (!next)
             return fail(0, "esri_decode_dbase_file: file ends in its field descriptors, after %d of them.\n",
                         counttbl(dbf.fields));
-        if (*next == terminator) return 0;
+        if (*next == terminator) break;
         if (decode_descriptor(dbf, source) < 0) return -1;
     }
+    return 0;
 }
 
 // The terminator, and the flag of the first record.
 void skip_to_fields(const DbaseFile &dbf, Source &source) {
     source.stream.skip(1);
-    if (dbf.header.hdr5.numbyteshdr % 2 != 0 && source.stream.peek(1)) source.stream.skip(1);
+    if (dbf.header.hdr5.numbyteshdr % 2 != 0) source.stream.skip(1);
 }
 
 // Many files end with the last record, without the mark that stands in the place of a next record's flag.
 int copy_records(DbaseFile &dbf, Source &source) {
     const int32_t size = records_size(dbf);
     const size_t there = source.stream.left();
-    const size_t wanted = size < 0 ? 0 : static_cast<size_t>(size);
-    if (wanted > there && wanted - 1 > there)
+    if (std::cmp_greater(int64_t{size} - 1, there))
         return fail(0, "esri_decode_dbase_file: records have %d bytes, %zu bytes left.\n", size, there);
 
     auto *records = static_cast<char *>(allocate(size));
     if (!records) return fail(0, "esri_decode_dbase_file: malloc(%d) error.\n", size);
+    const auto wanted = static_cast<size_t>(size);
     const size_t copied = std::min(wanted, there);
     memcpy(records, source.stream.pos(), copied);
-    if (copied < wanted) records[copied] = ' ';
+    memset(records + copied, ' ', wanted - copied);
     dbf.records = records;
     return 0;
 }
@@ -175,9 +176,8 @@ void print_slots(const DbaseFile &dbf) {
 void print_head(const char *prefix, const DbaseFile &dbf) {
     const bool is_level_7 = dbf.level == 7;
     Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header, -1);
-    for (int i = 0; i < counttbl(dbf.fields); i++)
-        Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5,
-                      gettbl(dbf.fields, i), i);
+    for (int i = 0; const void *descriptor = gettbl(dbf.fields, i); i++)
+        Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor, i);
     if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties, -1);
 }
 

@@ -11,6 +11,7 @@
 #include "esri_strdefs/registry.hpp"
 #include "fail.hpp"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
@@ -69,7 +70,6 @@ int keep_path(const char *key, const char *path) {
 }
 
 int find_path(Dbptr db, const char *database, long fileid, const char *key) {
-    if (getarr(fname_arr, key)) return 0;
     char filename[filename_size];
     char path[path_size];
     if (read_filename(db, fileid, filename) < 0 || resolve(database, filename, path) < 0) return -1;
@@ -87,7 +87,7 @@ int look_up(Dbptr db, long fileid, const char *&out_path) {
     const int length = snprintf(key, sizeof key, "%s:%ld", database, fileid);
     if (static_cast<size_t>(length) >= sizeof key)
         return fail(0, "esri_get_db_shp_record: path of the database is too long.\n");
-    if (find_path(db, database, fileid, key) < 0) return -1;
+    if (!getarr(fname_arr, key) && find_path(db, database, fileid, key) < 0) return -1;
     out_path = static_cast<const char *>(getarr(fname_arr, key));
     return 0;
 }
@@ -111,12 +111,12 @@ int find_file(Dbptr db, long fileid, File &out_file) {
     return 0;
 }
 
-// Decodes the record at offset, of which nothing is there when that lies outside the file.
+// Decodes the record at offset, of which nothing is there when that lies outside the file. As a size, one
+// below zero lies behind every file.
 int decode_at(SHPRECORD *shape, const File &file, long offset) {
     unsigned char nothing = 0;
     unsigned char *base = file.data ? file.data : &nothing;
-    const bool is_inside = offset >= 0 && static_cast<size_t>(offset) <= file.size;
-    unsigned char *cursor = is_inside ? base + offset : base + file.size;
+    unsigned char *cursor = base + std::min(static_cast<size_t>(offset), file.size);
     Source source(base, &cursor, base + file.size);
     return decode_shapefile_record(*shape, source);
 }
