@@ -189,6 +189,14 @@ TEST_F(Dbase, without_records_has_an_empty_block) {
     EXPECT_NE(dbf.records, nullptr);
 }
 
+TEST_F(Dbase, without_fields_and_records_asks_for_a_list_and_a_block) {
+    const BoundedBuffer buffer(RawTable{}.bytes());
+    unsigned char *pos = buffer.data();
+    const AllocationWatch watch;
+    ASSERT_EQ(esri_decode_dbase_file(&dbf, buffer.data(), &pos), 0);
+    EXPECT_EQ(watch.count(), 2);
+}
+
 TEST_F(Dbase, used_again_empties_its_list_and_replaces_its_records) {
     ASSERT_EQ(decode(cities().bytes()), 0);
     Tbl *list = dbf.fields;
@@ -459,6 +467,7 @@ namespace {
 
 void print_long_records(size_t count) {
     dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
+    log_with_flags();
     RawTable records = long_records(513);
     records.records.resize(count);
     std::string bytes = records.bytes();
@@ -475,5 +484,5 @@ void print_long_records(size_t count) {
 TEST(DbaseDeathTest, record_longer_than_a_line_ends_the_process) {
     for (const size_t count : {1U, 2U})
         EXPECT_EXIT(print_long_records(count), testing::ExitedWithCode(1),
-                    "^esri_print_dbase_file_callback: record of 513 bytes is longer than 512\\.\n$");
+                    "^0 esri_print_dbase_file_callback: record of 513 bytes is longer than 512\\.\n$");
 }

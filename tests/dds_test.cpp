@@ -638,13 +638,18 @@ void print_with_prefix_of(size_t size) {
     dds_print_file(std::string(size, 'x').c_str(), &file);
 }
 
+void end_by_prefix_of(size_t size) {
+    log_with_flags();
+    print_with_prefix_of(size);
+}
+
 } // namespace
 
 TEST(DdsDeathTest, prefix_without_room_ends_the_process) {
     EXPECT_NE(printed([] { print_with_prefix_of(507); }), "");
-    EXPECT_EXIT(print_with_prefix_of(508), testing::ExitedWithCode(1),
-                "dds_print_generic: prefix of 510 bytes leaves no room");
-    EXPECT_EXIT(print_with_prefix_of(510), testing::ExitedWithCode(1),
+    EXPECT_EXIT(end_by_prefix_of(508), testing::ExitedWithCode(1),
+                "^0 dds_print_generic: prefix of 510 bytes leaves no room");
+    EXPECT_EXIT(end_by_prefix_of(510), testing::ExitedWithCode(1),
                 "dds_print_generic: prefix of 510 bytes leaves no room");
 }
 
@@ -655,6 +660,9 @@ TEST(DdsDeathTest, prefix_is_judged_even_where_nothing_is_printed) {
 }
 
 TEST(DdsDeathTest, structures_out_of_range_end_the_process) {
-    EXPECT_EXIT(lindra::dds::Registry::die_out_of_range(200), testing::ExitedWithCode(1),
-                "dds_strdefs_init: str_type 0xc8 out of range");
+    const auto end = [] {
+        log_with_flags();
+        lindra::dds::Registry::die_out_of_range(200);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(1), "^0 dds_strdefs_init: str_type 0xc8 out of range");
 }

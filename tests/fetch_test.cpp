@@ -167,11 +167,20 @@ TEST_F(FetchTest, file_without_a_name_is_a_failure) {
 
 TEST_F(FetchTest, decoding_goes_on_after_a_failed_mapping_and_finds_nothing) {
     const std::string missing = path("missing.shp");
-    expect_failure(database(row(7, 100) + name_row(7, missing)),
-                   {"0 esri_get_db_shp_record: mapfile(" + missing + ") error.\n",
-                    "0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed,
-                    decode_failed});
+    const Dbptr db = database(row(7, 100) + row(7, 0) + name_row(7, missing));
+    for (const char *shapeid : {"1", "2"})
+        expect_failure(dblookup(db, nullptr, nullptr, "shapeid", shapeid),
+                       {"0 esri_get_db_shp_record: mapfile(" + missing + ") error.\n",
+                        "0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed,
+                        decode_failed});
     EXPECT_EQ(shape.shape, nullptr);
+}
+
+TEST_F(FetchTest, empty_file_is_one_and_has_nothing) {
+    directory.write("roads.shp", "");
+    expect_failure(
+        database(row(7, 0) + name_row(7, "roads.shp")),
+        {"0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed, decode_failed});
 }
 
 TEST_F(FetchTest, file_that_appears_later_is_mapped_then) {

@@ -240,11 +240,15 @@ struct IllRegistry : esri::Registry {
 } // namespace
 
 TEST(StrdefsDeathTest, code_out_of_range_in_a_registry_ends_the_process) {
-    EXPECT_EXIT(Engine<IllRegistry<200>>::init(), testing::ExitedWithCode(1),
-                "^esri_strdefs_init: str_type 0xc8 out of range\\.\n$");
-    EXPECT_EXIT(Engine<IllRegistry<-1>>::init(), testing::ExitedWithCode(1),
-                "^esri_strdefs_init: str_type 0xffffffff out of range\\.\n$");
-    EXPECT_EXIT(Engine<IllRegistry<511>>::init(), testing::ExitedWithCode(1), "0x1ff out of range");
+    const auto end = [](auto init) {
+        log_with_flags();
+        init();
+    };
+    EXPECT_EXIT(end(Engine<IllRegistry<200>>::init), testing::ExitedWithCode(1),
+                "^0 esri_strdefs_init: str_type 0xc8 out of range\\.\n$");
+    EXPECT_EXIT(end(Engine<IllRegistry<-1>>::init), testing::ExitedWithCode(1),
+                "^0 esri_strdefs_init: str_type 0xffffffff out of range\\.\n$");
+    EXPECT_EXIT(end(Engine<IllRegistry<511>>::init), testing::ExitedWithCode(1), "0x1ff out of range");
 }
 
 namespace {
@@ -523,6 +527,7 @@ TEST_F(Strdefs, unknown_codes_print_nothing) {
 namespace {
 
 void print_with_prefix_of(size_t size) {
+    log_with_flags();
     dup2(STDERR_FILENO, STDOUT_FILENO);
     esri_strdefs_init();
     const SHPRECHDR header = {1, 2};
@@ -535,7 +540,7 @@ void print_with_prefix_of(size_t size) {
 TEST(StrdefsDeathTest, prefix_fills_its_buffer_or_ends_the_process_behind_the_header_line) {
     EXPECT_EXIT(print_with_prefix_of(509), testing::ExitedWithCode(0), "-  length=2\n$");
     EXPECT_EXIT(print_with_prefix_of(510), testing::ExitedWithCode(1),
-                "prefix of 510 bytes leaves no room\\.\n-+RecordHdr:\n$");
+                "^0 esri_print_generic: prefix of 510 bytes leaves no room\\.\n-+RecordHdr:\n$");
 }
 
 // --- A registry with words of 4 bytes in slots of 8, and counts of 64 bits ---------------------------------

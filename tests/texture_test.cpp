@@ -225,6 +225,10 @@ TEST_F(TextureTest, dx10_headers_tell_the_format_by_number) {
     EXPECT_EQ(texture.header10.dxgiFormat, 78U);
     EXPECT_EQ(texture.header10.resourceDimension, 3U);
     EXPECT_EQ(texture.header10.arraySize, 1U);
+    const Texture model{.storage = numbered(dxt1(), 71)};
+    EXPECT_EQ(open(model.file_with(model.header(), {71, 3, 0x80000000, 1, 7})), 0);
+    EXPECT_EQ(texture.header10.miscFlag, 0x80000000U);
+    EXPECT_EQ(texture.header10.miscFlag2, 7U);
 }
 
 // The bytes of the formats, lowest address first, as the names of the formats spell their channels.

@@ -131,9 +131,11 @@ class Engine {
         return entry->decode ? unstuff_by_hook(*entry, *out, source) : 0;
     }
 
+    static constexpr int in_no_list = -1;
+
     // Prints the structure after prefix; index: its number in a list, or negative. One that was not decoded
     // is null and not printed.
-    static void print(const char *prefix, int str_type, const void *structure, int index) {
+    static void print(const char *prefix, int str_type, const void *structure, int index = in_no_list) {
         if constexpr (Registry::prefix_first) require_room(prefix, "  ");
         const StrdefsEntry *entry = find(str_type);
         if (!entry || !structure) return;

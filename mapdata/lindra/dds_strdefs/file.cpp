@@ -56,7 +56,7 @@ struct Level {
     // for where the image is one pixel high. Negative when no number can tell it.
     int64_t room() const {
         const uint64_t rows = std::max(2 * height, (height + 3) / 4 * 4);
-        if (width && rows > static_cast<uint64_t>(INT64_MAX) / sizeof(uint32_t) / width) return -1;
+        if (width && rows > static_cast<uint64_t>(INT64_MAX) / sizeof(uint32_t) / width) return INT64_MIN;
         return static_cast<int64_t>(width * rows * sizeof(uint32_t));
     }
 
@@ -169,8 +169,8 @@ void dds_print_file(const char *prefix, DdsFile *file) {
 }
 
 void dds_print_file_callback(const char *prefix, DdsFile *file) {
-    Engine::print(prefix, DDS_TYPE_HEADER, &file->header, -1);
-    if (is_kind(file->header.ddspf, dx10)) Engine::print(prefix, DDS_TYPE_HEADER10, &file->header10, -1);
+    Engine::print(prefix, DDS_TYPE_HEADER, &file->header);
+    if (is_kind(file->header.ddspf, dx10)) Engine::print(prefix, DDS_TYPE_HEADER10, &file->header10);
     // Deliberate: sizes are those of the place in the list, also where one level was chosen for it.
     Level level = {file->header.dwWidth, file->header.dwHeight};
     for (int i = 0; i < counttbl(file->mipmaps); i++, level = level.next())

@@ -351,7 +351,8 @@ uint64_t image_size(const LindraTexture &texture, uint32_t width, uint32_t heigh
     const uint64_t block = texture.format == LINDRA_DXT1 ? 8 : 16;
     const uint64_t row = plain ? uint64_t{width} * (texture.bits / 8) : (uint64_t{width} + 3) / 4 * block;
     const uint64_t rows = plain ? height : (uint64_t{height} + 3) / 4;
-    return row > UINT64_MAX / rows ? UINT64_MAX : row * rows;
+    uint64_t size;
+    return __builtin_mul_overflow(row, rows, &size) ? UINT64_MAX : size;
 }
 
 } // namespace lindra::dds

@@ -175,10 +175,10 @@ void print_slots(const DbaseFile &dbf) {
 
 void print_head(const char *prefix, const DbaseFile &dbf) {
     const bool is_level_7 = dbf.level == 7;
-    Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header, -1);
+    Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header);
     for (int i = 0; const void *descriptor = gettbl(dbf.fields, i); i++)
         Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor, i);
-    if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties, -1);
+    if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties);
 }
 
 } // namespace
