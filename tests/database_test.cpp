@@ -609,6 +609,19 @@ TEST_F(DatabaseTest, declared_types_do_not_change_what_is_written) {
 
 // --- Speed
 
+TEST_F(DatabaseTest, statements_keep_nothing_of_the_callers_text) {
+    const Dbptr view = watched(made(world));
+    EXPECT_EQ(file_row(view, "its own text").record, -102);
+    int statements = 0;
+    for (sqlite3_stmt *each = sqlite3_next_stmt(library_connection, nullptr); each;
+         each = sqlite3_next_stmt(library_connection, each), statements++) {
+        char *sql = sqlite3_expanded_sql(each);
+        EXPECT_EQ(strstr(sql, "its own text"), nullptr) << sql;
+        sqlite3_free(sql);
+    }
+    EXPECT_GT(statements, 0);
+}
+
 TEST_F(DatabaseTest, second_lookup_prepares_nothing) {
     made(world);
     const Dbptr view = watched(path());
@@ -895,7 +908,24 @@ TEST_F(DatabaseTest, search_may_take_as_many_steps_as_its_file_accounts_for) {
         const int steps = status_sum(SQLITE_STMTSTATUS_VM_STEP);
         EXPECT_GE(steps, most) << size;
         EXPECT_LT(steps, most + 1000) << size;
+        EXPECT_EQ(dblookup(view, nullptr, "filename", "filename", "none").record, -102);
+        EXPECT_GE(status_sum(SQLITE_STMTSTATUS_VM_STEP), steps + most - 10'000) << "each search anew";
     }
+}
+
+TEST_F(DatabaseTest, row_that_has_the_number_of_the_one_before_is_none) {
+    const std::string rows = "CREATE TABLE shape(offset); INSERT INTO shape VALUES";
+    const auto text = [](char letter) { return "('" + std::string(200, letter) + "')"; };
+    std::string file = bytes_of(made(small_pages + rows + text('a') + "," + text('b') + "," + text('c')));
+    const size_t third = file.find(std::string(200, 'c')) - 4; // behind a header of three bytes
+    ASSERT_EQ(file[third], 3);
+    file[third] = 2;
+    const Dbptr view = opened(directory.write("damaged", file));
+    Dbptr row = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr));
+    EXPECT_EQ(row.record, 1);
+    row = lindra_db_next(row);
+    EXPECT_EQ(row.record, 2);
+    EXPECT_EQ(lindra_db_next(row).record, LINDRA_DB_NO_RECORD);
 }
 
 // --- Rows that claim more than the file has

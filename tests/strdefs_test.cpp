@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace lindra;
@@ -399,6 +400,22 @@ TEST_F(Strdefs, trusted_count_below_zero_is_a_failed_allocation) {
         EXPECT_EQ(unstuff(arrays_code, arrays, le32(n), 4), -1);
         EXPECT_EQ(arrays.n, n);
         EXPECT_EQ(arrays.integers, nullptr);
+        EXPECT_EQ(log.take(), Lines{"1 esri_unstuff_stream: malloc() error.\n"});
+    }
+}
+
+// The memory is refused where it is asked for: nothing stands behind the count.
+TEST_F(Strdefs, longest_trusted_run_has_2147483647_bytes) {
+    for (const auto &[n, is_asked_for] : {std::pair{INT_MAX / 4, true}, {INT_MAX / 4 + 1, false}}) {
+        std::string bytes = le32(n);
+        unsigned char *pos = start(bytes);
+        Source source(pos, &pos);
+        Arrays arrays;
+        void *out = &arrays;
+        const AllocationWatch watch(1);
+        EXPECT_EQ(Own::unstuff(arrays_code, &out, source), -1);
+        EXPECT_EQ(watch.failed(), is_asked_for) << n;
+        const AllocationPause pause;
         EXPECT_EQ(log.take(), Lines{"1 esri_unstuff_stream: malloc() error.\n"});
     }
 }

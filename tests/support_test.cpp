@@ -96,6 +96,15 @@ TEST(Lists, entries_keep_their_order_over_growth) {
     freetbl(list, nullptr);
 }
 
+TEST(Lists, full_list_doubles) {
+    Tbl *list = newtbl(0);
+    const AllocationWatch watch;
+    for (int i = 0; i < 17; i++)
+        settbl(list, -1, nullptr);
+    EXPECT_EQ(watch.requested(), (8 + 16 + 32) * sizeof(void *));
+    freetbl(list, nullptr);
+}
+
 TEST(Lists, storing_replaces_and_refuses_gaps) {
     Tbl *list = newtbl(0);
     int a, b;
@@ -433,6 +442,25 @@ TEST_P(DataDirectoriesDeathTest, place_is_found_by_the_name_of_the_program_or_is
 }
 
 // A bare name was found through PATH; the others are no place, or none with a prefix.
+class PrefixDeathTest : public testing::TestWithParam<std::pair<const char *, int>> {};
+
+// The share directory stands in the test's own.
+TEST_P(PrefixDeathTest, prefix_is_looked_for_in_three_directories_above) {
+    const auto &[name, directories] = GetParam();
+    const TemporaryDirectory root;
+    const std::string program = root.write(name, "");
+    std::filesystem::create_directory(root.path() / "share");
+    EXPECT_EXIT(
+        execl("/proc/self/exe", program.c_str(), "--gtest_filter=DataDirectories.count_is_told", nullptr),
+        testing::ExitedWithCode(0), "directories: " + std::to_string(directories) + "\\.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, PrefixDeathTest,
+                         testing::Values(std::pair("program", without_place + 1),
+                                         std::pair("lib/arch/program", without_place + 1),
+                                         std::pair("lib/arch/deeper/program", without_place)),
+                         [](const auto &name) { return "name" + std::to_string(name.index); });
+
 INSTANTIATE_TEST_SUITE_P(Names, DataDirectoriesDeathTest,
                          testing::Values(std::pair("bare", without_place + 1),
                                          std::pair("moved/since", without_place),

@@ -100,14 +100,7 @@ class Engine {
     static int init() {
         if (!first_.load(std::memory_order_acquire)) return 0;
         const std::lock_guard<std::mutex> guard(lock_);
-        if (!first_.load(std::memory_order_relaxed)) return 0;
-        index_.fill(nullptr);
-        for (const StrdefsEntry &entry : Registry::entries) {
-            // Deliberate: the index has more slots than codes are accepted for.
-            if (entry.str_type < 0 || entry.str_type >= codes) Registry::die_out_of_range(entry.str_type);
-            index_[static_cast<size_t>(entry.str_type)] = &entry;
-        }
-        first_.store(false, std::memory_order_release);
+        if (first_.load(std::memory_order_relaxed)) build_index();
         return 0;
     }
 
@@ -168,6 +161,15 @@ class Engine {
     }
 
   private:
+    static void build_index() {
+        for (const StrdefsEntry &entry : Registry::entries) {
+            // Deliberate: the index has more slots than codes are accepted for.
+            if (entry.str_type < 0 || entry.str_type >= codes) Registry::die_out_of_range(entry.str_type);
+            index_[static_cast<size_t>(entry.str_type)] = &entry;
+        }
+        first_.store(false, std::memory_order_release);
+    }
+
     // Deliberate: a prefix without room in the buffer ends the process instead of being cut.
     static void require_room(const char *prefix, const char *blanks) {
         if (strlen(prefix) + strlen(blanks) >= sizeof(Indentation)) Registry::die_long_prefix(prefix);

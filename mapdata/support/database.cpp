@@ -45,7 +45,7 @@ using Owner = std::shared_ptr<Database>;
 
 struct Registry {
     std::mutex lock;
-    int64_t last_handle = 0;
+    int64_t last_handle{};
     std::map<int64_t, Owner> databases;
     std::vector<std::string> names; // of tables and fields; the first one's number is 1
 };

@@ -87,7 +87,7 @@ void add_prefix_directory(Directories &to) {
     std::string place = loaded_from();
     for (int level = 0; level < prefix_levels; level++) {
         const size_t slash = place.rfind('/');
-        if (slash == std::string::npos || slash == 0) return;
+        if (slash == std::string::npos) return;
         place.resize(slash);
         if (const std::string share = place + "/share"; is_there(share, S_IFDIR)) {
             to.push_back(share);

@@ -74,7 +74,7 @@ class File {
     }
 
     int descriptor_ = no_descriptor;
-    int64_t size_ = 0;
+    int64_t size_{};
 };
 
 void *map_memory(size_t size, int rights) {

@@ -6,6 +6,7 @@
 #include "lindra.h"
 #include "s3tc.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -56,8 +57,8 @@ void expand_masks(const LindraTexture &texture, const LindraImage &image, uint32
 
 // Whether the image has the bytes in the file that its size asks for.
 bool is_whole(const LindraTexture &texture, const LindraImage &image) {
-    return texture.nimages && image.width && image.height && image.offset <= texture.size &&
-           image.size <= texture.size - image.offset &&
+    const uint64_t left = texture.size - std::min(image.offset, texture.size);
+    return texture.nimages && image.width && image.height && image.size <= left &&
            image.size == image_size(texture, image.width, image.height);
 }
 

@@ -53,6 +53,10 @@ void drop_records(DbaseFile &dbf) {
     dbf.records = nullptr;
 }
 
+bool is_level_7(const DbaseFile &dbf) {
+    return dbf.level == 7;
+}
+
 int decode_level(DbaseFile &dbf, const Source &source) {
     const unsigned char *version = source.stream.peek(1);
     if (!version) return fail(0, "esri_decode_dbase_file: file is empty.\n");
@@ -67,7 +71,7 @@ int decode_level(DbaseFile &dbf, const Source &source) {
 
 int decode_descriptor(DbaseFile &dbf, Source &source) {
     void *descriptor = nullptr;
-    const int32_t str_type = dbf.level == 7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5;
+    const int32_t str_type = is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5;
     if (Engine::unstuff(str_type, &descriptor, source) < 0) {
         // Nobody else knows of it.
         free(descriptor);
@@ -174,11 +178,11 @@ void print_slots(const DbaseFile &dbf) {
 }
 
 void print_head(const char *prefix, const DbaseFile &dbf) {
-    const bool is_level_7 = dbf.level == 7;
-    Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header);
+    Engine::print(prefix, is_level_7(dbf) ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header);
     for (int i = 0; const void *descriptor = gettbl(dbf.fields, i); i++)
-        Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor, i);
-    if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties);
+        Engine::print(prefix, is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor,
+                      i);
+    if (is_level_7(dbf)) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties);
 }
 
 } // namespace
@@ -192,12 +196,11 @@ int decode_dbase_file(DbaseFile &dbf, Source &source) {
     if (!dbf.fields) return fail(0, "esri_decode_dbase_file: newtbl() error.\n");
     if (decode_level(dbf, source) < 0) return -1;
     drop_records(dbf);
-    const bool is_level_7 = dbf.level == 7;
-    if (unstuff_into(is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
+    if (unstuff_into(is_level_7(dbf) ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
         return fail_unstuff();
     if (decode_descriptors(dbf, source) < 0) return -1;
     skip_to_fields(dbf, source);
-    if (is_level_7 && unstuff_into(DBASE_FIELDPROPERTIES, dbf.field_properties, source) < 0)
+    if (is_level_7(dbf) && unstuff_into(DBASE_FIELDPROPERTIES, dbf.field_properties, source) < 0)
         return fail_unstuff();
     return copy_records(dbf, source);
 }
