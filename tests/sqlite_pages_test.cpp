@@ -26,7 +26,7 @@ namespace {
 
 constexpr uint64_t mib = 1 << 20;
 constexpr uint64_t in_any_file = 16 * mib; // the longest row
-constexpr char inner_of_index = 2, inner_of_table = 5, leaf_of_index = 10, leaf_of_table = 13;
+constexpr char inner_of_index = 2, leaf_of_index = 10, leaf_of_table = 13;
 
 // Seven bits a byte, the highest first.
 std::string number(uint64_t value) {

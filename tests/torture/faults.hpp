@@ -13,9 +13,9 @@ enum class FaultKind {
     system_call,       // stat, fstat, access, open, read, close, mmap, munmap, mprotect
     short_read,        // read gives half of what was asked for
     interrupted_read,  // read ends with EINTR
-    ended_read,        // read gives nothing, as behind the end
     sqlite_allocation, // of SQLite
-    sqlite_file        // SQLite's own system calls
+    sqlite_file,       // SQLite's own system calls
+    ended_read         // read gives nothing, as behind the end
 };
 
 // While one lives, the nth call of the kind fails on this thread: once, or it and all later. reason: what
