@@ -251,6 +251,26 @@ TEST(Text, splitting_nothing_or_without_memory_fails) {
     freeargs(0, nullptr);
 }
 
+TEST(Text, items_and_their_vector_are_all_that_is_asked_for) {
+    int argc;
+    char **argv;
+    const AllocationWatch watch;
+    ASSERT_EQ(splitlist("ab c", &argc, &argv), 0);
+    EXPECT_EQ(watch.requested(), 3 * sizeof(char *) + 3 + 2);
+    freeargs(argc, argv);
+    EXPECT_EQ(watch.live(), 0);
+}
+
+TEST(Text, as_many_items_are_released_as_are_told) {
+    int argc;
+    char **argv;
+    ASSERT_EQ(splitlist("a b", &argc, &argv), 0);
+    char *kept = argv[1];
+    freeargs(1, argv);
+    EXPECT_STREQ(kept, "b");
+    free(kept);
+}
+
 TEST(Text, trimming_removes_white_space_on_both_sides) {
     EXPECT_EQ(trimmed("  a b\t\n"), "a b");
     EXPECT_EQ(trimmed("a"), "a");

@@ -154,9 +154,7 @@ class Engine {
     static Indentation indented(const char *prefix, const char *blanks) {
         require_room(prefix, blanks);
         Indentation result;
-        const size_t length = strlen(prefix);
-        memcpy(result.data(), prefix, length);
-        memcpy(result.data() + length, blanks, strlen(blanks) + 1);
+        stpcpy(stpcpy(result.data(), prefix), blanks);
         return result;
     }
 

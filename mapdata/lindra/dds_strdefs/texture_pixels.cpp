@@ -18,8 +18,7 @@ namespace {
 class Channel {
   public:
     Channel(uint32_t mask, uint32_t absent)
-        : mask_(mask), shift_(mask ? std::countr_zero(mask) : 0), greatest_(mask >> shift_), absent_(absent) {
-    }
+        : mask_(mask), shift_(std::countr_zero(mask) & 31), greatest_(mask >> shift_), absent_(absent) {}
 
     uint32_t operator()(uint32_t pixel) const {
         const uint32_t value = (pixel & mask_) >> shift_;
@@ -30,7 +29,7 @@ class Channel {
 
   private:
     uint32_t mask_;
-    int shift_;
+    int shift_; // 0 without a mask
     uint32_t greatest_;
     uint32_t absent_;
 };
