@@ -14,6 +14,8 @@
 
 #include <climits>
 #include <cstring>
+#include <malloc.h>
+#include <utility>
 
 using namespace lindra::test;
 using dds::fourcc;
@@ -481,6 +483,21 @@ TEST_F(Dds, room_without_a_size_is_a_failed_allocation) {
     EXPECT_EQ(levels(), 0);
 }
 
+// The memory is refused where it is asked for, behind the record and the list.
+TEST_F(Dds, largest_room_is_still_asked_for) {
+    for (const auto &[height, is_asked_for] : {std::pair{1431655765U, true}, {1431655766U, false}}) {
+        std::string bytes = Header().sized(805306368, height, 1).bytes();
+        auto *pos = reinterpret_cast<unsigned char *>(bytes.data());
+        DdsFile *record = nullptr;
+        const AllocationWatch watch(4);
+        EXPECT_EQ(dds_decode_file(&record, -1, nullptr, &pos), -1);
+        EXPECT_EQ(watch.failed(), is_asked_for) << height;
+        lindra_free_dds(record);
+        const AllocationPause pause;
+        EXPECT_EQ(log.take(), Lines{"1 dds_decode_file: malloc() error.\n"});
+    }
+}
+
 TEST_F(Dds, memory_asked_for_is_bounded_by_the_file) {
     for (uint32_t side : {1U, 2U, 3U, 4U, 5U, 64U, 1024U}) {
         lindra_free_dds(file);
@@ -572,10 +589,12 @@ TEST_F(Dds, ten_pixels_of_a_level_are_printed_at_most) {
 }
 
 TEST_F(Dds, single_level_is_printed_as_the_largest) {
+    mallopt(M_PERTURB, 0x55); // new memory has no zeros
     ASSERT_EQ(decode(Header().sized(8, 8, 4).bytes() + blocks(4) + plain_block(0) + plain_block(0xffff) +
                          plain_block(0xffff),
                      3),
               0);
+    mallopt(M_PERTURB, 0);
     // A level of 1 x 1 whose block was expanded into one column; behind it there is nothing to show.
     EXPECT_EQ(level(0)[3], white);
     const std::string text = listing();

@@ -494,6 +494,11 @@ TEST_F(TextureTest, a_cube_without_faces_has_six) {
     expect_read_with(model, Header::caps2, 0x200, {{112, "is a cube without faces, read as one of six"}});
 }
 
+TEST_F(TextureTest, a_cube_has_six_faces_whatever_else_is_set) {
+    expect_read_with({.faces = all_faces}, Header::caps2, 0xffdfffff, {});
+    EXPECT_EQ(texture.faces, 6U);
+}
+
 TEST_F(TextureTest, faces_without_a_cube_are_none) {
     expect_read_with({}, Header::caps2, 0xfc00, {});
 }
@@ -509,6 +514,11 @@ TEST_F(TextureTest, a_volume_without_depth_has_one_slice) {
 
 TEST_F(TextureTest, a_depth_without_a_volume_is_none) {
     expect_read_with({}, Header::depth, 7, {});
+    const Texture model;
+    const uint32_t flags = model.header().words[Header::flags] | 0x800000;
+    EXPECT_EQ(open(model.file_with(model.header().with(Header::flags, flags).with(Header::depth, 1))), 0);
+    EXPECT_EQ(told, AllTold{});
+    expect_images(model, 1);
 }
 
 TEST_F(TextureTest, a_cube_and_volume_is_read_as_the_header_can_tell_more_of) {
