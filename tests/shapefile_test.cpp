@@ -171,6 +171,19 @@ TEST_F(Shapefile, length_of_50_words_or_fewer_is_no_records) {
 }
 
 // Deliberate: see there.
+TEST_F(Shapefile, no_records_take_no_memory_but_a_list) {
+    std::string bytes = shp::header(50, SHAPE_POINT);
+    auto *base = reinterpret_cast<unsigned char *>(bytes.data());
+    unsigned char *pos = base;
+    SHPFILE own = {};
+    {
+        const AllocationWatch watch;
+        EXPECT_EQ(esri_decode_shapefile(&own, base, &pos), 0);
+        EXPECT_EQ(watch.count(), 1);
+    }
+    lindra_clear_esri(ESRI_FILE, &own);
+}
+
 TEST_F(Shapefile, magic_number_version_and_shape_type_of_the_header_are_not_looked_at) {
     std::string bytes = shp::file(77, {shp::record(1, shp::shape(SHAPE_POINT))});
     bytes.replace(0, 4, be32(0));

@@ -326,9 +326,11 @@ namespace {
 // --- A host's way to files, of which there are versions
 
 int host_version;
+char *host_file = nullptr; // of the database
 
 int open_as_host(sqlite3_vfs *, const char *name, sqlite3_file *file, int flags, int *out_flags) {
     static std::list<sqlite3_io_methods> all;
+    if (flags & SQLITE_OPEN_MAIN_DB) host_file = reinterpret_cast<char *>(file);
     sqlite3_vfs *system = sqlite3_vfs_find("unix");
     const int result = system->xOpen(system, name, file, flags, out_flags);
     if (!file->pMethods) return result;
@@ -338,17 +340,20 @@ int open_as_host(sqlite3_vfs *, const char *name, sqlite3_file *file, int flags,
     return result;
 }
 
-// Ends the process with the version of a file's methods; and 10, where it shares memory.
+// Ends the process with the version of a file's methods; and 10, where it shares memory; and 100, where the
+// host's file does not end with the room that was asked for.
 [[noreturn]] void open_through_host(int version, const std::string &path) {
     host_version = version;
     static sqlite3_vfs host = *sqlite3_vfs_find("unix");
     host.zName = "host";
     host.xOpen = open_as_host;
     sqlite3_vfs_register(&host, 1);
+    sqlite3_auto_extension(reinterpret_cast<void (*)()>(keep_way));
     sqlite3 *connection = nullptr;
     lindra::open_distrusting_rows(path.c_str(), &connection, SQLITE_OPEN_READONLY);
-    const sqlite3_io_methods &methods = *file_of(connection)->pMethods;
-    exit(methods.iVersion + (methods.xShmMap ? 10 : 0));
+    sqlite3_file *file = file_of(connection);
+    const bool fits = host_file + host.szOsFile == reinterpret_cast<char *>(file) + way.szOsFile;
+    exit(file->pMethods->iVersion + (file->pMethods->xShmMap ? 10 : 0) + (fits ? 0 : 100));
 }
 
 } // namespace

@@ -265,6 +265,10 @@ void print_at_once() {
     esri_print_dbase_file("", &dbf);
     DdsFile texture = {};
     dds_print_file("", &texture);
+    // To clear needs no decoding before.
+    dbf.level = 5;
+    lindra_clear_esri(DBASE_FILE, &dbf);
+    printf("level=%d\n", dbf.level);
     exit(0);
 }
 
@@ -273,7 +277,7 @@ void print_at_once() {
 TEST(StrdefsDeathTest, structures_are_not_printed_before_the_first_decoding) {
     const std::string style = testing::GTEST_FLAG(death_test_style);
     testing::GTEST_FLAG(death_test_style) = "threadsafe"; // in a process of its own
-    EXPECT_EXIT(print_at_once(), testing::ExitedWithCode(0), "start\noffset=7\n$");
+    EXPECT_EXIT(print_at_once(), testing::ExitedWithCode(0), "start\noffset=7\nlevel=0\n$");
     testing::GTEST_FLAG(death_test_style) = style;
 }
 

@@ -91,7 +91,7 @@ int decode_descriptors(DbaseFile &dbf, Source &source) {
             return fail(0, "esri_decode_dbase_file: file ends in its field descriptors, after %d of them.\n",
                         counttbl(dbf.fields));
         if (*next == terminator) break;
-        if (decode_descriptor(dbf, source) < 0) return -1;
+        if (const int status = decode_descriptor(dbf, source); status < 0) return status;
     }
     return 0;
 }

@@ -63,7 +63,7 @@ int decode_shapefile(SHPFILE &file, Source &source) {
     // A signed 32-bit number, as the length that it is made of.
     auto remaining =
         static_cast<int32_t>(static_cast<uint32_t>(int64_t{2} * file.hdr.length - file_header_size));
-    while (remaining >= 1)
+    while (remaining > 0)
         if (decode_next(file, remaining, source) < 0) return -1;
     return 0;
 }
