@@ -522,6 +522,7 @@ TEST_F(MapFile, cache_gives_the_same_address_again) {
     const std::string path = directory.write("file", "content");
     Arr *cache = nullptr;
     ASSERT_EQ(mapfile(path.c_str(), &cache, &data), 7);
+    EXPECT_EQ(std::string(data, 7), "content");
     std::filesystem::remove(path);
     char *again = nullptr;
     EXPECT_EQ(mapfile(path.c_str(), &cache, &again), 7);

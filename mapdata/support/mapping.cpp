@@ -89,7 +89,7 @@ bool copy_file(const File &file, Mapping &out) {
     if (region == MAP_FAILED) return false;
     char *data = static_cast<char *>(region) + (room - size);
     const bool done = file.read_whole(data, file.size()) &&
-                      (room == 0 || mprotect(region, room, PROT_READ) == 0) &&
+                      (!room || mprotect(region, room, PROT_READ) == 0) &&
                       mprotect(static_cast<char *>(region) + room, page, PROT_NONE) == 0;
     if (!done) {
         munmap(region, room + page);

@@ -254,12 +254,10 @@ Run whole_images(const LindraTexture &texture) {
     const uint64_t images = images_in_chain(texture);
     if (chain.images < images) return chain;
     const uint64_t whole = std::min(chains(texture), room(texture) / chain.size);
-    Run run{whole * images, whole * chain.size};
+    const Run run{whole * images, whole * chain.size};
     if (whole == chains(texture)) return run;
     const Run cut = fitting(texture, room(texture) - run.size);
-    run.images += cut.images;
-    run.size += cut.size;
-    return run;
+    return {run.images + cut.images, run.size + cut.size};
 }
 
 // Whether the file ends right behind the first levels.

@@ -64,9 +64,11 @@ int resolve(const char *database, const char *filename, char *path) {
 
 int keep_path(const char *key, const char *path) {
     char *copy = strdup(path);
-    if (copy && setarr(fname_arr, key, copy) == 0) return 0;
-    free(copy);
-    return fail(0, "esri_get_db_shp_record: setarr(%s) error.\n", key);
+    if (!copy || setarr(fname_arr, key, copy) < 0) {
+        free(copy);
+        return fail(0, "esri_get_db_shp_record: setarr(%s) error.\n", key);
+    }
+    return 0;
 }
 
 int find_path(Dbptr db, const char *database, long fileid, const char *key) {
