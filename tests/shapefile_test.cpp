@@ -443,6 +443,18 @@ TEST_F(Shapefile, each_shape_type_has_its_golden_listing) {
     }
 }
 
+TEST_F(Shapefile, files_and_records_are_listed_by_their_codes_behind_the_indented_prefix) {
+    ASSERT_EQ(decode(shp::file(SHAPE_POINT, {shp::record(1, shp::shape(SHAPE_POINT))})), 0);
+    const auto by_code = [](int code, void *structure, int index) {
+        return printed([&] { lindra::esri::Engine::print("> ", code, structure, index); });
+    };
+    EXPECT_EQ(by_code(ESRI_FILE, file_, -1), listing(">   "));
+    auto *first = static_cast<SHPRECORD *>(gettbl(file()->records, 0));
+    EXPECT_EQ(by_code(ESRI_RECORD, first, 3),
+              printed([&] { esri_print_shapefile_record(">   ", first, 3); }));
+    EXPECT_TRUE(by_code(ESRI_RECORD, first, 3).starts_with(">   Record(3):\n"));
+}
+
 TEST_F(Shapefile, listing_begins_with_the_header) {
     ASSERT_EQ(decode(shp::file(SHAPE_POLYGON, {})), 0);
     EXPECT_EQ(listing(), "FileHdr:\n"
