@@ -89,6 +89,7 @@ void add_prefix_directory(Directories &to) {
         const size_t slash = place.rfind('/');
         if (slash == std::string::npos) return;
         place.resize(slash);
+        if (place.empty()) return;
         if (const std::string share = place + "/share"; is_there(share, S_IFDIR)) {
             to.push_back(share);
             return;
