@@ -384,6 +384,14 @@ TEST_F(DatabaseTest, null_members_stay) {
     EXPECT_EQ(dblookup(shape, nullptr, nullptr, nullptr, "18").record, 2);
 }
 
+TEST_F(DatabaseTest, same_names_have_the_same_numbers) {
+    const Dbptr view = opened_with(world);
+    for (const char *table : {"shape", "filename"}) {
+        const Dbptr first = dblookup(view, nullptr, table, "fileid", nullptr);
+        EXPECT_TRUE(same(dblookup(view, nullptr, table, "fileid", nullptr), first)) << table;
+    }
+}
+
 TEST_F(DatabaseTest, what_is_not_there_is_no_record) {
     const Dbptr view = opened_with(world);
     EXPECT_EQ(file_row(view, "19").record, -102);
@@ -1088,10 +1096,15 @@ namespace {
 // Opens, looks up, reads and closes; every step succeeds whole or fails whole.
 bool fetch_all(const char *file) {
     Dbptr view = {};
-    if (lindra_db_open(file, &view) < 0) return false;
+    if (const int status = lindra_db_open(file, &view); status != 0) {
+        EXPECT_EQ(status, -1);
+        return false;
+    }
     char name[256] = "before";
     const Dbptr row = dblookup(view, nullptr, "filename", "fileid", "17");
-    const bool read = dbgetv(row, nullptr, "filename", name, nullptr) == 0;
+    const int status = dbgetv(row, nullptr, "filename", name, nullptr);
+    const bool read = status == 0;
+    EXPECT_EQ(status, read ? 0 : -1);
     const bool found = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr)).record == 1;
     EXPECT_STREQ(name, read ? "shapes/roads.shp" : "before");
     EXPECT_EQ(lindra_db_close(view), 0);

@@ -185,7 +185,7 @@ struct Wanted {
 };
 
 struct Value {
-    int64_t number = 0;
+    int64_t number{};
     std::string_view text;
 };
 
@@ -211,7 +211,7 @@ std::optional<Value> text_value(const SqliteQuery &row, int column) {
     const char *text = row.text(column);
     const size_t size = row.text_size(column);
     if (!text || memchr(text, 0, size)) return std::nullopt;
-    return Value{0, {text, size}};
+    return Value{{}, {text, size}};
 }
 
 std::optional<Value> integer_value(const SqliteQuery &row, int column) {
