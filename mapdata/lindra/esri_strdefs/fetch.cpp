@@ -90,9 +90,10 @@ int look_up(Dbptr db, long fileid, const char *&out_path) {
     const int length = snprintf(key, sizeof key, "%s:%ld", database, fileid);
     if (static_cast<size_t>(length) >= sizeof key)
         return fail(0, "esri_get_db_shp_record: path of the database is too long.\n");
-    const int status = getarr(fname_arr, key) ? 0 : find_path(db, database, fileid, key);
+    if (!getarr(fname_arr, key))
+        if (const int status = find_path(db, database, fileid, key); status < 0) return status;
     out_path = static_cast<const char *>(getarr(fname_arr, key));
-    return status;
+    return 0;
 }
 
 // Deliberate: a file that cannot be mapped is a complaint and no end; decoding then finds nothing there.
