@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "allocations.hpp"
+#include "endless_tree.hpp"
 #include "lying_row.hpp"
 #include "ordinary_user.hpp"
 #include "sqlite_maker.hpp"
@@ -21,6 +22,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace lindra::test;
@@ -78,6 +80,20 @@ int count_prepared(void *, int action, const char *, const char *, const char *,
 int watch_connection(sqlite3 *connection, char **, const void *) {
     library_connection = connection;
     return sqlite3_set_authorizer(connection, count_prepared, nullptr);
+}
+
+// Of SQLite's settings of it.
+int option(int which) {
+    int value = -1;
+    sqlite3_db_config(library_connection, which, -1, &value);
+    return value;
+}
+int pragma(const char *name) {
+    sqlite3_stmt *statement = nullptr;
+    sqlite3_prepare_v2(library_connection, (std::string("PRAGMA ") + name).c_str(), -1, &statement, nullptr);
+    const int value = sqlite3_step(statement) == SQLITE_ROW ? sqlite3_column_int(statement, 0) : -1;
+    sqlite3_finalize(statement);
+    return value;
 }
 
 int status_sum(int what) {
@@ -293,6 +309,20 @@ TEST_F(DatabaseTest, zeroed_view_fails_everywhere) {
     EXPECT_EQ(lindra_db_close(Dbptr{}), -1);
 }
 
+TEST_F(DatabaseTest, connection_has_its_defences) {
+    watched(made(world));
+    for (const int off : {SQLITE_DBCONFIG_TRUSTED_SCHEMA, SQLITE_DBCONFIG_ENABLE_VIEW,
+                          SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_DQS_DML})
+        EXPECT_EQ(option(off), 0) << off;
+    EXPECT_EQ(option(SQLITE_DBCONFIG_DEFENSIVE), 1);
+    EXPECT_EQ(sqlite3_limit(library_connection, SQLITE_LIMIT_LENGTH, -1), 1 << 20);
+    EXPECT_EQ(sqlite3_limit(library_connection, SQLITE_LIMIT_ATTACHED, -1), 0);
+    EXPECT_EQ(pragma("busy_timeout"), 1000);
+    EXPECT_EQ(pragma("cell_size_check"), 1);
+    EXPECT_EQ(pragma("temp_store"), 2);
+    EXPECT_EQ(sqlite3_db_readonly(library_connection, "main"), 1);
+}
+
 TEST_F(DatabaseTest, row_of_no_table_has_no_fields) {
     made(world);
     Dbptr row = file_row(opened(path()), "17");
@@ -352,6 +382,14 @@ TEST_F(DatabaseTest, null_members_stay) {
     EXPECT_EQ(shape.field, row.field);
     EXPECT_EQ(shape.record, row.record);
     EXPECT_EQ(dblookup(shape, nullptr, nullptr, nullptr, "18").record, 2);
+}
+
+TEST_F(DatabaseTest, same_names_have_the_same_numbers) {
+    const Dbptr view = opened_with(world);
+    for (const char *table : {"shape", "filename"}) {
+        const Dbptr first = dblookup(view, nullptr, table, "fileid", nullptr);
+        EXPECT_TRUE(same(dblookup(view, nullptr, table, "fileid", nullptr), first)) << table;
+    }
 }
 
 TEST_F(DatabaseTest, what_is_not_there_is_no_record) {
@@ -457,6 +495,16 @@ TEST_F(DatabaseTest, rows_are_walked_in_their_order) {
     EXPECT_EQ(lindra_db_next(view).record, LINDRA_DB_NO_RECORD);
 }
 
+TEST_F(DatabaseTest, row_0_is_a_row) {
+    Dbptr row =
+        dblookup(opened_with("CREATE TABLE shape(offset); INSERT INTO shape(rowid, offset) VALUES(0, 5)"),
+                 nullptr, "shape", nullptr, nullptr);
+    long offset = 0;
+    row.record = 0;
+    EXPECT_EQ(dbgetv(row, nullptr, "offset", &offset, nullptr), 0);
+    EXPECT_EQ(offset, 5);
+}
+
 TEST_F(DatabaseTest, caller_may_set_the_row_itself) {
     Dbptr row = dblookup(opened_with(world), nullptr, "shape", nullptr, nullptr);
     long offset = 0;
@@ -505,6 +553,8 @@ TEST_F(DatabaseTest, texts_over_255_bytes_are_cut_before_a_character) {
     EXPECT_EQ(read_back(repeated(252, "🌍")), std::string(252, 'a'));
     EXPECT_EQ(read_back(repeated(251, "🌍x")), std::string(251, 'a') + "🌍");
     EXPECT_EQ(read_back("replace(hex(zeroblob(300)), '00', CAST(x'80' AS TEXT))"), std::string(255, '\x80'));
+    EXPECT_EQ(read_back(repeated(252, "") + " || CAST(x'8080808080' AS TEXT)"),
+              std::string(252, 'a') + "\x80\x80\x80");
     EXPECT_EQ(read_back("hex(zeroblob(450000))"), std::string(255, '0'));
 }
 
@@ -566,6 +616,19 @@ TEST_F(DatabaseTest, declared_types_do_not_change_what_is_written) {
 }
 
 // --- Speed
+
+TEST_F(DatabaseTest, statements_keep_nothing_of_the_callers_text) {
+    const Dbptr view = watched(made(world));
+    EXPECT_EQ(file_row(view, "its own text").record, -102);
+    int statements = 0;
+    for (sqlite3_stmt *each = sqlite3_next_stmt(library_connection, nullptr); each;
+         each = sqlite3_next_stmt(library_connection, each), statements++) {
+        char *sql = sqlite3_expanded_sql(each);
+        EXPECT_EQ(strstr(sql, "its own text"), nullptr) << sql;
+        sqlite3_free(sql);
+    }
+    EXPECT_GT(statements, 0);
+}
 
 TEST_F(DatabaseTest, second_lookup_prepares_nothing) {
     made(world);
@@ -683,6 +746,12 @@ TEST_F(DatabaseTest, database_that_was_left_in_a_change_is_refused_where_nothing
         std::filesystem::remove(left);
         std::filesystem::remove(path());
     }
+}
+
+TEST_F(DatabaseTest, database_whose_log_cannot_be_made_is_read_as_it_is) {
+    made("PRAGMA journal_mode = WAL;" + std::string(world));
+    std::filesystem::create_symlink("nowhere/log", path("world-wal"));
+    EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "shapes/roads.shp");
 }
 
 TEST_F(DatabaseTest, journal_of_a_change_that_is_over_is_passed_over) {
@@ -834,6 +903,37 @@ TEST_F(DatabaseTest, tree_of_more_rows_than_the_file_can_hold_ends) {
         rows++;
     EXPECT_LE(rows, 60'000);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+// They are counted at every 10000th. A file of 320000 bytes accounts for 1380000.
+TEST_F(DatabaseTest, search_may_take_as_many_steps_as_its_file_accounts_for) {
+    std::string file = bytes_of(made(small_pages + std::string(world)));
+    make_endless(file, root_of(path(), "filename"), 8);
+    for (const auto &[size, most] : {std::pair{320'000U, 1'390'000}, {319'999U, 1'380'000}}) {
+        file.resize(size);
+        const Dbptr view = watched(directory.write("endless", file));
+        EXPECT_EQ(dblookup(view, nullptr, "filename", "filename", "none").record, -102);
+        const int steps = status_sum(SQLITE_STMTSTATUS_VM_STEP);
+        EXPECT_GE(steps, most) << size;
+        EXPECT_LT(steps, most + 1000) << size;
+        EXPECT_EQ(dblookup(view, nullptr, "filename", "filename", "none").record, -102);
+        EXPECT_GE(status_sum(SQLITE_STMTSTATUS_VM_STEP), steps + most - 10'000) << "each search anew";
+    }
+}
+
+TEST_F(DatabaseTest, row_that_has_the_number_of_the_one_before_is_none) {
+    const std::string rows = "CREATE TABLE shape(offset); INSERT INTO shape VALUES";
+    const auto text = [](char letter) { return "('" + std::string(200, letter) + "')"; };
+    std::string file = bytes_of(made(small_pages + rows + text('a') + "," + text('b') + "," + text('c')));
+    const size_t third = file.find(std::string(200, 'c')) - 4; // behind a header of three bytes
+    ASSERT_EQ(file[third], 3);
+    file[third] = 2;
+    const Dbptr view = opened(directory.write("damaged", file));
+    Dbptr row = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr));
+    EXPECT_EQ(row.record, 1);
+    row = lindra_db_next(row);
+    EXPECT_EQ(row.record, 2);
+    EXPECT_EQ(lindra_db_next(row).record, LINDRA_DB_NO_RECORD);
 }
 
 // --- Rows that claim more than the file has
@@ -996,10 +1096,15 @@ namespace {
 // Opens, looks up, reads and closes; every step succeeds whole or fails whole.
 bool fetch_all(const char *file) {
     Dbptr view = {};
-    if (lindra_db_open(file, &view) < 0) return false;
+    if (const int status = lindra_db_open(file, &view); status != 0) {
+        EXPECT_EQ(status, -1);
+        return false;
+    }
     char name[256] = "before";
     const Dbptr row = dblookup(view, nullptr, "filename", "fileid", "17");
-    const bool read = dbgetv(row, nullptr, "filename", name, nullptr) == 0;
+    const int status = dbgetv(row, nullptr, "filename", name, nullptr);
+    const bool read = status == 0;
+    EXPECT_EQ(status, read ? 0 : -1);
     const bool found = lindra_db_next(dblookup(view, nullptr, "shape", nullptr, nullptr)).record == 1;
     EXPECT_STREQ(name, read ? "shapes/roads.shp" : "before");
     EXPECT_EQ(lindra_db_close(view), 0);

@@ -94,6 +94,9 @@ TEST_F(DbaseDamage, cut_items_are_named) {
     const std::string whole = cities().bytes();
     EXPECT_EQ(decode_bounded(""), -1);
     EXPECT_EQ(lines, Lines{"0 esri_decode_dbase_file: file is empty.\n"});
+    EXPECT_EQ(decode_bounded(whole.substr(0, 1)), -1);
+    EXPECT_EQ(lines,
+              (Lines{"0 esri_unstuff_stream: date_update has 3 elements, 0 bytes left.\n", nested_error}));
     EXPECT_EQ(decode_bounded(whole.substr(0, 11)), -1);
     EXPECT_EQ(lines,
               (Lines{"0 esri_unstuff_stream: numbytesrec has 1 elements, 1 bytes left.\n", nested_error}));

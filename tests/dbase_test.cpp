@@ -42,7 +42,9 @@ struct Dbase : testing::Test {
     int decode_bounded(const std::string &bytes) {
         const BoundedBuffer buffer(bytes);
         unsigned char *pos = buffer.data();
-        return esri_decode_dbase_file(&dbf, buffer.data(), &pos);
+        const int status = esri_decode_dbase_file(&dbf, buffer.data(), &pos);
+        consumed = pos - buffer.data();
+        return status;
     }
 
     void clear() { lindra_clear_esri(DBASE_FILE, &dbf); }
@@ -178,12 +180,21 @@ TEST_F(Dbase, file_without_an_end_mark_reads_a_blank_in_its_place) {
 TEST_F(Dbase, without_records_has_an_empty_block) {
     RawTable table = cities();
     table.records = {};
-    ASSERT_EQ(decode(table.bytes()), 0);
+    ASSERT_EQ(decode_bounded(table.bytes()), 0);
     EXPECT_NE(dbf.records, nullptr);
+    EXPECT_EQ(consumed, 32 + 3 * 32 + 1 + 1) << "with the end mark";
     clear();
     table.end_mark = "";
     ASSERT_EQ(decode_bounded(table.bytes()), 0);
     EXPECT_NE(dbf.records, nullptr);
+}
+
+TEST_F(Dbase, without_fields_and_records_asks_for_a_list_and_a_block) {
+    const BoundedBuffer buffer(RawTable{}.bytes());
+    unsigned char *pos = buffer.data();
+    const AllocationWatch watch;
+    ASSERT_EQ(esri_decode_dbase_file(&dbf, buffer.data(), &pos), 0);
+    EXPECT_EQ(watch.count(), 2);
 }
 
 TEST_F(Dbase, used_again_empties_its_list_and_replaces_its_records) {
@@ -348,6 +359,16 @@ TEST_F(Dbase, field_beyond_its_record_is_read_in_the_next) {
     EXPECT_EQ(text(0, "Y"), "2 3");
 }
 
+TEST_F(Dbase, field_may_end_with_the_block) {
+    const RawTable table = {{{"X", 'C', 4}}, {"abcd", "efgh"}};
+    ASSERT_EQ(decode(table.header(2, 4) + table.descriptors() + " abcdefgh"), 0);
+    EXPECT_EQ(text(0, "X"), "abcd");
+    EXPECT_EQ(text(1, "X"), "efgh");
+    EXPECT_EQ(esri_get_dbase_fields(&dbf, 2, &fields), -1);
+    EXPECT_EQ(log.take(),
+              Lines{"0 esri_get_dbase_fields: field X of record 2 is outside the 8 bytes of records.\n"});
+}
+
 TEST_F(Dbase, index_without_a_record_is_refused) {
     ASSERT_EQ(decode(cities().bytes()), 0);
     for (int index : {2, -1, 1000, INT_MAX, -1000, 214748365}) {
@@ -416,10 +437,22 @@ TEST_F(Dbase, records_of_no_bytes_are_not_listed) {
     EXPECT_TRUE(listing().ends_with("  unused5=65535\n"));
 }
 
+TEST_F(Dbase, records_of_one_byte_are_listed) {
+    ASSERT_EQ(decode(RawTable{{}, {"", ""}}.bytes()), 0);
+    EXPECT_TRUE(listing().ends_with("  unused5=65535\n \n\x1a\n"));
+}
+
 TEST_F(Dbase, records_of_512_bytes_are_listed) {
     const RawTable table = long_records(512);
     ASSERT_EQ(decode(table.bytes()), 0);
     EXPECT_TRUE(listing().ends_with(std::string(511, 'x') + " \n" + std::string(511, 'y') + "\x1a\n"));
+}
+
+TEST_F(Dbase, longer_records_that_are_not_there_are_not_listed) {
+    RawTable table = long_records(513);
+    table.records = {};
+    ASSERT_EQ(decode(table.bytes()), 0);
+    EXPECT_TRUE(listing().ends_with("  mdx=1\n"));
 }
 
 TEST_F(Dbase, longer_records_are_listed_by_the_extension) {
@@ -432,9 +465,12 @@ TEST_F(Dbase, longer_records_are_listed_by_the_extension) {
 
 namespace {
 
-void print_long_records() {
+void print_long_records(size_t count) {
     dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
-    std::string bytes = long_records(513).bytes();
+    log_with_flags();
+    RawTable records = long_records(513);
+    records.records.resize(count);
+    std::string bytes = records.bytes();
     auto *pos = reinterpret_cast<unsigned char *>(bytes.data());
     DbaseFile table = {};
     esri_decode_dbase_file(&table, pos, &pos);
@@ -446,6 +482,7 @@ void print_long_records() {
 
 // Deliberate: see there.
 TEST(DbaseDeathTest, record_longer_than_a_line_ends_the_process) {
-    EXPECT_EXIT(print_long_records(), testing::ExitedWithCode(1),
-                "^esri_print_dbase_file_callback: record of 513 bytes is longer than 512\\.\n$");
+    for (const size_t count : {1U, 2U})
+        EXPECT_EXIT(print_long_records(count), testing::ExitedWithCode(1),
+                    "^0 esri_print_dbase_file_callback: record of 513 bytes is longer than 512\\.\n$");
 }

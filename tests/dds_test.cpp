@@ -14,6 +14,8 @@
 
 #include <climits>
 #include <cstring>
+#include <malloc.h>
+#include <utility>
 
 using namespace lindra::test;
 using dds::fourcc;
@@ -336,13 +338,35 @@ TEST_F(Dds, sides_are_halved_without_a_lower_limit) {
     EXPECT_NE(level(8), nullptr);
 }
 
-TEST_F(Dds, levels_have_room_for_twice_their_pixels) {
-    const BoundedBuffer buffer(Header().sized(8, 8, 1).bytes() + blocks(4));
+namespace {
+
+// Memory that is asked for to decode the first level, without that of the record and of the list with its one
+// entry.
+size_t room_of(uint32_t width, uint32_t height, int wanted) {
+    const BoundedBuffer buffer(Header().sized(width, height, 1).bytes() + blocks(4));
     unsigned char *pos = buffer.data();
+    DdsFile *record = nullptr;
     const AllocationWatch watch;
-    ASSERT_EQ(dds_decode_file(&file, -1, pos, &pos), 0);
-    const size_t list = 2 * sizeof(int) + 2 * sizeof(void *); // with its one entry
-    EXPECT_EQ(watch.requested(), sizeof(DdsFile) + list + 8 * 8 * 8);
+    EXPECT_EQ(dds_decode_file(&record, wanted, pos, &pos), 0);
+    lindra_free_dds(record);
+    return watch.requested() - sizeof(DdsFile) - 2 * sizeof(int) - 2 * sizeof(void *);
+}
+
+} // namespace
+
+TEST_F(Dds, levels_have_room_for_twice_their_pixels_and_for_whole_blocks) {
+    EXPECT_EQ(room_of(8, 8, -1), 8U * 8 * 4 * 2);
+    EXPECT_EQ(room_of(4, 5, -1), 4U * 5 * 4 * 2);
+    EXPECT_EQ(room_of(4, 3, -1), 4U * 3 * 4 * 2);
+    EXPECT_EQ(room_of(4, 2, -1), 4U * 4 * 4);
+    EXPECT_EQ(room_of(9, 1, -1), 9U * 4 * 4);
+}
+
+TEST_F(Dds, level_alone_has_room_for_ten_pixels) {
+    EXPECT_EQ(room_of(8, 8, 0), 8U * 8 * 4 * 2);
+    for (const uint32_t side : {0U, 1U, 2U})
+        EXPECT_EQ(room_of(side, 1, 0), 10U * 4) << side;
+    EXPECT_EQ(room_of(4, 0, 0), 10U * 4);
 }
 
 TEST_F(Dds, levels_without_pixels_take_a_block_and_a_byte) {
@@ -459,6 +483,21 @@ TEST_F(Dds, room_without_a_size_is_a_failed_allocation) {
     EXPECT_EQ(levels(), 0);
 }
 
+// The memory is refused where it is asked for, behind the record and the list.
+TEST_F(Dds, largest_room_is_still_asked_for) {
+    for (const auto &[height, is_asked_for] : {std::pair{1431655765U, true}, {1431655766U, false}}) {
+        std::string bytes = Header().sized(805306368, height, 1).bytes();
+        auto *pos = reinterpret_cast<unsigned char *>(bytes.data());
+        DdsFile *record = nullptr;
+        const AllocationWatch watch(4);
+        EXPECT_EQ(dds_decode_file(&record, -1, nullptr, &pos), -1);
+        EXPECT_EQ(watch.failed(), is_asked_for) << height;
+        lindra_free_dds(record);
+        const AllocationPause pause;
+        EXPECT_EQ(log.take(), Lines{"1 dds_decode_file: malloc() error.\n"});
+    }
+}
+
 TEST_F(Dds, memory_asked_for_is_bounded_by_the_file) {
     for (uint32_t side : {1U, 2U, 3U, 4U, 5U, 64U, 1024U}) {
         lindra_free_dds(file);
@@ -550,10 +589,12 @@ TEST_F(Dds, ten_pixels_of_a_level_are_printed_at_most) {
 }
 
 TEST_F(Dds, single_level_is_printed_as_the_largest) {
+    mallopt(M_PERTURB, 0x55); // new memory has no zeros
     ASSERT_EQ(decode(Header().sized(8, 8, 4).bytes() + blocks(4) + plain_block(0) + plain_block(0xffff) +
                          plain_block(0xffff),
                      3),
               0);
+    mallopt(M_PERTURB, 0);
     // A level of 1 x 1 whose block was expanded into one column; behind it there is nothing to show.
     EXPECT_EQ(level(0)[3], white);
     const std::string text = listing();
@@ -616,13 +657,18 @@ void print_with_prefix_of(size_t size) {
     dds_print_file(std::string(size, 'x').c_str(), &file);
 }
 
+void end_by_prefix_of(size_t size) {
+    log_with_flags();
+    print_with_prefix_of(size);
+}
+
 } // namespace
 
 TEST(DdsDeathTest, prefix_without_room_ends_the_process) {
     EXPECT_NE(printed([] { print_with_prefix_of(507); }), "");
-    EXPECT_EXIT(print_with_prefix_of(508), testing::ExitedWithCode(1),
-                "dds_print_generic: prefix of 510 bytes leaves no room");
-    EXPECT_EXIT(print_with_prefix_of(510), testing::ExitedWithCode(1),
+    EXPECT_EXIT(end_by_prefix_of(508), testing::ExitedWithCode(1),
+                "^0 dds_print_generic: prefix of 510 bytes leaves no room");
+    EXPECT_EXIT(end_by_prefix_of(510), testing::ExitedWithCode(1),
                 "dds_print_generic: prefix of 510 bytes leaves no room");
 }
 
@@ -633,6 +679,9 @@ TEST(DdsDeathTest, prefix_is_judged_even_where_nothing_is_printed) {
 }
 
 TEST(DdsDeathTest, structures_out_of_range_end_the_process) {
-    EXPECT_EXIT(lindra::dds::Registry::die_out_of_range(200), testing::ExitedWithCode(1),
-                "dds_strdefs_init: str_type 0xc8 out of range");
+    const auto end = [] {
+        log_with_flags();
+        lindra::dds::Registry::die_out_of_range(200);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(1), "^0 dds_strdefs_init: str_type 0xc8 out of range");
 }

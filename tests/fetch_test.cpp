@@ -167,11 +167,20 @@ TEST_F(FetchTest, file_without_a_name_is_a_failure) {
 
 TEST_F(FetchTest, decoding_goes_on_after_a_failed_mapping_and_finds_nothing) {
     const std::string missing = path("missing.shp");
-    expect_failure(database(row(7, 100) + name_row(7, missing)),
-                   {"0 esri_get_db_shp_record: mapfile(" + missing + ") error.\n",
-                    "0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed,
-                    decode_failed});
+    const Dbptr db = database(row(7, 100) + row(7, 0) + name_row(7, missing));
+    for (const char *shapeid : {"1", "2"})
+        expect_failure(dblookup(db, nullptr, nullptr, "shapeid", shapeid),
+                       {"0 esri_get_db_shp_record: mapfile(" + missing + ") error.\n",
+                        "0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed,
+                        decode_failed});
     EXPECT_EQ(shape.shape, nullptr);
+}
+
+TEST_F(FetchTest, empty_file_is_one_and_has_nothing) {
+    directory.write("roads.shp", "");
+    expect_failure(
+        database(row(7, 0) + name_row(7, "roads.shp")),
+        {"0 esri_unstuff_stream: number has 1 elements, 0 bytes left.\n", record_failed, decode_failed});
 }
 
 TEST_F(FetchTest, file_that_appears_later_is_mapped_then) {
@@ -189,6 +198,15 @@ TEST_F(FetchTest, offset_outside_the_file_finds_nothing) {
     for (const long offset : {128L, 129L, -1L, -100L, 1L << 40, INT64_MAX, INT64_MIN})
         expect_failure(database(row(7, offset) + name_row(7, "roads.shp"), std::to_string(database_number++)),
                        nothing);
+}
+
+// The header of the file, taken for that of a record: its number is the magic one, and its words are zero.
+TEST_F(FetchTest, offset_0_lies_in_the_file) {
+    directory.write("roads.shp", points(1));
+    ASSERT_EQ(fetch(database(row(7, 0) + name_row(7, "roads.shp"))), 0);
+    EXPECT_EQ(shape.offset, 0U);
+    EXPECT_EQ(shape.hdr.number, 9994);
+    EXPECT_EQ(shape.shape_type, SHAPE_NULL);
 }
 
 TEST_F(FetchTest, record_that_is_cut_is_a_failure) {
@@ -211,6 +229,7 @@ TEST_F(FetchTest, shape_of_the_callers_is_left_to_the_caller) {
 TEST_F(FetchTest, memory_that_runs_out_is_a_failure_and_the_next_fetch_succeeds) {
     directory.write("roads.shp", points(1));
     int succeeded = 0;
+    int not_kept = 0; // paths
     for (int nth = 1; !succeeded; nth++) {
         const std::string name = "world" + std::to_string(nth);
         const Dbptr db = database(row(7, 100) + name_row(7, "roads.shp"), name);
@@ -219,11 +238,14 @@ TEST_F(FetchTest, memory_that_runs_out_is_a_failure_and_the_next_fetch_succeeds)
             const int status = fetch(db);
             const AllocationPause pause;
             succeeded = !watch.failed();
-            EXPECT_EQ(log.take().empty(), status == 0);
+            const Lines said = log.take();
+            EXPECT_EQ(said.empty(), status == 0);
+            not_kept += said == Lines{"0 esri_get_db_shp_record: setarr(" + path(name) + ":7) error.\n"};
         }
         EXPECT_EQ(fetch(db), 0);
         ASSERT_LT(nth, 200);
     }
+    EXPECT_GT(not_kept, 0);
 }
 
 namespace {

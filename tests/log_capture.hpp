@@ -6,6 +6,7 @@
 
 #include "support.h"
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,6 +34,12 @@ class LogCapture {
 };
 
 using Lines = std::vector<std::string>;
+
+// From now on the flags of what is logged go to standard error, too: for a process that is about to end.
+inline void log_with_flags() {
+    lindra_set_log_handler([](void *, int flag, const char *text) { fprintf(stderr, "%d %s", flag, text); },
+                           nullptr);
+}
 
 } // namespace lindra::test
 

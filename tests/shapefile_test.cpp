@@ -171,6 +171,19 @@ TEST_F(Shapefile, length_of_50_words_or_fewer_is_no_records) {
 }
 
 // Deliberate: see there.
+TEST_F(Shapefile, no_records_take_no_memory_but_a_list) {
+    std::string bytes = shp::header(50, SHAPE_POINT);
+    auto *base = reinterpret_cast<unsigned char *>(bytes.data());
+    unsigned char *pos = base;
+    SHPFILE own = {};
+    {
+        const AllocationWatch watch;
+        EXPECT_EQ(esri_decode_shapefile(&own, base, &pos), 0);
+        EXPECT_EQ(watch.count(), 1);
+    }
+    lindra_clear_esri(ESRI_FILE, &own);
+}
+
 TEST_F(Shapefile, magic_number_version_and_shape_type_of_the_header_are_not_looked_at) {
     std::string bytes = shp::file(77, {shp::record(1, shp::shape(SHAPE_POINT))});
     bytes.replace(0, 4, be32(0));
@@ -428,6 +441,18 @@ TEST_F(Shapefile, each_shape_type_has_its_golden_listing) {
         const std::string text = listing();
         EXPECT_EQ(text, golden(std::string("shapes/") + name + ".txt", text));
     }
+}
+
+TEST_F(Shapefile, files_and_records_are_listed_by_their_codes_behind_the_indented_prefix) {
+    ASSERT_EQ(decode(shp::file(SHAPE_POINT, {shp::record(1, shp::shape(SHAPE_POINT))})), 0);
+    const auto by_code = [](int code, void *structure, int index) {
+        return printed([&] { lindra::esri::Engine::print("> ", code, structure, index); });
+    };
+    EXPECT_EQ(by_code(ESRI_FILE, file_, -1), listing(">   "));
+    auto *first = static_cast<SHPRECORD *>(gettbl(file()->records, 0));
+    EXPECT_EQ(by_code(ESRI_RECORD, first, 3),
+              printed([&] { esri_print_shapefile_record(">   ", first, 3); }));
+    EXPECT_TRUE(by_code(ESRI_RECORD, first, 3).starts_with(">   Record(3):\n"));
 }
 
 TEST_F(Shapefile, listing_begins_with_the_header) {

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace lindra;
@@ -240,11 +241,15 @@ struct IllRegistry : esri::Registry {
 } // namespace
 
 TEST(StrdefsDeathTest, code_out_of_range_in_a_registry_ends_the_process) {
-    EXPECT_EXIT(Engine<IllRegistry<200>>::init(), testing::ExitedWithCode(1),
-                "^esri_strdefs_init: str_type 0xc8 out of range\\.\n$");
-    EXPECT_EXIT(Engine<IllRegistry<-1>>::init(), testing::ExitedWithCode(1),
-                "^esri_strdefs_init: str_type 0xffffffff out of range\\.\n$");
-    EXPECT_EXIT(Engine<IllRegistry<511>>::init(), testing::ExitedWithCode(1), "0x1ff out of range");
+    const auto end = [](auto init) {
+        log_with_flags();
+        init();
+    };
+    EXPECT_EXIT(end(Engine<IllRegistry<200>>::init), testing::ExitedWithCode(1),
+                "^0 esri_strdefs_init: str_type 0xc8 out of range\\.\n$");
+    EXPECT_EXIT(end(Engine<IllRegistry<-1>>::init), testing::ExitedWithCode(1),
+                "^0 esri_strdefs_init: str_type 0xffffffff out of range\\.\n$");
+    EXPECT_EXIT(end(Engine<IllRegistry<511>>::init), testing::ExitedWithCode(1), "0x1ff out of range");
 }
 
 namespace {
@@ -260,6 +265,10 @@ void print_at_once() {
     esri_print_dbase_file("", &dbf);
     DdsFile texture = {};
     dds_print_file("", &texture);
+    // To clear needs no decoding before.
+    dbf.level = 5;
+    lindra_clear_esri(DBASE_FILE, &dbf);
+    printf("level=%d\n", dbf.level);
     exit(0);
 }
 
@@ -268,7 +277,7 @@ void print_at_once() {
 TEST(StrdefsDeathTest, structures_are_not_printed_before_the_first_decoding) {
     const std::string style = testing::GTEST_FLAG(death_test_style);
     testing::GTEST_FLAG(death_test_style) = "threadsafe"; // in a process of its own
-    EXPECT_EXIT(print_at_once(), testing::ExitedWithCode(0), "start\noffset=7\n$");
+    EXPECT_EXIT(print_at_once(), testing::ExitedWithCode(0), "start\noffset=7\nlevel=0\n$");
     testing::GTEST_FLAG(death_test_style) = style;
 }
 
@@ -399,6 +408,22 @@ TEST_F(Strdefs, trusted_count_below_zero_is_a_failed_allocation) {
     }
 }
 
+// The memory is refused where it is asked for: nothing stands behind the count.
+TEST_F(Strdefs, longest_trusted_run_has_2147483647_bytes) {
+    for (const auto &[n, is_asked_for] : {std::pair{INT_MAX / 4, true}, {INT_MAX / 4 + 1, false}}) {
+        std::string bytes = le32(n);
+        unsigned char *pos = start(bytes);
+        Source source(pos, &pos);
+        Arrays arrays;
+        void *out = &arrays;
+        const AllocationWatch watch(1);
+        EXPECT_EQ(Own::unstuff(arrays_code, &out, source), -1);
+        EXPECT_EQ(watch.failed(), is_asked_for) << n;
+        const AllocationPause pause;
+        EXPECT_EQ(log.take(), Lines{"1 esri_unstuff_stream: malloc() error.\n"});
+    }
+}
+
 TEST_F(Strdefs, count_beyond_the_extent_is_refused_before_memory_is_asked_for) {
     for (int32_t n : {-1, 3, INT_MAX, INT_MIN}) {
         const BoundedBuffer buffer(le32(n) + std::string(11, '\0'));
@@ -523,6 +548,7 @@ TEST_F(Strdefs, unknown_codes_print_nothing) {
 namespace {
 
 void print_with_prefix_of(size_t size) {
+    log_with_flags();
     dup2(STDERR_FILENO, STDOUT_FILENO);
     esri_strdefs_init();
     const SHPRECHDR header = {1, 2};
@@ -535,7 +561,7 @@ void print_with_prefix_of(size_t size) {
 TEST(StrdefsDeathTest, prefix_fills_its_buffer_or_ends_the_process_behind_the_header_line) {
     EXPECT_EXIT(print_with_prefix_of(509), testing::ExitedWithCode(0), "-  length=2\n$");
     EXPECT_EXIT(print_with_prefix_of(510), testing::ExitedWithCode(1),
-                "prefix of 510 bytes leaves no room\\.\n-+RecordHdr:\n$");
+                "^0 esri_print_generic: prefix of 510 bytes leaves no room\\.\n-+RecordHdr:\n$");
 }
 
 // --- A registry with words of 4 bytes in slots of 8, and counts of 64 bits ---------------------------------

@@ -4,6 +4,7 @@
 #include "fail.hpp"
 #include "log_capture.hpp"
 #include "temporary_directory.hpp"
+#include "torture/faults.hpp"
 
 #include "support.h"
 
@@ -93,6 +94,15 @@ TEST(Lists, entries_keep_their_order_over_growth) {
         ASSERT_EQ(settbl(list, -1, reinterpret_cast<void *>(i)), i);
     for (intptr_t i = 0; i < 1000; i++)
         ASSERT_EQ(gettbl(list, static_cast<int>(i)), reinterpret_cast<void *>(i));
+    freetbl(list, nullptr);
+}
+
+TEST(Lists, full_list_doubles) {
+    Tbl *list = newtbl(0);
+    const AllocationWatch watch;
+    for (int i = 0; i < 17; i++)
+        settbl(list, -1, nullptr);
+    EXPECT_EQ(watch.requested(), (8 + 16 + 32) * sizeof(void *));
     freetbl(list, nullptr);
 }
 
@@ -226,16 +236,40 @@ TEST(Text, empty_list_has_no_items) {
 }
 
 TEST(Text, splitting_nothing_or_without_memory_fails) {
-    int argc = 5;
-    char **argv;
-    EXPECT_EQ(splitlist(nullptr, &argc, &argv), -1);
-    for (int nth = 1; nth <= 3; nth++) {
-        const AllocationWatch watch(nth);
-        EXPECT_EQ(splitlist("a b", &argc, &argv), -1);
+    const auto fails = [](const char *text) {
+        char *before = nullptr;
+        int argc = 5;
+        char **argv = &before;
+        EXPECT_EQ(splitlist(text, &argc, &argv), -1);
         EXPECT_EQ(argc, 0);
         EXPECT_EQ(argv, nullptr);
+    };
+    fails(nullptr);
+    for (int nth = 1; nth <= 3; nth++) {
+        const AllocationWatch watch(nth);
+        fails("a b");
     }
     freeargs(0, nullptr);
+}
+
+TEST(Text, items_and_their_vector_are_all_that_is_asked_for) {
+    int argc;
+    char **argv;
+    const AllocationWatch watch;
+    ASSERT_EQ(splitlist("ab c", &argc, &argv), 0);
+    EXPECT_EQ(watch.requested(), 3 * sizeof(char *) + 3 + 2);
+    freeargs(argc, argv);
+    EXPECT_EQ(watch.live(), 0);
+}
+
+TEST(Text, as_many_items_are_released_as_are_told) {
+    int argc;
+    char **argv;
+    ASSERT_EQ(splitlist("a b", &argc, &argv), 0);
+    char *kept = argv[1];
+    freeargs(1, argv);
+    EXPECT_STREQ(kept, "b");
+    free(kept);
 }
 
 TEST(Text, trimming_removes_white_space_on_both_sides) {
@@ -437,6 +471,25 @@ TEST_P(DataDirectoriesDeathTest, place_is_found_by_the_name_of_the_program_or_is
 }
 
 // A bare name was found through PATH; the others are no place, or none with a prefix.
+class PrefixDeathTest : public testing::TestWithParam<std::pair<const char *, int>> {};
+
+// The share directory stands in the test's own.
+TEST_P(PrefixDeathTest, prefix_is_looked_for_in_three_directories_above) {
+    const auto &[name, directories] = GetParam();
+    const TemporaryDirectory root;
+    const std::string program = root.write(name, "");
+    std::filesystem::create_directory(root.path() / "share");
+    EXPECT_EXIT(
+        execl("/proc/self/exe", program.c_str(), "--gtest_filter=DataDirectories.count_is_told", nullptr),
+        testing::ExitedWithCode(0), "directories: " + std::to_string(directories) + "\\.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, PrefixDeathTest,
+                         testing::Values(std::pair("program", without_place + 1),
+                                         std::pair("lib/arch/program", without_place + 1),
+                                         std::pair("lib/arch/deeper/program", without_place)),
+                         [](const auto &name) { return "name" + std::to_string(name.index); });
+
 INSTANTIATE_TEST_SUITE_P(Names, DataDirectoriesDeathTest,
                          testing::Values(std::pair("bare", without_place + 1),
                                          std::pair("moved/since", without_place),
@@ -460,15 +513,25 @@ TEST_F(MapFile, whole_file_is_readable) {
 
 TEST_F(MapFile, missing_file_is_negative_and_leaves_null) {
     data = reinterpret_cast<char *>(this);
-    EXPECT_LT(mapfile((directory.path() / "absent").c_str(), nullptr, &data), 0);
+    EXPECT_EQ(mapfile((directory.path() / "absent").c_str(), nullptr, &data), -1);
     EXPECT_EQ(data, nullptr);
-    EXPECT_LT(mapfile(nullptr, nullptr, &data), 0);
+    EXPECT_EQ(mapfile(nullptr, nullptr, &data), -1);
+}
+
+TEST_F(MapFile, file_that_ends_before_its_size_is_a_failure) {
+    const std::string path = directory.write("file", "content");
+    {
+        const Faults faults(FaultKind::ended_read, 1, false);
+        EXPECT_EQ(mapfile(path.c_str(), nullptr, &data), -1);
+    }
+    EXPECT_EQ(data, nullptr);
 }
 
 TEST_F(MapFile, cache_gives_the_same_address_again) {
     const std::string path = directory.write("file", "content");
     Arr *cache = nullptr;
     ASSERT_EQ(mapfile(path.c_str(), &cache, &data), 7);
+    EXPECT_EQ(std::string(data, 7), "content");
     std::filesystem::remove(path);
     char *again = nullptr;
     EXPECT_EQ(mapfile(path.c_str(), &cache, &again), 7);
@@ -487,7 +550,7 @@ TEST_F(MapFile, without_cache_each_call_maps_anew) {
 TEST_F(MapFile, file_that_could_not_be_mapped_is_tried_again_through_its_cache) {
     Arr *cache = nullptr;
     const std::string path = directory.path() / "file";
-    EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0);
+    EXPECT_EQ(mapfile(path.c_str(), &cache, &data), -1);
     directory.write("file", "content");
     EXPECT_EQ(mapfile(path.c_str(), &cache, &data), 7);
     freearr(cache, free);
@@ -503,6 +566,16 @@ TEST_F(MapFile, small_file_is_out_of_reach_of_a_later_truncation) {
     mapfile(path.c_str(), nullptr, &data);
     ASSERT_EQ(truncate(path.c_str(), 0), 0);
     EXPECT_EQ(std::string(data, 7), "content");
+}
+
+TEST_F(MapFile, file_of_16_mib_is_still_out_of_reach) {
+    const int64_t size = 16 << 20;
+    const std::string path = directory.write("file", "begin");
+    std::filesystem::resize_file(path, static_cast<uintmax_t>(size));
+    ASSERT_EQ(mapfile(path.c_str(), nullptr, &data), size);
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_EQ(std::string(data, 5), "begin");
+    lindra_unmapfile(data, size);
 }
 
 TEST_F(MapFile, unreadable_page_follows_the_last_byte_of_a_small_file) {
@@ -536,11 +609,11 @@ TEST_F(MapFile, only_regular_files_are_opened) {
     const std::string fifo = directory.path() / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::create_symlink("loop", directory.path() / "loop");
-    EXPECT_LT(mapfile(fifo.c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile(directory.path().c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile((directory.path() / "loop").c_str(), nullptr, &data), 0);
-    EXPECT_LT(mapfile("/dev/zero", nullptr, &data), 0);
-    EXPECT_LT(mapfile("/proc/self/status", nullptr, &data), 0);
+    EXPECT_EQ(mapfile(fifo.c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile(directory.path().c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile((directory.path() / "loop").c_str(), nullptr, &data), -1);
+    EXPECT_EQ(mapfile("/dev/zero", nullptr, &data), -1);
+    EXPECT_EQ(mapfile("/proc/self/status", nullptr, &data), -1);
 }
 
 TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
@@ -548,7 +621,7 @@ TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {
     for (int nth = 1; nth <= 3; nth++) {
         Arr *cache = nullptr;
         const AllocationWatch watch(nth);
-        EXPECT_LT(mapfile(path.c_str(), &cache, &data), 0) << nth;
+        EXPECT_EQ(mapfile(path.c_str(), &cache, &data), -1) << nth;
         EXPECT_EQ(data, nullptr);
         freearr(cache, free);
     }
@@ -564,7 +637,8 @@ bool is_mapped(const void *at) {
 
 TEST_F(MapFile, an_unmapped_file_is_gone_with_its_guard) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    for (const size_t size : {size_t{0}, size_t{7}, page, page + 1, size_t{17} << 20}) {
+    for (const size_t size :
+         {size_t{0}, size_t{7}, page, page + 1, size_t{17} << 20, (size_t{17} << 20) + 1}) {
         const int64_t mapped =
             mapfile(directory.write("file", std::string(size, 'x')).c_str(), nullptr, &data);
         ASSERT_EQ(mapped, static_cast<int64_t>(size));

@@ -225,6 +225,10 @@ TEST_F(TextureTest, dx10_headers_tell_the_format_by_number) {
     EXPECT_EQ(texture.header10.dxgiFormat, 78U);
     EXPECT_EQ(texture.header10.resourceDimension, 3U);
     EXPECT_EQ(texture.header10.arraySize, 1U);
+    const Texture model{.storage = numbered(dxt1(), 71)};
+    EXPECT_EQ(open(model.file_with(model.header(), {71, 3, 0x80000000, 1, 7})), 0);
+    EXPECT_EQ(texture.header10.miscFlag, 0x80000000U);
+    EXPECT_EQ(texture.header10.miscFlag2, 7U);
 }
 
 // The bytes of the formats, lowest address first, as the names of the formats spell their channels.
@@ -280,6 +284,7 @@ TEST_F(TextureTest, other_four_characters_are_refused_by_name) {
     };
     refused(fourcc("ATI2"), "ATI2");
     refused(fourcc("dxt1"), "dxt1");
+    refused(fourcc(" !}~"), " !}~");
     refused(113, "q\\x00\\x00\\x00");
     refused(0x7f0a225c, "\\x5c\\x22\\x0a\\x7f");
     refused(0xffffffff, "\\xff\\xff\\xff\\xff");
@@ -380,8 +385,9 @@ TEST_F(TextureTest, wrong_sizes_of_headers_are_told) {
 }
 
 TEST_F(TextureTest, a_missing_mip_map_flag_is_told_where_the_levels_are_there) {
-    const Texture model{.levels = 3};
-    expect_read_with(model, Header::flags, 0x1007,
+    expect_read_with({.levels = 2}, Header::flags, 0x1007,
+                     {{8, "has no mip-map flag, but a mip-map count of 2; read as 2"}});
+    expect_read_with({.levels = 3}, Header::flags, 0x1007,
                      {{8, "has no mip-map flag, but a mip-map count of 3; read as 3"}});
     const Texture cube{.levels = 3, .faces = all_faces};
     expect_read_with(cube, Header::flags, 0x1007,
@@ -425,11 +431,13 @@ TEST_F(TextureTest, a_count_that_is_not_believed_is_told_once) {
 }
 
 TEST_F(TextureTest, a_depth_without_the_flag_of_a_volume_is_told) {
-    const Texture model{.depth = 3};
-    const uint32_t flags = model.header().words[Header::flags] | 0x800000;
-    EXPECT_EQ(open(model.file_with(model.header().with(Header::flags, flags).with(Header::caps2, 0))), 0);
-    EXPECT_EQ(told, (AllTold{{112, "has a depth of 3, but no volume flag"}}));
-    expect_images(model, 3);
+    for (const uint32_t depth : {2U, 3U}) {
+        const Texture model{.depth = depth};
+        const uint32_t flags = model.header().words[Header::flags] | 0x800000;
+        EXPECT_EQ(open(model.file_with(model.header().with(Header::flags, flags).with(Header::caps2, 0))), 0);
+        EXPECT_EQ(told, (AllTold{{112, "has a depth of " + std::to_string(depth) + ", but no volume flag"}}));
+        expect_images(model, depth);
+    }
 }
 
 TEST_F(TextureTest, what_a_dx10_header_does_not_know_is_told) {
@@ -486,12 +494,18 @@ TEST_F(TextureTest, a_cube_without_faces_has_six) {
     expect_read_with(model, Header::caps2, 0x200, {{112, "is a cube without faces, read as one of six"}});
 }
 
+TEST_F(TextureTest, a_cube_has_six_faces_whatever_else_is_set) {
+    expect_read_with({.faces = all_faces}, Header::caps2, 0xffdfffff, {});
+    EXPECT_EQ(texture.faces, 6U);
+}
+
 TEST_F(TextureTest, faces_without_a_cube_are_none) {
     expect_read_with({}, Header::caps2, 0xfc00, {});
 }
 
 TEST_F(TextureTest, a_volume_without_depth_has_one_slice) {
     expect_read_with({}, Header::caps2, 0x200000, {{24, "is a volume of depth 0, read as 1"}});
+    EXPECT_EQ(texture.depth, 1U);
     const Texture model{.storage = numbered(dxt1(), 71)};
     EXPECT_EQ(open(model.file_with(model.header(), {71, 4, 0, 1, 0})), 0);
     EXPECT_EQ(told, (AllTold{{24, "is a volume of depth 0, read as 1"}}));
@@ -500,6 +514,11 @@ TEST_F(TextureTest, a_volume_without_depth_has_one_slice) {
 
 TEST_F(TextureTest, a_depth_without_a_volume_is_none) {
     expect_read_with({}, Header::depth, 7, {});
+    const Texture model;
+    const uint32_t flags = model.header().words[Header::flags] | 0x800000;
+    EXPECT_EQ(open(model.file_with(model.header().with(Header::flags, flags).with(Header::depth, 1))), 0);
+    EXPECT_EQ(told, AllTold{});
+    expect_images(model, 1);
 }
 
 TEST_F(TextureTest, a_cube_and_volume_is_read_as_the_header_can_tell_more_of) {
@@ -562,6 +581,8 @@ TEST_F(TextureTest, a_file_without_a_whole_image_is_refused) {
     for (const size_t size : {size_t{128}, bytes.size() - 1})
         expect_refused(bytes.substr(0, size), 128,
                        "holds no whole image: the first, of 8 x 8 pixels, is cut");
+    expect_refused(Texture{.storage = numbered(dxt1(), 71)}.file().substr(0, 148), 148,
+                   "holds no whole image: the first, of 8 x 8 pixels, is cut");
 }
 
 TEST_F(TextureTest, the_reason_is_logged_where_nobody_is_told) {

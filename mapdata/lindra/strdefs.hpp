@@ -18,6 +18,7 @@
 #include "strdef.hpp"
 #include "support.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -99,14 +100,7 @@ class Engine {
     static int init() {
         if (!first_.load(std::memory_order_acquire)) return 0;
         const std::lock_guard<std::mutex> guard(lock_);
-        if (!first_.load(std::memory_order_relaxed)) return 0;
-        index_.fill(nullptr);
-        for (const StrdefsEntry &entry : Registry::entries) {
-            // Deliberate: the index has more slots than codes are accepted for.
-            if (entry.str_type < 0 || entry.str_type >= codes) Registry::die_out_of_range(entry.str_type);
-            index_[static_cast<size_t>(entry.str_type)] = &entry;
-        }
-        first_.store(false, std::memory_order_release);
+        if (first_.load(std::memory_order_relaxed)) build_index();
         return 0;
     }
 
@@ -130,9 +124,11 @@ class Engine {
         return entry->decode ? unstuff_by_hook(*entry, *out, source) : 0;
     }
 
+    static constexpr int in_no_list = -1;
+
     // Prints the structure after prefix; index: its number in a list, or negative. One that was not decoded
     // is null and not printed.
-    static void print(const char *prefix, int str_type, const void *structure, int index) {
+    static void print(const char *prefix, int str_type, const void *structure, int index = in_no_list) {
         if constexpr (Registry::prefix_first) require_room(prefix, "  ");
         const StrdefsEntry *entry = find(str_type);
         if (!entry || !structure) return;
@@ -158,13 +154,20 @@ class Engine {
     static Indentation indented(const char *prefix, const char *blanks) {
         require_room(prefix, blanks);
         Indentation result;
-        const size_t length = strlen(prefix);
-        memcpy(result.data(), prefix, length);
-        memcpy(result.data() + length, blanks, strlen(blanks) + 1);
+        stpcpy(stpcpy(result.data(), prefix), blanks);
         return result;
     }
 
   private:
+    static void build_index() {
+        for (const StrdefsEntry &entry : Registry::entries) {
+            // Deliberate: the index has more slots than codes are accepted for.
+            if (entry.str_type < 0 || entry.str_type >= codes) Registry::die_out_of_range(entry.str_type);
+            index_[static_cast<size_t>(entry.str_type)] = &entry;
+        }
+        first_.store(false, std::memory_order_release);
+    }
+
     // Deliberate: a prefix without room in the buffer ends the process instead of being cut.
     static void require_room(const char *prefix, const char *blanks) {
         if (strlen(prefix) + strlen(blanks) >= sizeof(Indentation)) Registry::die_long_prefix(prefix);
@@ -184,7 +187,7 @@ class Engine {
 
     static int unstuff_fields(std::span<const Strdef> rows, unsigned char *structure, Source &source) {
         for (const Strdef &row : rows)
-            if (unstuff_field(row, structure, source) < 0) return -1;
+            if (unstuff_field(row, structure, source) != 0) return -1;
         return 0;
     }
 
@@ -256,7 +259,7 @@ class Engine {
     static void print_elements(const Strdef &row, const Shown &shown, const char *indentation,
                                const unsigned char *first, int64_t n) {
         const ptrdiff_t step = row.count ? shown.step : shown.var_step;
-        const int last = n > shown.limit ? shown.limit : static_cast<int>(n);
+        const int last = static_cast<int>(std::min<int64_t>(n, shown.limit));
         for (int i = 0; i < last;) {
             if (i && shown.separated) fputs(", ", stdout);
             i += shown.print(row, indentation, first + i * step, last - i);

@@ -36,7 +36,7 @@ constexpr KnownField known_fields[] = {
 static_assert(sizeof(long) == sizeof(int64_t));
 
 struct Database {
-    int64_t handle = 0;
+    int64_t handle; // given when it is entered
     std::string path;
     std::unique_ptr<SqliteFile> file;
     std::mutex lock; // over the file
@@ -45,7 +45,7 @@ using Owner = std::shared_ptr<Database>;
 
 struct Registry {
     std::mutex lock;
-    int64_t last_handle = 0;
+    int64_t last_handle{};
     std::map<int64_t, Owner> databases;
     std::vector<std::string> names; // of tables and fields; the first one's number is 1
 };
@@ -185,7 +185,7 @@ struct Wanted {
 };
 
 struct Value {
-    int64_t number = 0;
+    int64_t number{};
     std::string_view text;
 };
 
@@ -211,7 +211,7 @@ std::optional<Value> text_value(const SqliteQuery &row, int column) {
     const char *text = row.text(column);
     const size_t size = row.text_size(column);
     if (!text || memchr(text, 0, size)) return std::nullopt;
-    return Value{0, {text, size}};
+    return Value{{}, {text, size}};
 }
 
 std::optional<Value> integer_value(const SqliteQuery &row, int column) {

@@ -15,6 +15,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 #include <vector>
 
@@ -30,11 +31,11 @@ const char *variable(const char *name) {
 }
 
 template <class Accept>
-void add_list(Directories &to, const std::string &list, Accept accept) {
-    for (size_t start = 0; start <= list.size();) {
-        const size_t end = std::min(list.find(':', start), list.size());
-        if (end > start && accept(list[start])) to.push_back(list.substr(start, end - start));
-        start = end + 1;
+void add_list(Directories &to, std::string_view list, Accept accept) {
+    while (!list.empty()) {
+        const std::string_view item = list.substr(0, list.find(':'));
+        if (!item.empty() && accept(item.front())) to.emplace_back(item);
+        list.remove_prefix(std::min(item.size() + 1, list.size()));
     }
 }
 
@@ -74,21 +75,22 @@ bool is_passed_over(int reason) {
            reason == EACCES;
 }
 
-// The type of what is there; 0 for nothing.
-mode_t type_at(const std::string &path) {
+// Whether something of that type is there.
+bool is_there(const std::string &path, mode_t type) {
     struct stat found;
-    if (stat(path.c_str(), &found) == 0) return found.st_mode & S_IFMT;
+    if (stat(path.c_str(), &found) == 0) return (found.st_mode & S_IFMT) == type;
     if (!is_passed_over(errno)) throw NotLookedUp();
-    return 0;
+    return false;
 }
 
 void add_prefix_directory(Directories &to) {
     std::string place = loaded_from();
     for (int level = 0; level < prefix_levels; level++) {
         const size_t slash = place.rfind('/');
-        if (slash == std::string::npos || slash == 0) return;
+        if (slash == std::string::npos) return;
         place.resize(slash);
-        if (const std::string share = place + "/share"; type_at(share) == S_IFDIR) {
+        if (place.empty()) return;
+        if (const std::string share = place + "/share"; is_there(share, S_IFDIR)) {
             to.push_back(share);
             return;
         }
@@ -112,7 +114,7 @@ char *datafile(const char *env, const char *relative_path) {
     try {
         for (const std::string &directory : data_directories(env)) {
             const std::string path = directory + "/" + relative_path;
-            if (type_at(path) == S_IFREG) return strdup(path.c_str());
+            if (is_there(path, S_IFREG)) return strdup(path.c_str());
         }
     } catch (const std::exception &) {
     }

@@ -10,19 +10,19 @@
 
 struct Tbl {
     int count;
-    int capacity;
+    unsigned capacity;
     void **entries;
 };
 
 namespace {
 
-constexpr int first_capacity = 8;
+constexpr unsigned first_capacity = 8;
 
 bool make_room(Tbl *list) {
-    if (list->count < list->capacity) return true;
-    if (list->capacity > INT_MAX / 2) return false;
-    const int capacity = list->capacity ? 2 * list->capacity : first_capacity;
-    void *grown = realloc(list->entries, static_cast<size_t>(capacity) * sizeof(void *));
+    if (static_cast<unsigned>(list->count) < list->capacity) return true;
+    if (list->count == INT_MAX) return false;
+    const unsigned capacity = list->capacity ? 2 * list->capacity : first_capacity;
+    void *grown = realloc(list->entries, capacity * sizeof(void *));
     if (!grown) return false;
     list->entries = static_cast<void **>(grown);
     list->capacity = capacity;
@@ -40,7 +40,7 @@ Tbl *newtbl(int n) {
         free(list);
         return nullptr;
     }
-    list->capacity = n;
+    list->capacity = static_cast<unsigned>(n);
     return list;
 }
 

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr int64_t private_limit = 16 << 20;
+constexpr int no_descriptor = -1; // what open returns when it fails
 
 struct Mapping {
     char *data;
@@ -32,21 +33,21 @@ class File {
         struct stat found;
         if (stat(path, &found) != 0 || !S_ISREG(found.st_mode)) return;
         descriptor_ = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        if (descriptor_ < 0) return;
+        if (descriptor_ == no_descriptor) return;
         if (fstat(descriptor_, &found) != 0 || !S_ISREG(found.st_mode)) {
             close(descriptor_);
-            descriptor_ = -1;
+            descriptor_ = no_descriptor;
             return;
         }
         size_ = found.st_size;
     }
     ~File() {
-        if (descriptor_ >= 0) close(descriptor_);
+        if (is_open()) close(descriptor_);
     }
     File(const File &) = delete;
     File &operator=(const File &) = delete;
 
-    bool is_open() const { return descriptor_ >= 0; }
+    bool is_open() const { return descriptor_ != no_descriptor; }
     int64_t size() const { return size_; }
     int descriptor() const { return descriptor_; }
 
@@ -60,7 +61,7 @@ class File {
             done += got;
         }
         char beyond;
-        return read_some(&beyond, 1) == 0;
+        return read_some(&beyond, sizeof beyond) == 0;
     }
 
   private:
@@ -72,19 +73,23 @@ class File {
         return got;
     }
 
-    int descriptor_ = -1;
-    int64_t size_ = 0;
+    int descriptor_ = no_descriptor;
+    int64_t size_{};
 };
+
+void *map_memory(size_t size, int rights) {
+    return mmap(nullptr, size, rights, MAP_PRIVATE | MAP_ANONYMOUS, no_descriptor, 0);
+}
 
 bool copy_file(const File &file, Mapping &out) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const auto size = static_cast<size_t>(file.size());
     const size_t room = (size + page - 1) / page * page;
-    void *region = mmap(nullptr, room + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void *region = map_memory(room + page, PROT_READ | PROT_WRITE);
     if (region == MAP_FAILED) return false;
     char *data = static_cast<char *>(region) + (room - size);
     const bool done = file.read_whole(data, file.size()) &&
-                      (room == 0 || mprotect(region, room, PROT_READ) == 0) &&
+                      (!room || mprotect(region, room, PROT_READ) == 0) &&
                       mprotect(static_cast<char *>(region) + room, page, PROT_NONE) == 0;
     if (!done) {
         munmap(region, room + page);
@@ -100,7 +105,7 @@ bool map_large_file(const File &file, Mapping &out) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const auto size = static_cast<size_t>(file.size());
     const size_t room = (size + page - 1) / page * page;
-    void *region = mmap(nullptr, room + page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void *region = map_memory(room + page, PROT_NONE);
     if (region == MAP_FAILED) return false;
     if (mmap(region, size, PROT_READ, MAP_PRIVATE | MAP_FIXED, file.descriptor(), 0) == MAP_FAILED) {
         munmap(region, room + page);
@@ -122,8 +127,9 @@ int64_t map_through_cache(const char *path, Arr **cache, char **data) {
     if (!*cache) return -1;
     auto *entry = static_cast<Mapping *>(getarr(*cache, path));
     if (!entry) {
-        entry = static_cast<Mapping *>(calloc(1, sizeof(Mapping)));
+        entry = static_cast<Mapping *>(malloc(sizeof(Mapping)));
         if (!entry) return -1;
+        *entry = {};
         if (setarr(*cache, path, entry) < 0) {
             free(entry);
             return -1;

@@ -38,7 +38,7 @@ int64_t file_size(const char *path) {
 // empty file would pass for an empty database.
 bool is_file_with_content(const std::string &path) {
     struct stat found;
-    return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) && found.st_size > 0;
+    return stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) && found.st_size != 0;
 }
 
 // A location says the same in every build of SQLite, whatever stands in the path; a plain path may be taken
@@ -120,15 +120,14 @@ void SqliteFile::distrust() {
 int SqliteFile::stop_when_endless(void *file) {
     auto *self = static_cast<SqliteFile *>(file);
     self->steps_ += steps_between_looks;
-    return self->steps_ > steps_of_any_file && self->steps_ > self->honest_steps();
+    return self->steps_ > self->honest_steps();
 }
 
 // A writer may have made the file longer since; rows that are not in it yet are in the log beside it.
 int64_t SqliteFile::honest_steps() const {
     const char *path = sqlite3_db_filename(connection_.get(), "main");
     const int64_t size = std::max(size_when_opened_, file_size(path)) + file_size(sqlite3_filename_wal(path));
-    if (size > steps_at_most / steps_per_byte) return steps_at_most;
-    return steps_of_any_file + size * steps_per_byte;
+    return std::min(steps_of_any_file + std::min(size, steps_at_most) * steps_per_byte, steps_at_most);
 }
 
 const SqliteTable *SqliteFile::table(const char *name) {
@@ -165,8 +164,8 @@ bool SqliteFile::load_columns(SqliteTable &table) {
 sqlite3_stmt *SqliteFile::statement(const std::string &sql) {
     if (const auto known = statements_.find(sql); known != statements_.end()) return known->second.get();
     sqlite3_stmt *prepared = nullptr;
-    if (sqlite3_prepare_v3(connection_.get(), sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared,
-                           nullptr) != SQLITE_OK)
+    if (sqlite3_prepare_v3(connection_.get(), sql.data(), static_cast<int>(sql.size()),
+                           SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK)
         return nullptr;
     Statement owner(prepared);
     statements_.emplace(sql, std::move(owner));

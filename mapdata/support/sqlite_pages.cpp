@@ -56,17 +56,22 @@ uint64_t length_of_row(Page page, size_t at) {
     return length;
 }
 
-// 0 for a page of another kind.
+bool has_rows(unsigned char type) {
+    return type == inner_of_index || type == leaf_of_index || type == leaf_of_table;
+}
+
+// A page of another kind has none.
 uint64_t longest_row(Page page) {
     const size_t header = memcmp(page.data(), file_mark, sizeof file_mark) == 0 ? file_header_size : 0;
     const unsigned char type = page[header];
-    if (type != inner_of_index && type != leaf_of_index && type != leaf_of_table) return 0;
+    const size_t rows = has_rows(type) ? u16(page, header + cell_count_offset) : 0;
     const bool is_inner = type == inner_of_index;
     const size_t places = header + (is_inner ? 12 : 8);
     const size_t child = is_inner ? 4 : 0; // the number of a page, before the row
-    uint64_t longest = 0;
-    for (size_t i = 0; i < u16(page, header + cell_count_offset) && places + 2 * i < page.size(); i++)
-        longest = std::max(longest, length_of_row(page, u16(page, places + 2 * i) % page.size() + child));
+    const size_t end = std::min(places + 2 * rows, page.size());
+    uint64_t longest{};
+    for (size_t at = places; at < end; at += 2)
+        longest = std::max(longest, length_of_row(page, u16(page, at) % page.size() + child));
     return longest;
 }
 
@@ -105,7 +110,7 @@ struct Through<method> {
 };
 
 int size_of(sqlite3_file *file, uint64_t &out_size) {
-    sqlite3_int64 size = 0;
+    sqlite3_int64 size{};
     const int result = file->pMethods->xFileSize(file, &size);
     out_size = static_cast<uint64_t>(size);
     return result;

@@ -59,9 +59,10 @@ void freeargs(int argc, char **argv) {
 char *strtrim(char *text) {
     if (!text) return text;
     const char *first = text + strspn(text, white_space);
-    size_t length = strlen(first);
-    while (length > 0 && strchr(white_space, first[length - 1]))
-        length--;
+    const char *end = first + strlen(first);
+    while (end != first && strchr(white_space, end[-1]))
+        end--;
+    const auto length = static_cast<size_t>(end - first);
     memmove(text, first, length);
     text[length] = '\0';
     return text;

@@ -170,6 +170,7 @@ int __wrap_close(int descriptor) {
 ssize_t __wrap_read(int descriptor, void *to, size_t size) {
     if (strikes(FaultKind::system_call)) return refused(EIO);
     if (strikes(FaultKind::interrupted_read)) return refused(EINTR);
+    if (strikes(FaultKind::ended_read)) return 0;
     return __real_read(descriptor, to, strikes(FaultKind::short_read) ? (size + 1) / 2 : size);
 }
 void *__wrap_mmap(void *at, size_t size, int rights, int flags, int descriptor, off_t offset) {

@@ -14,7 +14,8 @@ enum class FaultKind {
     short_read,        // read gives half of what was asked for
     interrupted_read,  // read ends with EINTR
     sqlite_allocation, // of SQLite
-    sqlite_file        // SQLite's own system calls
+    sqlite_file,       // SQLite's own system calls
+    ended_read         // read gives nothing, as behind the end
 };
 
 // While one lives, the nth call of the kind fails on this thread: once, or it and all later. reason: what

@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 namespace lindra::dds {
 
@@ -56,7 +57,7 @@ struct Level {
     // for where the image is one pixel high. Negative when no number can tell it.
     int64_t room() const {
         const uint64_t rows = std::max(2 * height, (height + 3) / 4 * 4);
-        if (width && rows > static_cast<uint64_t>(INT64_MAX) / sizeof(uint32_t) / width) return -1;
+        if (width && rows > static_cast<uint64_t>(INT64_MAX) / sizeof(uint32_t) / width) return INT64_MIN;
         return static_cast<int64_t>(width * rows * sizeof(uint32_t));
     }
 
@@ -78,18 +79,21 @@ uint32_t *expand(const Level &level, const unsigned char *blocks, int64_t least)
 int expand_into(DdsFile &file, const Level &level, const unsigned char *blocks, int64_t least) {
     uint32_t *image = expand(level, blocks, least);
     if (!image) return fail(1, "dds_decode_file: malloc() error.\n");
-    if (settbl(file.mipmaps, -1, image) >= 0) return 0;
-    free(image);
-    return fail(0, "dds_decode_file: settbl() error.\n");
+    if (settbl(file.mipmaps, -1, image) < 0) {
+        free(image);
+        return fail(0, "dds_decode_file: settbl() error.\n");
+    }
+    return 0;
 }
 
-// Which images are expanded: all, or the one that is wanted.
+// Which images are expanded: the one of a level, or all.
 struct Wanted {
-    bool all;
-    uint64_t level;
+    std::optional<uint64_t> level;
+
+    bool has(uint64_t i) const { return !level || *level == i; }
 
     // A level alone is printed with the size of the largest one, and must have the pixels that shows.
-    int64_t least() const { return all ? 0 : most_shown * sizeof(uint32_t); }
+    int64_t least() const { return level ? most_shown * sizeof(uint32_t) : 0; }
 };
 
 int decode_images(DdsFile &file, Wanted wanted, Stream &stream) {
@@ -100,8 +104,7 @@ int decode_images(DdsFile &file, Wanted wanted, Stream &stream) {
             return fail(0, "dds_decode_file: mipmap %llu has %llu bytes, %zu bytes left.\n",
                         static_cast<unsigned long long>(i), static_cast<unsigned long long>(level.size()),
                         stream.left());
-        if ((wanted.all || i == wanted.level) && expand_into(file, level, blocks, wanted.least()) < 0)
-            return -1;
+        if (wanted.has(i) && expand_into(file, level, blocks, wanted.least()) < 0) return -1;
         stream.skip(level.size());
         level = level.next();
     }
@@ -112,27 +115,26 @@ int decode_images(DdsFile &file, Wanted wanted, Stream &stream) {
 // longer, in a file that counts more, grows as they are found.
 Tbl *new_list(const DdsFile &file, const Wanted &wanted) {
     constexpr uint64_t longest_chain = 33;
-    return newtbl(wanted.all ? static_cast<int>(std::min(file.header.dwMipMapCount, longest_chain)) : 1);
+    return newtbl(wanted.level ? 1 : static_cast<int>(std::min(file.header.dwMipMapCount, longest_chain)));
 }
 
 Wanted wanted_of(const DdsFile &file, int mipmap) {
-    if (mipmap < 0) return {true, 0};
-    return {false, std::min<uint64_t>(static_cast<uint64_t>(mipmap), file.header.dwMipMapCount - 1)};
+    if (mipmap < 0) return {};
+    return {std::min<uint64_t>(static_cast<uint64_t>(mipmap), file.header.dwMipMapCount - 1)};
 }
 
-int decode_header(DdsFile &file, Source &source) {
+bool decode_header(DdsFile &file, Source &source) {
     void *header = &file.header;
-    if (Engine::unstuff(DDS_TYPE_HEADER, &header, source) < 0) return -1;
-    if (!is_kind(file.header.ddspf, dx10)) return 0;
+    if (Engine::unstuff(DDS_TYPE_HEADER, &header, source) < 0) return false;
     void *header10 = &file.header10;
-    return Engine::unstuff(DDS_TYPE_HEADER10, &header10, source);
+    return !is_kind(file.header.ddspf, dx10) || Engine::unstuff(DDS_TYPE_HEADER10, &header10, source) >= 0;
 }
 
 // Deliberate: the magic number is kept, but never looked at.
 int decode_file(DdsFile &file, int mipmap, Source &source) {
     if (dds2h4(&file.magic, source.stream, 1, 0) < 0)
         return fail(0, "dds_decode_file: magic number is cut, %zu bytes left.\n", source.stream.left());
-    if (decode_header(file, source) < 0) return fail(0, "dds_decode_file: dds_unstuff_stream() error.\n");
+    if (!decode_header(file, source)) return fail(0, "dds_decode_file: dds_unstuff_stream() error.\n");
     // Deliberate: a DXT1 file without the mip-map flag, and every other kind, gives its headers only.
     if (!has_images(file.header)) return 0;
     const Wanted wanted = wanted_of(file, mipmap);
@@ -169,8 +171,8 @@ void dds_print_file(const char *prefix, DdsFile *file) {
 }
 
 void dds_print_file_callback(const char *prefix, DdsFile *file) {
-    Engine::print(prefix, DDS_TYPE_HEADER, &file->header, -1);
-    if (is_kind(file->header.ddspf, dx10)) Engine::print(prefix, DDS_TYPE_HEADER10, &file->header10, -1);
+    Engine::print(prefix, DDS_TYPE_HEADER, &file->header);
+    if (is_kind(file->header.ddspf, dx10)) Engine::print(prefix, DDS_TYPE_HEADER10, &file->header10);
     // Deliberate: sizes are those of the place in the list, also where one level was chosen for it.
     Level level = {file->header.dwWidth, file->header.dwHeight};
     for (int i = 0; i < counttbl(file->mipmaps); i++, level = level.next())

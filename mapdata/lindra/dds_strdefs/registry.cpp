@@ -112,7 +112,7 @@ int print_number(const Strdef &, const char *, const void *from, int) {
 }
 
 int print_pixelformat(const Strdef &, const char *indentation, const void *from, int) {
-    Engine::print(indentation, DDS_TYPE_PIXELFORMAT, from, -1);
+    Engine::print(indentation, DDS_TYPE_PIXELFORMAT, from);
     return 1;
 }
 

@@ -254,12 +254,10 @@ Run whole_images(const LindraTexture &texture) {
     const uint64_t images = images_in_chain(texture);
     if (chain.images < images) return chain;
     const uint64_t whole = std::min(chains(texture), room(texture) / chain.size);
-    Run run{whole * images, whole * chain.size};
+    const Run run{whole * images, whole * chain.size};
     if (whole == chains(texture)) return run;
     const Run cut = fitting(texture, room(texture) - run.size);
-    run.images += cut.images;
-    run.size += cut.size;
-    return run;
+    return {run.images + cut.images, run.size + cut.size};
 }
 
 // Whether the file ends right behind the first levels.
@@ -351,7 +349,8 @@ uint64_t image_size(const LindraTexture &texture, uint32_t width, uint32_t heigh
     const uint64_t block = texture.format == LINDRA_DXT1 ? 8 : 16;
     const uint64_t row = plain ? uint64_t{width} * (texture.bits / 8) : (uint64_t{width} + 3) / 4 * block;
     const uint64_t rows = plain ? height : (uint64_t{height} + 3) / 4;
-    return row > UINT64_MAX / rows ? UINT64_MAX : row * rows;
+    uint64_t size;
+    return __builtin_mul_overflow(row, rows, &size) ? UINT64_MAX : size;
 }
 
 } // namespace lindra::dds

@@ -20,7 +20,7 @@ constexpr uint64_t has_fourcc = 0x4;
 constexpr uint64_t has_rgb = 0x40;
 constexpr uint64_t has_luminance = 0x20000;
 
-constexpr uint32_t characters(const char (&name)[5]) {
+consteval uint32_t characters(const char (&name)[5]) {
     uint32_t word = 0;
     for (int i = 3; i >= 0; i--)
         word = word << 8 | static_cast<unsigned char>(name[i]);

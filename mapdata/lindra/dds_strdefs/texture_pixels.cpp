@@ -6,6 +6,7 @@
 #include "lindra.h"
 #include "s3tc.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
@@ -17,8 +18,7 @@ namespace {
 class Channel {
   public:
     Channel(uint32_t mask, uint32_t absent)
-        : mask_(mask), shift_(mask ? std::countr_zero(mask) : 0), greatest_(mask >> shift_), absent_(absent) {
-    }
+        : mask_(mask), shift_(std::countr_zero(mask) & 31), greatest_(mask >> shift_), absent_(absent) {}
 
     uint32_t operator()(uint32_t pixel) const {
         const uint32_t value = (pixel & mask_) >> shift_;
@@ -29,7 +29,7 @@ class Channel {
 
   private:
     uint32_t mask_;
-    int shift_;
+    int shift_; // 0 without a mask
     uint32_t greatest_;
     uint32_t absent_;
 };
@@ -56,8 +56,8 @@ void expand_masks(const LindraTexture &texture, const LindraImage &image, uint32
 
 // Whether the image has the bytes in the file that its size asks for.
 bool is_whole(const LindraTexture &texture, const LindraImage &image) {
-    return texture.nimages && image.width && image.height && image.offset <= texture.size &&
-           image.size <= texture.size - image.offset &&
+    const uint64_t left = texture.size - std::min(image.offset, texture.size);
+    return texture.nimages && image.width && image.height && image.size <= left &&
            image.size == image_size(texture, image.width, image.height);
 }
 

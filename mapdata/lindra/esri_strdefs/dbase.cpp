@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 namespace lindra::esri {
 
@@ -53,6 +53,10 @@ void drop_records(DbaseFile &dbf) {
     dbf.records = nullptr;
 }
 
+bool is_level_7(const DbaseFile &dbf) {
+    return dbf.level == 7;
+}
+
 int decode_level(DbaseFile &dbf, const Source &source) {
     const unsigned char *version = source.stream.peek(1);
     if (!version) return fail(0, "esri_decode_dbase_file: file is empty.\n");
@@ -67,7 +71,7 @@ int decode_level(DbaseFile &dbf, const Source &source) {
 
 int decode_descriptor(DbaseFile &dbf, Source &source) {
     void *descriptor = nullptr;
-    const int32_t str_type = dbf.level == 7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5;
+    const int32_t str_type = is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5;
     if (Engine::unstuff(str_type, &descriptor, source) < 0) {
         // Nobody else knows of it.
         free(descriptor);
@@ -86,30 +90,31 @@ int decode_descriptors(DbaseFile &dbf, Source &source) {
         if (!next)
             return fail(0, "esri_decode_dbase_file: file ends in its field descriptors, after %d of them.\n",
                         counttbl(dbf.fields));
-        if (*next == terminator) return 0;
-        if (decode_descriptor(dbf, source) < 0) return -1;
+        if (*next == terminator) break;
+        if (const int status = decode_descriptor(dbf, source); status < 0) return status;
     }
+    return 0;
 }
 
 // The terminator, and the flag of the first record.
 void skip_to_fields(const DbaseFile &dbf, Source &source) {
     source.stream.skip(1);
-    if (dbf.header.hdr5.numbyteshdr % 2 != 0 && source.stream.peek(1)) source.stream.skip(1);
+    if (dbf.header.hdr5.numbyteshdr % 2 != 0) source.stream.skip(1);
 }
 
 // Many files end with the last record, without the mark that stands in the place of a next record's flag.
 int copy_records(DbaseFile &dbf, Source &source) {
     const int32_t size = records_size(dbf);
     const size_t there = source.stream.left();
-    const size_t wanted = size < 0 ? 0 : static_cast<size_t>(size);
-    if (wanted > there && wanted - 1 > there)
+    if (std::cmp_greater(int64_t{size} - 1, there))
         return fail(0, "esri_decode_dbase_file: records have %d bytes, %zu bytes left.\n", size, there);
 
     auto *records = static_cast<char *>(allocate(size));
     if (!records) return fail(0, "esri_decode_dbase_file: malloc(%d) error.\n", size);
+    const auto wanted = static_cast<size_t>(size);
     const size_t copied = std::min(wanted, there);
     memcpy(records, source.stream.pos(), copied);
-    if (copied < wanted) records[copied] = ' ';
+    memset(records + copied, ' ', wanted - copied);
     dbf.records = records;
     return 0;
 }
@@ -173,12 +178,11 @@ void print_slots(const DbaseFile &dbf) {
 }
 
 void print_head(const char *prefix, const DbaseFile &dbf) {
-    const bool is_level_7 = dbf.level == 7;
-    Engine::print(prefix, is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header, -1);
-    for (int i = 0; i < counttbl(dbf.fields); i++)
-        Engine::print(prefix, is_level_7 ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5,
-                      gettbl(dbf.fields, i), i);
-    if (is_level_7) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties, -1);
+    Engine::print(prefix, is_level_7(dbf) ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header);
+    for (int i = 0; const void *descriptor = gettbl(dbf.fields, i); i++)
+        Engine::print(prefix, is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor,
+                      i);
+    if (is_level_7(dbf)) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties);
 }
 
 } // namespace
@@ -192,12 +196,11 @@ int decode_dbase_file(DbaseFile &dbf, Source &source) {
     if (!dbf.fields) return fail(0, "esri_decode_dbase_file: newtbl() error.\n");
     if (decode_level(dbf, source) < 0) return -1;
     drop_records(dbf);
-    const bool is_level_7 = dbf.level == 7;
-    if (unstuff_into(is_level_7 ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
+    if (unstuff_into(is_level_7(dbf) ? DBASE_FILEHDR7 : DBASE_FILEHDR5, dbf.header, source) < 0)
         return fail_unstuff();
     if (decode_descriptors(dbf, source) < 0) return -1;
     skip_to_fields(dbf, source);
-    if (is_level_7 && unstuff_into(DBASE_FIELDPROPERTIES, dbf.field_properties, source) < 0)
+    if (is_level_7(dbf) && unstuff_into(DBASE_FIELDPROPERTIES, dbf.field_properties, source) < 0)
         return fail_unstuff();
     return copy_records(dbf, source);
 }

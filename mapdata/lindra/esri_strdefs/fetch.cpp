@@ -11,6 +11,7 @@
 #include "esri_strdefs/registry.hpp"
 #include "fail.hpp"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
@@ -63,16 +64,18 @@ int resolve(const char *database, const char *filename, char *path) {
 
 int keep_path(const char *key, const char *path) {
     char *copy = strdup(path);
-    if (copy && setarr(fname_arr, key, copy) == 0) return 0;
-    free(copy);
-    return fail(0, "esri_get_db_shp_record: setarr(%s) error.\n", key);
+    if (!copy || setarr(fname_arr, key, copy) < 0) {
+        free(copy);
+        return fail(0, "esri_get_db_shp_record: setarr(%s) error.\n", key);
+    }
+    return 0;
 }
 
 int find_path(Dbptr db, const char *database, long fileid, const char *key) {
-    if (getarr(fname_arr, key)) return 0;
     char filename[filename_size];
     char path[path_size];
-    if (read_filename(db, fileid, filename) < 0 || resolve(database, filename, path) < 0) return -1;
+    if (const int status = read_filename(db, fileid, filename); status < 0) return status;
+    if (const int status = resolve(database, filename, path); status < 0) return status;
     return keep_path(key, path);
 }
 
@@ -87,7 +90,8 @@ int look_up(Dbptr db, long fileid, const char *&out_path) {
     const int length = snprintf(key, sizeof key, "%s:%ld", database, fileid);
     if (static_cast<size_t>(length) >= sizeof key)
         return fail(0, "esri_get_db_shp_record: path of the database is too long.\n");
-    if (find_path(db, database, fileid, key) < 0) return -1;
+    if (!getarr(fname_arr, key))
+        if (const int status = find_path(db, database, fileid, key); status < 0) return status;
     out_path = static_cast<const char *>(getarr(fname_arr, key));
     return 0;
 }
@@ -106,17 +110,17 @@ File map_file(const char *path) {
 int find_file(Dbptr db, long fileid, File &out_file) {
     const std::lock_guard<std::mutex> guard(caches_lock);
     const char *path = nullptr;
-    if (look_up(db, fileid, path) < 0) return -1;
+    if (const int status = look_up(db, fileid, path); status < 0) return status;
     out_file = map_file(path);
     return 0;
 }
 
-// Decodes the record at offset, of which nothing is there when that lies outside the file.
+// Decodes the record at offset, of which nothing is there when that lies outside the file. As a size, one
+// below zero lies behind every file.
 int decode_at(SHPRECORD *shape, const File &file, long offset) {
-    unsigned char nothing = 0;
+    unsigned char nothing{};
     unsigned char *base = file.data ? file.data : &nothing;
-    const bool is_inside = offset >= 0 && static_cast<size_t>(offset) <= file.size;
-    unsigned char *cursor = is_inside ? base + offset : base + file.size;
+    unsigned char *cursor = base + std::min(static_cast<size_t>(offset), file.size);
     Source source(base, &cursor, base + file.size);
     return decode_shapefile_record(*shape, source);
 }
@@ -124,8 +128,8 @@ int decode_at(SHPRECORD *shape, const File &file, long offset) {
 } // namespace
 
 int esri_get_db_shp_record(SHPRECORD *shape, Dbptr db) {
-    long fileid = 0;
-    long offset = 0;
+    long fileid;
+    long offset;
     if (dbgetv(db, nullptr, "fileid", &fileid, "offset", &offset, static_cast<char *>(nullptr)) < 0)
         return fail(0, "esri_get_db_shp_record: dbgetv() error.\n");
     File file;

@@ -47,11 +47,11 @@ struct Registry {
                     static_cast<unsigned>(str_type));
     }
 
-    [[noreturn]] static void die_out_of_range(int32_t str_type) {
+    static void die_out_of_range(int32_t str_type) {
         elog_die(0, "esri_strdefs_init: str_type 0x%x out of range.\n", static_cast<unsigned>(str_type));
     }
 
-    [[noreturn]] static void die_long_prefix(const char *prefix) {
+    static void die_long_prefix(const char *prefix) {
         elog_die(0, "esri_print_generic: prefix of %zu bytes leaves no room.\n", strlen(prefix));
     }
 };

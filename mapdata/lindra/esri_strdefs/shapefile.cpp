@@ -63,7 +63,7 @@ int decode_shapefile(SHPFILE &file, Source &source) {
     // A signed 32-bit number, as the length that it is made of.
     auto remaining =
         static_cast<int32_t>(static_cast<uint32_t>(int64_t{2} * file.hdr.length - file_header_size));
-    while (remaining >= 1)
+    while (remaining > 0)
         if (decode_next(file, remaining, source) < 0) return -1;
     return 0;
 }
@@ -93,7 +93,7 @@ int esri_decode_shapefile(SHPFILE *file, unsigned char *base, unsigned char **po
 }
 
 void esri_print_shapefile(const char *prefix, SHPFILE *file) {
-    Engine::print(prefix, ESRI_FILEHDR, &file->hdr, -1);
+    Engine::print(prefix, ESRI_FILEHDR, &file->hdr);
     for (int i = 0; i < counttbl(file->records); i++)
         esri_print_shapefile_record(prefix, static_cast<SHPRECORD *>(gettbl(file->records, i)), i);
 }
@@ -102,6 +102,6 @@ void esri_print_shapefile_record(const char *prefix, SHPRECORD *record, int inde
     if (index >= 0) printf("%sRecord(%d):\n", prefix, index);
     const Engine::Indentation indentation = Engine::indented(prefix, index >= 0 ? "  " : "");
     printf("%soffset=%lu\n", indentation.data(), static_cast<unsigned long>(record->offset));
-    Engine::print(indentation.data(), ESRI_RECORDHDR, &record->hdr, -1);
+    Engine::print(indentation.data(), ESRI_RECORDHDR, &record->hdr);
     Engine::print(indentation.data(), record->shape_type, record->shape, index);
 }
