@@ -187,7 +187,7 @@ class Engine {
 
     static int unstuff_fields(std::span<const Strdef> rows, unsigned char *structure, Source &source) {
         for (const Strdef &row : rows)
-            if (unstuff_field(row, structure, source) != 0) return -1;
+            if (unstuff_field(row, structure, source) < 0) return -1;
         return 0;
     }
 

@@ -45,7 +45,7 @@ using Owner = std::shared_ptr<Database>;
 
 struct Registry {
     std::mutex lock;
-    int64_t last_handle{};
+    int64_t last_handle = 0;
     std::map<int64_t, Owner> databases;
     std::vector<std::string> names; // of tables and fields; the first one's number is 1
 };
@@ -185,7 +185,7 @@ struct Wanted {
 };
 
 struct Value {
-    int64_t number{};
+    int64_t number = 0;
     std::string_view text;
 };
 
@@ -211,7 +211,7 @@ std::optional<Value> text_value(const SqliteQuery &row, int column) {
     const char *text = row.text(column);
     const size_t size = row.text_size(column);
     if (!text || memchr(text, 0, size)) return std::nullopt;
-    return Value{{}, {text, size}};
+    return Value{0, {text, size}};
 }
 
 std::optional<Value> integer_value(const SqliteQuery &row, int column) {

@@ -74,7 +74,7 @@ class File {
     }
 
     int descriptor_ = no_descriptor;
-    int64_t size_{};
+    int64_t size_ = 0;
 };
 
 void *map_memory(size_t size, int rights) {
@@ -127,9 +127,8 @@ int64_t map_through_cache(const char *path, Arr **cache, char **data) {
     if (!*cache) return -1;
     auto *entry = static_cast<Mapping *>(getarr(*cache, path));
     if (!entry) {
-        entry = static_cast<Mapping *>(malloc(sizeof(Mapping)));
+        entry = static_cast<Mapping *>(calloc(1, sizeof(Mapping)));
         if (!entry) return -1;
-        *entry = {};
         if (setarr(*cache, path, entry) < 0) {
             free(entry);
             return -1;

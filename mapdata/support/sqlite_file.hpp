@@ -71,8 +71,8 @@ class SqliteFile {
     std::unique_ptr<sqlite3, Closer> connection_;
     std::map<std::string, Statement> statements_;
     std::map<std::string, SqliteTable, CaseBlind> tables_;
-    int64_t size_when_opened_{};
-    int64_t steps_{};
+    int64_t size_when_opened_ = 0;
+    int64_t steps_ = 0;
 };
 
 // One run of a statement, which the file keeps prepared for the next one. Texts must outlive it.

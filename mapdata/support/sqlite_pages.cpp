@@ -69,7 +69,7 @@ uint64_t longest_row(Page page) {
     const size_t places = header + (is_inner ? 12 : 8);
     const size_t child = is_inner ? 4 : 0; // the number of a page, before the row
     const size_t end = std::min(places + 2 * rows, page.size());
-    uint64_t longest{};
+    uint64_t longest = 0;
     for (size_t at = places; at < end; at += 2)
         longest = std::max(longest, length_of_row(page, u16(page, at) % page.size() + child));
     return longest;
@@ -110,7 +110,7 @@ struct Through<method> {
 };
 
 int size_of(sqlite3_file *file, uint64_t &out_size) {
-    sqlite3_int64 size{};
+    sqlite3_int64 size = 0;
     const int result = file->pMethods->xFileSize(file, &size);
     out_size = static_cast<uint64_t>(size);
     return result;

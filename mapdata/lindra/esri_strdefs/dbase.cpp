@@ -91,7 +91,7 @@ int decode_descriptors(DbaseFile &dbf, Source &source) {
             return fail(0, "esri_decode_dbase_file: file ends in its field descriptors, after %d of them.\n",
                         counttbl(dbf.fields));
         if (*next == terminator) break;
-        if (const int status = decode_descriptor(dbf, source); status < 0) return status;
+        if (decode_descriptor(dbf, source) < 0) return -1;
     }
     return 0;
 }
@@ -179,9 +179,9 @@ void print_slots(const DbaseFile &dbf) {
 
 void print_head(const char *prefix, const DbaseFile &dbf) {
     Engine::print(prefix, is_level_7(dbf) ? DBASE_FILEHDR7 : DBASE_FILEHDR5, &dbf.header);
-    for (int i = 0; const void *descriptor = gettbl(dbf.fields, i); i++)
-        Engine::print(prefix, is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5, descriptor,
-                      i);
+    for (int i = 0; i < counttbl(dbf.fields); i++)
+        Engine::print(prefix, is_level_7(dbf) ? DBASE_FIELDDESCRIPTOR7 : DBASE_FIELDDESCRIPTOR5,
+                      gettbl(dbf.fields, i), i);
     if (is_level_7(dbf)) Engine::print(prefix, DBASE_FIELDPROPERTIES, &dbf.field_properties);
 }
 

@@ -74,8 +74,7 @@ int keep_path(const char *key, const char *path) {
 int find_path(Dbptr db, const char *database, long fileid, const char *key) {
     char filename[filename_size];
     char path[path_size];
-    if (const int status = read_filename(db, fileid, filename); status < 0) return status;
-    if (const int status = resolve(database, filename, path); status < 0) return status;
+    if (read_filename(db, fileid, filename) < 0 || resolve(database, filename, path) < 0) return -1;
     return keep_path(key, path);
 }
 
@@ -90,8 +89,7 @@ int look_up(Dbptr db, long fileid, const char *&out_path) {
     const int length = snprintf(key, sizeof key, "%s:%ld", database, fileid);
     if (static_cast<size_t>(length) >= sizeof key)
         return fail(0, "esri_get_db_shp_record: path of the database is too long.\n");
-    if (!getarr(fname_arr, key))
-        if (const int status = find_path(db, database, fileid, key); status < 0) return status;
+    if (!getarr(fname_arr, key) && find_path(db, database, fileid, key) < 0) return -1;
     out_path = static_cast<const char *>(getarr(fname_arr, key));
     return 0;
 }
@@ -110,7 +108,7 @@ File map_file(const char *path) {
 int find_file(Dbptr db, long fileid, File &out_file) {
     const std::lock_guard<std::mutex> guard(caches_lock);
     const char *path = nullptr;
-    if (const int status = look_up(db, fileid, path); status < 0) return status;
+    if (look_up(db, fileid, path) < 0) return -1;
     out_file = map_file(path);
     return 0;
 }
@@ -118,7 +116,7 @@ int find_file(Dbptr db, long fileid, File &out_file) {
 // Decodes the record at offset, of which nothing is there when that lies outside the file. As a size, one
 // below zero lies behind every file.
 int decode_at(SHPRECORD *shape, const File &file, long offset) {
-    unsigned char nothing{};
+    unsigned char nothing = 0;
     unsigned char *base = file.data ? file.data : &nothing;
     unsigned char *cursor = base + std::min(static_cast<size_t>(offset), file.size);
     Source source(base, &cursor, base + file.size);

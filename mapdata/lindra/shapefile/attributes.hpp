@@ -317,9 +317,9 @@ class attribute_table {
     detail::text_decoder decoder_;
     text_encoding encoding_;
     std::vector<table_field> fields_;
-    uint64_t begin_{};
-    uint64_t row_size_{};
-    size_t rows_{};
+    uint64_t begin_ = 0;
+    uint64_t row_size_ = 1;
+    size_t rows_ = 0;
 };
 
 inline size_t attribute_row::size() const {

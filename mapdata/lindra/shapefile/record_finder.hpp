@@ -54,7 +54,7 @@ inline shape_size size_by_counts(byte_span contents) {
     const shape_layout *layout = find_layout(shape_type_of(contents.data()));
     if (!layout) return {};
     const auto count = [&](place at) {
-        return at.exists() ? load_le<uint32_t>(contents.data() + at.fixed) : uint32_t{};
+        return at.exists() ? load_le<uint32_t>(contents.data() + at.fixed) : 0;
     };
     const place last_count = layout->numpoints;
     if (last_count.exists() && contents.size() < static_cast<size_t>(last_count.fixed) + sizeof(uint32_t))
@@ -316,7 +316,7 @@ class record_finder {
     bool follow_index(std::vector<record_place> &ordered) const {
         std::vector<bool> is_taken(records_.size());
         size_t wrong = 0;
-        size_t first_wrong{};
+        size_t first_wrong = 0;
         ordered.reserve(index_.size());
         for (size_t i = 0; i < index_.size(); i++) {
             if (follow_entry(i, is_taken, ordered)) continue;
@@ -377,7 +377,7 @@ class record_finder {
     int32_t type_;
     std::vector<record_place> records_;
     size_t misnumbered_ = 0;
-    uint64_t first_misnumbered_{}; // where its header stands
+    uint64_t first_misnumbered_ = 0; // where its header stands
     mutable std::optional<std::vector<uint64_t>> indexed_;
     mutable std::optional<std::vector<uint64_t>> named_;
 };

@@ -205,7 +205,7 @@ class text_decoder {
 
     iconv_t handle_ = nullptr;
     bool is_open_ = false;
-    int refusal_{};
+    int refusal_ = 0;
     bool keeps_plain_text_ = false;
 };
 
