@@ -16,7 +16,7 @@ SHARE is the part of the changes that is tried, chosen by SEED. A change that su
 survivors.toml beside this file. Those that are equal, which no test could tell from the code as it is, are no part of the
 score, as is usual ("An Analysis and Survey of the Development of Mutation Testing", IEEE Transactions on Software
 Engineering 37, 2011); the score with them is told too. The exit status is 1 when another survives, when one that is
-listed does not, or when less than 95 % are killed.
+listed does not or can no longer be made, or when less than 95 % are killed.
 """
 import argparse
 import concurrent.futures
@@ -230,6 +230,16 @@ def read_survivors():
     return equal, unseen
 
 
+def refuse_stale(mutants):
+    """An entry whose line has been rewritten since would otherwise never be missed."""
+    equal, unseen = read_survivors()
+    stale = equal + unseen - Counter(mutant.key for mutant in mutants)
+    for file, line, change in stale:
+        print(f"no such line any more: {file}: {change}: {line}")
+    if stale:
+        sys.exit(f"mutate.py: {SURVIVORS.name} lists changes that can no longer be made")
+
+
 def try_all(pool, suites, chosen):
     """The changes that survive. Among them every suite is run without one."""
     survivors = []
@@ -284,6 +294,7 @@ def main():
     options = parser.parse_args()
     source, directory = options.source.resolve(), options.build.resolve()
     mutants = copy_tree(source, directory / "tree")
+    refuse_stale(mutants)
     build(directory / "tree", directory)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         suites = find_suites(directory, pool)
