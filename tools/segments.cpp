@@ -15,7 +15,6 @@
 
 #include <cmath>
 #include <memory>
-#include <numbers>
 #include <optional>
 #include <string>
 #include <vector>
@@ -87,7 +86,7 @@ Layers parse_segment_layers(const std::string &text) {
 
 double km_per_pixel(const Window &window) {
     const double middle = (window.south + window.north) / 2;
-    const double width = (window.east - window.west) * std::cos(middle * std::numbers::pi / 180);
+    const double width = (window.east - window.west) * std::cos(middle * radians);
     return width * km_per_degree / assumed_pixels;
 }
 

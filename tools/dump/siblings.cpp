@@ -22,9 +22,9 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr size_t header_size = 100;    // of .shp and .shx
-constexpr size_t index_entry_size = 8; // of .shx
-constexpr size_t longest_text = 60;    // shown of a .prj or .cpg
+constexpr size_t shape_header_size = 100; // of .shp and .shx
+constexpr size_t index_entry_size = 8;    // of .shx
+constexpr size_t longest_text = 60;       // shown of a .prj or .cpg
 
 std::string count(int64_t number, const char *what) {
     return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
@@ -39,7 +39,7 @@ std::string shapes_fact(const InputFile &file) {
 }
 
 std::string index_fact(const InputFile &file) {
-    const size_t size = std::max(file.size(), header_size) - header_size;
+    const size_t size = std::max(file.size(), shape_header_size) - shape_header_size;
     return "index: " + count(static_cast<int64_t>(size / index_entry_size), "record");
 }
 

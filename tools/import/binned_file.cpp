@@ -18,7 +18,7 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr int32_t most = std::numeric_limits<int32_t>::max();
+constexpr int32_t largest_number = std::numeric_limits<int32_t>::max();
 
 // The Earth's surface is 510 million square kilometres.
 constexpr double greatest_area = 511e6;
@@ -65,17 +65,17 @@ BinGrid read_grid(const NetcdfFile &file) {
 }
 
 void read_polygons(const NetcdfFile &file, BinnedFile &binned) {
-    const int32_t count = file.read_number("N_polygons_in_file", 1, most);
+    const int32_t count = file.read_number("N_polygons_in_file", 1, largest_number);
     const auto read_all = [&](const char *variable, auto low, auto high) {
         return read_range(file, variable, "polygon", static_cast<size_t>(count), low, high);
     };
     binned.container = read_all("Id_of_parent_polygons", -1, count - 1);
     binned.area = read_all("The_km_squared_area_of_polygons", -greatest_area, greatest_area);
-    binned.fraction = read_all("Micro_fraction_of_full_resolution_area", 0, most);
+    binned.fraction = read_all("Micro_fraction_of_full_resolution_area", 0, largest_number);
 }
 
 void read_points(const NetcdfFile &file, BinnedFile &binned) {
-    const auto count = static_cast<size_t>(file.read_number("N_points_in_file", 1, most));
+    const auto count = static_cast<size_t>(file.read_number("N_points_in_file", 1, largest_number));
     binned.x = file.read<uint16_t>("Relative_longitude_from_SW_corner_of_bin", count);
     binned.y = file.read<uint16_t>("Relative_latitude_from_SW_corner_of_bin", count);
 }
@@ -135,7 +135,7 @@ void require_points_in_order(const NetcdfFile &file, const std::vector<Segment> 
 }
 
 void read_segments(const NetcdfFile &file, BinnedFile &binned) {
-    const auto count = static_cast<size_t>(file.read_number("N_segments_in_file", 1, most));
+    const auto count = static_cast<size_t>(file.read_number("N_segments_in_file", 1, largest_number));
     const auto last_polygon = static_cast<int32_t>(binned.polygon_count()) - 1;
     const auto words = file.read<int32_t>(word_variable, count);
     const auto first_points = file.read<int32_t>(first_point_variable, count);

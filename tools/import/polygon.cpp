@@ -63,7 +63,7 @@ auto native_start(auto &ring) {
     return greenwich != ring.end() ? greenwich : ring.begin();
 }
 
-void close(std::vector<Vertex> &ring) {
+void close_ring(std::vector<Vertex> &ring) {
     std::rotate(ring.begin(), native_start(ring), ring.end());
     for (Vertex &vertex : ring)
         vertex.lon_udeg %= full_turn_udeg;
@@ -111,7 +111,7 @@ NativePolygon trace_polygon(const BinnedFile &file, std::span<const int32_t> out
     polygon.polar = round != 0;
     if (polygon.polar) require_native_form(file, id, ring, round);
     if (polygon.polar && !full_resolution) drop_repeats(ring);
-    close(ring);
+    close_ring(ring);
     if (polygon.polar) lay_open(ring, round > 0);
     return polygon;
 }

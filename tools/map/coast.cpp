@@ -21,11 +21,10 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr double degrees = 1e-6; // of a micro-degree
+constexpr double micro_degree = 1e-6;
 // A reduced polygon bears the box of the full one, and reaches beyond it by up to 0.024 degrees in the files
 // of version 2.3.7. The margin is the error that the crude one is allowed, 25 km.
 constexpr double box_margin = 0.25;
-constexpr double beyond_everything = 1e9;
 constexpr int ice_front = 5;                 // the highest level, which is never selected
 constexpr double widest_shore = 540;         // a turn round a pole, and bays that reach back over its ends
 constexpr double latitude_limit = 90 + 1e-5; // one step of single precision is let pass
@@ -63,8 +62,8 @@ bool is_sound(const GSHHSHdr &hdr) {
 
 // In degrees.
 Window box_of(const GSHHSHdr &hdr) {
-    return {hdr.west * degrees - box_margin, hdr.east * degrees + box_margin,
-            hdr.south * degrees - box_margin, hdr.north * degrees + box_margin};
+    return {hdr.west * micro_degree - box_margin, hdr.east * micro_degree + box_margin,
+            hdr.south * micro_degree - box_margin, hdr.north * micro_degree + box_margin};
 }
 
 // Round a pole the way from the last point to the first is a whole turn.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 namespace lindra::tools {
 
@@ -27,7 +26,6 @@ Line densified(const Line &line, double step) {
 }
 
 double distance_between(Point from, Point to) {
-    constexpr double radians = std::numbers::pi / 180;
     const double lat = std::sin((to.lat - from.lat) * radians / 2);
     const double lon = std::sin((to.lon - from.lon) * radians / 2);
     const double chord = lat * lat + std::cos(from.lat * radians) * std::cos(to.lat * radians) * lon * lon;

@@ -14,7 +14,6 @@ namespace lindra::tools {
 namespace {
 
 constexpr double pi = std::numbers::pi;
-constexpr double radians = pi / 180;
 constexpr double rim_step = radians;
 
 double azimuth_between(double east, double north, double to_east, double to_north) {

@@ -5,9 +5,15 @@
 #ifndef LINDRA_TOOLS_GEOMETRY_HPP
 #define LINDRA_TOOLS_GEOMETRY_HPP
 
+#include <numbers>
 #include <vector>
 
 namespace lindra::tools {
+
+constexpr double radians = std::numbers::pi / 180; // of a degree
+
+// Where boxes begin that grow by what they hold, or end that hold everything.
+constexpr double beyond_everything = 1e9;
 
 struct Point {
     double lon, lat;

@@ -17,7 +17,6 @@ namespace {
 
 constexpr double tiny = 1e-9;
 constexpr double polar_latitude = 60; // of a centre from which a pole is well in sight
-constexpr double metres_per_degree = earth_radius * std::numbers::pi / 180;
 
 // The multiples of the step from first to last, both included.
 std::vector<double> multiples(double first, double last, double step) {
@@ -65,7 +64,7 @@ Steps choose_steps(const Chart &chart, double metres) {
         return {nice_step(std::max(360 * 2 * metres / edge, 30.0)),
                 nice_step(1.3 * metres / (scale.north * metres_per_degree))};
     }
-    const double east = scale.east * metres_per_degree * std::cos(place.lat * std::numbers::pi / 180);
+    const double east = scale.east * metres_per_degree * std::cos(place.lat * radians);
     return {nice_step(metres / east), nice_step(metres / (scale.north * metres_per_degree))};
 }
 

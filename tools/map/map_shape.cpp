@@ -11,7 +11,6 @@ namespace {
 constexpr double margin = 0.05;         // of the longer side
 constexpr double least_margin = 0.01;   // degrees
 constexpr double margin_of_place = 1.0; // degrees, round shapes that are all in one place
-constexpr double beyond_everything = 1e9;
 constexpr double least_longitude = -360;
 constexpr double largest_longitude = 720;
 

@@ -3,6 +3,7 @@
 #include "map/options.hpp"
 
 #include "common/errors.hpp"
+#include "map/named_rows.hpp"
 
 #include <algorithm>
 #include <cctype>
@@ -81,12 +82,6 @@ struct LineLayer {
 
 constexpr LineLayer line_layers[] = {{"borders", &Layers::borders, border_levels, border_names},
                                      {"rivers", &Layers::rivers, river_levels, river_names}};
-
-template <class Table>
-auto find_row(const Table &table, const std::string &name) {
-    return std::find_if(std::begin(table), std::end(table),
-                        [&](const auto &row) { return name == row.name; });
-}
 
 [[noreturn]] void refuse_levels(const LineLayer &layer, const std::string &text) {
     std::string names;

@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <cstdio>
-#include <numbers>
 #include <sstream>
 
 namespace lindra::tools {
@@ -104,7 +103,6 @@ Projection::Projection(const ProjectionKind &kind, Point centre)
 Projection::~Projection() = default;
 
 PlaneLine Projection::project(const Line &line) const {
-    constexpr double radians = std::numbers::pi / 180;
     const bool wraps = kind_.family == Family::azimuthal;
     PlaneLine plane;
     plane.reserve(line.size());

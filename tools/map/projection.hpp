@@ -14,6 +14,7 @@ namespace lindra::tools {
 
 // The mean radius of the Earth (Moritz, Geodetic Reference System 1980, R1).
 constexpr double earth_radius = 6371008.8;
+constexpr double metres_per_degree = earth_radius * radians; // along a meridian
 
 enum class Family {
     cylindrical, // parallels are straight and horizontal

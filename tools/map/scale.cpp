@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 namespace lindra::tools {
@@ -28,7 +27,6 @@ Point typical_place(const Chart &chart) {
 }
 
 std::optional<Scale> scale_at(const Chart &chart, Point place) {
-    constexpr double metres_per_degree = earth_radius * std::numbers::pi / 180;
     const Window &window = chart.window();
     const double lon_way = (window.east - window.west) / 1000;
     const double lat_way = (window.north - window.south) / 1000;
@@ -36,8 +34,7 @@ std::optional<Scale> scale_at(const Chart &chart, Point place) {
     const auto east = per_degree(chart, {place.lon - lon_way, lat}, {place.lon + lon_way, lat});
     const auto north = per_degree(chart, {place.lon, lat - lat_way}, {place.lon, lat + lat_way});
     if (!east || !north) return std::nullopt;
-    return Scale{*east / (metres_per_degree * std::cos(lat * std::numbers::pi / 180)),
-                 *north / metres_per_degree};
+    return Scale{*east / (metres_per_degree * std::cos(lat * radians)), *north / metres_per_degree};
 }
 
 double prevailing_scale(const Chart &chart) {

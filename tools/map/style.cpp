@@ -3,6 +3,7 @@
 #include "map/style.hpp"
 
 #include "common/errors.hpp"
+#include "map/named_rows.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -150,12 +151,6 @@ std::string names_of(const Table &table) {
     for (const auto &row : table)
         names += (names.empty() ? "" : ", ") + std::string(row.name);
     return names;
-}
-
-template <class Table>
-auto find_row(const Table &table, const std::string &name) {
-    return std::find_if(std::begin(table), std::end(table),
-                        [&](const auto &row) { return name == row.name; });
 }
 
 // "#rgb", "#rrggbb" or "#rrggbbaa"; else false.

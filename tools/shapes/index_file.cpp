@@ -19,7 +19,7 @@ constexpr int64_t application_mark = 0x4c645368;
 constexpr int64_t layout_version = 1;
 
 // Numbers of files and shapes are never used again.
-constexpr const char *tables = R"(
+constexpr const char *schema = R"(
 PRAGMA application_id = 0x4c645368;
 PRAGMA user_version = 1;
 CREATE TABLE filename(
@@ -90,7 +90,7 @@ SqliteConnection open_index_for_writing(const fs::path &path) {
     SqliteConnection connection(path.string(), SqliteConnection::Access::write);
     connection.run("PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     if (fs::file_size(path) == 0)
-        connection.run(tables);
+        connection.run(schema);
     else
         require_index(connection);
     return connection;

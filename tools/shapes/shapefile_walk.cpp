@@ -20,17 +20,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *ending = ".shp";
+constexpr const char *main_file_ending = ".shp";
 
 bool is_main_file(const fs::path &path) {
-    return strcasecmp(path.extension().c_str(), ending) == 0;
+    return strcasecmp(path.extension().c_str(), main_file_ending) == 0;
 }
 
 class Walker {
   public:
     void add(const std::string &argument) {
         fs::path path = with_whole_directory(argument);
-        if (detail::is_absent(path) && !detail::is_absent(path.string() + ending)) path += ending;
+        if (detail::is_absent(path) && !detail::is_absent(path.string() + main_file_ending))
+            path += main_file_ending;
         found_.roots.push_back(path.string());
         const fs::file_status status = looked_up(path);
         if (fs::is_directory(status)) return enter(path);
@@ -38,7 +39,8 @@ class Walker {
         if (is_main_file(path))
             found_.files.insert(path.string());
         else
-            found_.problems.push_back(path.string() + " is no directory and does not end in " + ending);
+            found_.problems.push_back(path.string() + " is no directory and does not end in " +
+                                      main_file_ending);
     }
 
     ShapefileWalk found() && { return std::move(found_); }

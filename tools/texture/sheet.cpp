@@ -13,11 +13,11 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr uint32_t side = 256; // of a thumbnail
+constexpr uint32_t thumbnail_side = 256;
 constexpr int gap = 16;
 constexpr int caption_height = 24;
-constexpr int cell_width = side + gap;
-constexpr int cell_height = side + caption_height + gap;
+constexpr int cell_width = thumbnail_side + gap;
+constexpr int cell_height = thumbnail_side + caption_height + gap;
 
 constexpr double page_grey = 0.93;
 
@@ -71,11 +71,11 @@ Sheet::~Sheet() = default;
 
 void Sheet::add(int column, int row, const PixelImage &image, const std::string &caption) {
     cairo_t *context = page_->context;
-    PixelImage small = thumbnail(image, side);
+    PixelImage small = thumbnail(image, thumbnail_side);
     const double left = gap + column * cell_width;
     const double top = gap + row * cell_height;
     draw_pixels(context, left, top, small);
-    cairo_move_to(context, left, top + side + caption_height - 8);
+    cairo_move_to(context, left, top + thumbnail_side + caption_height - 8);
     cairo_show_text(context, caption.c_str());
 }
 
