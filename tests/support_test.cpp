@@ -125,6 +125,10 @@ TEST(Lists, places_outside_the_list_hold_null) {
     EXPECT_EQ(gettbl(list, -1), nullptr);
     EXPECT_EQ(gettbl(nullptr, 0), nullptr);
     EXPECT_EQ(counttbl(nullptr), 0);
+    int value = 0;
+    settbl(list, -1, &value);
+    clrtbl(list, nullptr);
+    EXPECT_EQ(gettbl(list, 0), nullptr) << "nothing is left of what stood there";
     freetbl(list, nullptr);
 }
 

@@ -9,6 +9,7 @@
 
 #include "sqlite_file.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdarg>
 #include <cstring>
@@ -73,10 +74,9 @@ Owner database_at(const char *path) {
 int64_t number_of(const std::string &name) {
     const std::lock_guard<std::mutex> guard(registry().lock);
     std::vector<std::string> &names = registry().names;
-    for (size_t i = 0; i < names.size(); i++)
-        if (names[i] == name) return static_cast<int64_t>(i) + 1;
-    names.push_back(name);
-    return static_cast<int64_t>(names.size());
+    const auto place = std::find(names.begin(), names.end(), name) - names.begin();
+    if (place == std::ssize(names)) names.push_back(name);
+    return place + 1;
 }
 
 std::optional<std::string> name_of(int64_t number) {

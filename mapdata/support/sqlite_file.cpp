@@ -30,7 +30,7 @@ constexpr int steps_between_looks = 10'000;
 constexpr int wait_for_writers_ms = 1000;
 
 int64_t file_size(const char *path) {
-    struct stat found;
+    struct stat found = {};
     return path && stat(path, &found) == 0 ? found.st_size : 0;
 }
 
@@ -78,18 +78,18 @@ const std::string *SqliteTable::column(const char *wanted) const {
 
 std::unique_ptr<SqliteFile> SqliteFile::open(const std::string &path) {
     if (!is_file_with_content(path)) return nullptr;
-    std::unique_ptr<SqliteFile> file(new SqliteFile);
-    int result = file->connect(location_of(path, "?mode=ro"));
     // A database in write-ahead mode wants files of its own beside it; where nobody may make them, nobody
     // writes.
-    if (wants_files_beside_it(result) && has_no_journal(path))
-        result = file->connect(location_of(path, "?mode=ro&immutable=1"));
-    if (result != SQLITE_OK) return nullptr;
-    return file;
+    for (const char *options : {"?mode=ro", "?mode=ro&immutable=1"}) {
+        std::unique_ptr<SqliteFile> file(new SqliteFile);
+        const int result = file->connect(location_of(path, options));
+        if (result == SQLITE_OK) return file;
+        if (!wants_files_beside_it(result) || !has_no_journal(path)) return nullptr;
+    }
+    return nullptr;
 }
 
 int SqliteFile::connect(const std::string &location) {
-    statements_.clear();
     sqlite3 *opened = nullptr;
     const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
     const int result = open_distrusting_rows(location.c_str(), &opened, flags);
@@ -97,8 +97,8 @@ int SqliteFile::connect(const std::string &location) {
     if (result != SQLITE_OK) return result;
     size_when_opened_ = file_size(sqlite3_db_filename(opened, "main"));
     distrust();
-    SqliteQuery schema(*this, "SELECT 1 FROM main.sqlite_schema LIMIT 1");
-    schema.next();
+    // What cannot be read is found out here: a statement is prepared by the schema.
+    const SqliteQuery schema(*this, "SELECT 1 FROM main.sqlite_schema LIMIT 1");
     return schema.failed() ? sqlite3_extended_errcode(opened) : SQLITE_OK;
 }
 

@@ -52,7 +52,7 @@ NUMBER = re.compile(r"(?<![\w.'])(?<!\de[-+])(?:0[xX][0-9a-fA-F]+|\d+\.\d*|\d+)(
 # How lines end behind which another statement begins.
 ENDED = re.compile(r"(?:[;{}):]|\belse|\bdo)\s*$")
 # Around a constant that is returned, alone or as one of two.
-RETURNED = re.compile(r"\breturn (?:.* [?:] )?-?$"), re.compile(r" :|;$")
+RETURNED = re.compile(r"\breturn (?:.* [?:] )?-?$"), re.compile(r" :|;(?: })?$")
 # A call or an assignment that stands alone on its line.
 STATEMENT = re.compile(r"^(\s+)((?:\*|\+\+|--)?[\w:.>\-\[\]*&]+(?:\(.*\)|\+\+|--|\s[-+*/%&|^]?=\s.*|<<=.*|>>=.*));$")
 NO_STATEMENT = re.compile(r"^\s+(?:return|break|continue|goto|using|typedef|throw|delete|friend|static_assert|case|default)\b")
