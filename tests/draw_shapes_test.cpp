@@ -32,6 +32,10 @@ constexpr const char *utm =
     R"(PARAMETER["False_Easting",500000.0],PARAMETER["False_Northing",0.0],PARAMETER["Central_Meridian",3.0],)"
     R"(PARAMETER["Scale_Factor",0.9996],PARAMETER["Latitude_Of_Origin",0.0],UNIT["Meter",1.0]])";
 
+constexpr const char *degrees =
+    R"(GEOGCS["GCS_WGS_1984",DATUM["D_WGS_1984",SPHEROID["WGS_1984",6378137.0,298.257223563]],)"
+    R"(PRIMEM["Greenwich",0.0],UNIT["Degree",0.0174532925199433]])";
+
 // Clockwise from its south-western corner.
 Path square(double west, double east, double south, double north) {
     return {{west, south}, {west, north}, {east, north}, {east, south}, {west, south}};
@@ -100,6 +104,19 @@ TEST_F(DrawShapes, metres_go_through_the_prj_file) {
     EXPECT_EQ(map.at(100, 40), white); // 51.8 north: 5.74e6
     EXPECT_EQ(map.at(100, 180), white);
     EXPECT_EQ(map.at(20, 100), white);
+}
+
+// PROJ gives degrees as it finds them.
+TEST_F(DrawShapes, degrees_beyond_every_turn_are_left_out) {
+    Path path_of_ring = square(2, 8, 2, 8);
+    for (const double nowhere : {-2.7e39, 1e300, 541.0, -541.0})
+        path_of_ring.insert(path_of_ring.begin() + 2, {nowhere, 9.9});
+    write_polygon("a", {path_of_ring});
+    directory.write("a.prj", degrees);
+    const Picture map = draw(path("a.shp") + " --window 0/10/0/10");
+    EXPECT_EQ(map.at(100, 100), red);
+    EXPECT_EQ(map.at(20, 100), white);
+    EXPECT_EQ(map.at(100, 20), white);
 }
 
 TEST_F(DrawShapes, metres_without_a_prj_file_are_an_error) {

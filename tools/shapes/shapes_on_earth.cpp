@@ -23,6 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t longest_definition = 1 << 16; // bytes
+constexpr double farthest = 540;               // degrees east or west: 360, and from another meridian
 constexpr double rounding = 1e-6;              // degrees, let pass beyond a pole
 
 // Empty when there is none.
@@ -128,7 +129,7 @@ Point CoordinateSystem::checked(shape_point point) const {
 std::optional<Point> CoordinateSystem::transformed(shape_point point, const Line &before) const {
     const PJ_COORD from = proj_coord(point.x, point.y, 0, 0);
     const PJ_COORD to = proj_trans(machine_->transformation, PJ_FWD, from);
-    if (!std::isfinite(to.xy.x) || !(std::fabs(to.xy.y) <= 90 + rounding)) return std::nullopt;
+    if (!(std::fabs(to.xy.x) <= farthest) || !(std::fabs(to.xy.y) <= 90 + rounding)) return std::nullopt;
     double longitude = to.xy.x;
     if (machine_->from_degrees)
         longitude = to_nearest_turn(longitude, std::clamp(point.x, -360.0, 360.0));
