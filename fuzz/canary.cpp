@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
-// beyond the limit; a loop without an end; and, where steps are counted, more of them than the input accounts
-// for. A fuzzer that does not find the first, a replay or a sweep that does not fail for the others, is dead.
+// beyond the limit; memory that is lost; a loop without an end; and, where steps are counted, more of them
+// than the input accounts for. A fuzzer that does not find the first, a replay or a sweep that does not fail
+// for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/steps.hpp"
 
+#include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 using namespace lindra::fuzz;
@@ -34,6 +37,11 @@ unsigned count_pairs(const Input &input) {
     return equal;
 }
 
+// The address of memory that nobody has any more.
+uintptr_t lost() {
+    return reinterpret_cast<uintptr_t>(malloc(24)) ^ UINTPTR_MAX;
+}
+
 } // namespace
 
 // One damage makes the word "heap" of this.
@@ -42,6 +50,7 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const HeapBalance balance;
     const Input input({data, size});
     volatile unsigned sum = 0;
 #ifndef LINDRA_LIBFUZZER // which would come by this first
@@ -53,6 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     accept();
     if (begins_with_word(input)) sum = sum + *input.end();
     if (asks_for("heap", input)) sum = sum + static_cast<unsigned>(std::vector<char>(100 << 10).size());
+    if (asks_for("leak", input)) sum = sum + static_cast<unsigned>(lost() != 0);
     if (asks_for("pairs", input)) sum = sum + count_pairs(input);
     return 0;
 }

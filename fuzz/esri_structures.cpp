@@ -131,6 +131,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Parameters parameters({data, size});
     const int str_type = all_types()[parameters.byte() % all_types().size()];
     const Input input(parameters.rest());
+    const HeapBalance balance;
     const HeapLimit limit(size);
     const StepLimit steps(size, 20, 2000);
     void *structure = nullptr;

@@ -95,6 +95,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const HeapBalance balance;
     Parameters parameters({data, size});
     const Request request(parameters);
     const Input input(parameters.rest());

@@ -4,6 +4,7 @@
 
 #include "harness/expect.hpp"
 #include "harness/fixture.hpp"
+#include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/model.hpp"
 #include "harness/parameters.hpp"
@@ -79,6 +80,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const HeapBalance balance;
     Parameters parameters({data, size});
     const Size image = {parameters.byte() % longest_side, parameters.byte() % longest_side};
     const uint64_t rows = parameters.byte() % (longest_side + 4);

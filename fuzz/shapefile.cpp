@@ -191,6 +191,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t max
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const HeapBalance balance;
     const Input input({data, size});
     const HeapLimit limit(size);
     const StepLimit steps(size, 20, 2000);

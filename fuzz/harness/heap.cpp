@@ -29,6 +29,13 @@ struct Count {
 
 thread_local Count count;
 
+struct Balance {
+    bool counting;
+    int64_t held;
+};
+
+thread_local Balance balance;
+
 // Nothing here may allocate.
 [[noreturn]] void exceed() {
     count.counting = false;
@@ -41,6 +48,7 @@ thread_local Count count;
 }
 
 void add(size_t size) {
+    if (balance.counting) balance.held += static_cast<int64_t>(size);
     if (!count.counting) return;
     count.live += static_cast<int64_t>(size);
     if (count.live <= count.peak) return;
@@ -49,6 +57,7 @@ void add(size_t size) {
 }
 
 void subtract(size_t size) {
+    if (balance.counting) balance.held -= static_cast<int64_t>(size);
     if (count.counting) count.live -= static_cast<int64_t>(size);
 }
 
@@ -74,6 +83,17 @@ HeapPause::~HeapPause() {
     count.counting = was_counting_;
 }
 
+HeapBalance::HeapBalance() {
+    balance = {true, 0};
+}
+HeapBalance::~HeapBalance() {
+    const int64_t held = balance.held;
+    balance = {};
+    if (held == 0) return;
+    fprintf(stderr, "leak: %lld bytes are held at the end\n", static_cast<long long>(held));
+    abort();
+}
+
 } // namespace lindra::fuzz
 
 #if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
@@ -91,7 +111,7 @@ void on_malloc(const volatile void *, size_t size) {
 }
 
 void on_free(const volatile void *block) {
-    if (count.counting && block) subtract(__sanitizer_get_allocated_size(block));
+    if ((count.counting || balance.counting) && block) subtract(__sanitizer_get_allocated_size(block));
 }
 
 [[maybe_unused]] const int installed = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);

@@ -29,6 +29,16 @@ class HeapPause {
     bool was_counting_;
 };
 
+// At its end the process is ended unless all that this thread allocated while it lived has been released: for
+// targets behind which no library keeps anything. There is at most one.
+class HeapBalance {
+  public:
+    HeapBalance();
+    ~HeapBalance();
+    HeapBalance(const HeapBalance &) = delete;
+    HeapBalance &operator=(const HeapBalance &) = delete;
+};
+
 } // namespace lindra::fuzz
 
 #endif
