@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files that are large enough to be mapped, most of them holes on the disk, and a process that cuts them.
+// Files that are large enough to be mapped, most of them holes on the disk, and processes that cut and
+// overwrite them.
 #ifndef LINDRA_TESTS_CUT_FILES_HPP
 #define LINDRA_TESTS_CUT_FILES_HPP
 
@@ -8,8 +9,12 @@
 #include "shapefile_files.hpp"
 #include "temporary_directory.hpp"
 
+#include <csignal>
 #include <cstdint>
+#include <fcntl.h>
 #include <fstream>
+#include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
@@ -54,6 +59,34 @@ class Cutter {
   private:
     pid_t child_;
     int word_;
+};
+
+// Another process, which overwrites words of a part of a file with numbers of every kind, over and over.
+class Rewriter {
+  public:
+    Rewriter(const std::string &path, uint64_t begin, uint64_t end) : child_(fork()) {
+        if (child_ == 0) rewrite(path, begin, end);
+    }
+    ~Rewriter() {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+    Rewriter(const Rewriter &) = delete;
+    Rewriter &operator=(const Rewriter &) = delete;
+
+  private:
+    [[noreturn]] static void rewrite(const std::string &path, uint64_t begin, uint64_t end) {
+        const int file = open(path.c_str(), O_WRONLY);
+        std::mt19937_64 random(1);
+        const uint64_t numbers[] = {0, 1, 0x7fffffff, ~uint64_t{0}, 0x7ff0000000000000, 0x0100000001000000};
+        for (;;) {
+            const uint64_t number = numbers[random() % std::size(numbers)];
+            const uint64_t at = begin + random() % ((end - begin) / 4) * 4;
+            if (pwrite(file, &number, sizeof number, static_cast<off_t>(at)) < 0) _exit(1);
+        }
+    }
+
+    pid_t child_;
 };
 
 inline void write_at(const std::string &path, uint64_t offset, const std::string &bytes) {

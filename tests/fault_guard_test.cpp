@@ -12,9 +12,11 @@
 #include <atomic>
 #include <barrier>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <sstream>
 #include <sys/mman.h>
@@ -214,6 +216,32 @@ TEST_F(FaultGuard, geojson_of_a_file_that_is_cut_has_no_end) {
     const std::string written = out.str();
     EXPECT_TRUE(written.ends_with(R"("properties":null})")) << "the first record, which is whole";
     EXPECT_EQ(written.find("Feature\"", written.find("Feature\"") + 1), std::string::npos);
+}
+
+TEST_F(FaultGuard, number_that_appears_meanwhile_and_that_json_has_not_is_null) {
+    std::string out;
+    for (const double number : {std::numeric_limits<double>::infinity(), std::nan(""), 0.5})
+        detail::append_number(out, number);
+    EXPECT_EQ(out, "nullnull0.5");
+}
+
+// Small squares, of which 40,000 are overwritten in thousands of places while they are read.
+TEST_F(FaultGuard, file_that_is_overwritten_while_it_is_read_is_read_to_its_end) {
+    const std::vector<std::string> squares(
+        130'000, path_shape(SHAPE_POLYGON, {{{0, 0}, {0, 1}, {1, 1}, {1, 0}, {0, 0}}}));
+    const std::string path = directory.write("large.shp", main_file_of(SHAPE_POLYGON, squares));
+    ASSERT_GT(std::filesystem::file_size(path), 16 * megabyte);
+    const shapefile file(path);
+    const Rewriter rewriter(path, 100, 5 * megabyte);
+    for (int round = 0; round < 3; round++) {
+        std::ostringstream out;
+        write_geojson(out, file);
+        const std::string written = out.str();
+        EXPECT_TRUE(written.ends_with("]}\n")) << written.substr(written.size() - 20);
+        EXPECT_EQ(written.find("inf"), std::string::npos);
+        EXPECT_EQ(written.find("nan"), std::string::npos);
+        (void)error_of([&] { sum_of(shapefile(path)); });
+    }
 }
 
 TEST_F(FaultGuard, texture_cut_between_two_images_is_an_error_from_the_first_one_that_is_gone) {

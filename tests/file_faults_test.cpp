@@ -123,6 +123,23 @@ TEST_F(FileFaults, coastline_cut_while_it_is_exported_is_an_error) {
     EXPECT_EQ(result.output.find("\n0 0"), std::string::npos) << "nothing of what is gone is written";
 }
 
+// What is read then may be old or new; it is read to its end, by all that reads shapes.
+TEST_F(FileFaults, file_that_is_overwritten_while_it_is_read_does_no_harm) {
+    const std::vector<std::string> shapes(300, multipoint_shape(Path(4'000, {1.0, 2.0})));
+    const std::string main = directory.write("large.shp", main_file_of(SHAPE_MULTIPOINT, shapes));
+    ASSERT_GT(std::filesystem::file_size(main), 17 * megabyte);
+    const std::string database = path("shapes.db");
+    ASSERT_EQ(run_lindra("index " + main + " -o " + database).code, 0);
+    const Rewriter rewriter(main, 100, std::filesystem::file_size(main));
+    for (const std::string &command : std::vector<std::string>{
+             "dump --json " + main, "index " + main + " -o " + path("new.db"),
+             "fetch --format geojson " + database, "draw " + main + " -o " + path("map.png")}) {
+        const Result result = run_lindra(command);
+        EXPECT_TRUE(result.code == 0 || result.code == 1) << command << ": " << result.code;
+        EXPECT_TRUE(result.code == 0 || result.errors.starts_with("lindra: ")) << result.errors;
+    }
+}
+
 TEST_F(FileFaults, shapefile_cut_while_it_is_fetched_is_an_error) {
     std::vector<std::string> shapes(300, multipoint_shape(Path(4'000, {1.0, 2.0})));
     const std::string main = directory.write("large.shp", main_file_of(SHAPE_MULTIPOINT, shapes));

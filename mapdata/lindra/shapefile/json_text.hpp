@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,10 +16,17 @@
 
 namespace lindra::detail {
 
-// JSON (RFC 8259, 2017). Numbers are the shortest that read back as the same; reals must be finite.
+// JSON (RFC 8259, 2017). Numbers are the shortest that read back as the same. Reals that are not finite,
+// which JSON has no numbers for, are null: they are looked for before, but a file may be overwritten
+// meanwhile.
 
 template <class Number>
 void append_number(std::string &out, Number number) {
+    if constexpr (std::is_floating_point_v<Number>)
+        if (!std::isfinite(number)) {
+            out += "null";
+            return;
+        }
     char room[32];
     out.append(room, std::to_chars(room, room + sizeof room, number).ptr);
 }
