@@ -16,6 +16,7 @@
 #include "program.hpp"
 
 #include "binned_file_maker.hpp"
+#include "classic_file_maker.hpp"
 #include "gmt_builder.hpp"
 #include "gshhs_builder.hpp"
 #include "index_database.hpp"
@@ -121,33 +122,6 @@ const std::vector<Scenario> &scenarios() {
 }
 
 // --- The files, undamaged ---
-
-std::string classic_file(const Variables &variables) {
-    RawHeader header;
-    std::map<std::string, std::string> data;
-    const auto add = [&](const std::string &name, const auto &values, int type, auto encode) {
-        header.dims.push_back(nc::dimension("d" + name, static_cast<int32_t>(values.size())));
-        header.vars.push_back({name,
-                               {static_cast<int32_t>(header.vars.size())},
-                               {},
-                               type,
-                               static_cast<int32_t>(values.size())});
-        for (const auto value : values)
-            data[name] += encode(value);
-    };
-    for (const auto &[name, values] : variables) {
-        if (const auto *ints = std::get_if<std::vector<int32_t>>(&values))
-            add(name, *ints, nc::int_code, [](int32_t value) { return be32(value); });
-        if (const auto *shorts = std::get_if<std::vector<int16_t>>(&values))
-            add(name, *shorts, nc::short_code, [](int16_t value) { return be16(value); });
-        if (const auto *bytes = std::get_if<std::vector<int8_t>>(&values))
-            add(name, *bytes, nc::byte_code,
-                [](int8_t value) { return std::string(1, static_cast<char>(value)); });
-        if (const auto *doubles = std::get_if<std::vector<double>>(&values))
-            add(name, *doubles, nc::double_code, [](double value) { return be_double(value); });
-    }
-    return BinnedFile::join(header, data);
-}
 
 // Two bins, and a triangle in one of them.
 std::string coast_to_import() {
