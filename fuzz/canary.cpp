@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
-// beyond the limit; a loop without an end; and, where steps are counted, more of them than the input accounts
-// for. A fuzzer that does not find the first, a replay or a sweep that does not fail for the others, is dead.
+// beyond the limit, here and in a child whose end nobody asks about; a loop without an end; and, where steps
+// are counted, more of them than the input accounts for. A fuzzer that does not find the first, a replay or a
+// sweep that does not fail for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"
 #include "harness/input.hpp"
 #include "harness/steps.hpp"
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 using namespace lindra::fuzz;
@@ -34,6 +37,21 @@ unsigned count_pairs(const Input &input) {
     return equal;
 }
 
+void take_heap() {
+    volatile size_t size = std::vector<char>(100 << 10).size();
+    static_cast<void>(size);
+}
+
+void take_heap_in_child() {
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDERR_FILENO);
+        take_heap();
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+}
+
 } // namespace
 
 // One damage makes the word "heap" of this.
@@ -52,7 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const StepLimit steps(size, 100, 1000);
     accept();
     if (begins_with_word(input)) sum = sum + *input.end();
-    if (asks_for("heap", input)) sum = sum + static_cast<unsigned>(std::vector<char>(100 << 10).size());
+    if (asks_for("heap", input)) take_heap();
+    if (asks_for("child", input)) take_heap_in_child();
     if (asks_for("pairs", input)) sum = sum + count_pairs(input);
     return 0;
 }
