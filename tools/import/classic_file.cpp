@@ -79,8 +79,7 @@ void require_whole(const std::filesystem::path &path) {
     if (!file.has_at(0, "CDF")) return;
     if (file.has_at(0, "CDF\2") || file.has_at(0, "CDF\5"))
         throw DataError(path.string() + " is a netCDF file with 64-bit " +
-                        (file.has_at(0, "CDF\2") ? "offsets" : "data") +
-                        ", which is not imported; reinstall the package that it comes from");
+                        (file.has_at(0, "CDF\2") ? "offsets" : "data") + ", which is not imported" + advice);
     const OwnedHeader header = decode(file);
     for (int i = 0; i < header->vars_n; i++)
         check(file, header->vars[i]);

@@ -20,9 +20,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <netcdf.h>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -139,21 +137,17 @@ class Copy {
     int out_ = -1;
 };
 
-struct MapRelease {
-    void operator()(GmtMap *map) const { lindra_free_gmtmap(map); }
-};
-using OwnedMap = std::unique_ptr<GmtMap, MapRelease>;
-
-OwnedMap open_map() {
-    GmtMap *map = nullptr;
-    const CapturedLog log; // no more than that memory is exhausted
-    if (gmtmap_open(&map) < 0) throw std::bad_alloc();
-    return OwnedMap(map);
-}
-
 int count_segments(const NetcdfHeader *header) {
     const auto *variable = static_cast<NetcdfVar *>(getarr(header->vars_array, "N_points_for_a_segment"));
     return variable->dims[0]->value;
+}
+
+void bind(GmtMapFile &file, const InputFile &copy, const fs::path &from) {
+    snprintf(file.name, sizeof file.name, "%s", "the file");
+    unsigned char *cursor = copy.data();
+    const CapturedLog log;
+    if (netcdf_unstuff_header(&cursor, &file.hdr) < 0 || gmtmap_process_border_hdr(&file) < 0)
+        throw DataError(from.string() + " is no binned line file: " + log.one_line());
 }
 
 // Returns the number of segments that the library finds in the file, once it has selected all that it would
@@ -162,11 +156,7 @@ int read_back(const fs::path &path, const fs::path &from) {
     const InputFile copy(path.string());
     const OwnedMap map = open_map();
     GmtMapFile &file = map->files[0];
-    snprintf(file.name, sizeof file.name, "%s", "the file");
-    unsigned char *cursor = copy.data();
-    const CapturedLog log;
-    if (netcdf_unstuff_header(&cursor, &file.hdr) < 0 || gmtmap_process_border_hdr(&file) < 0)
-        throw DataError(from.string() + " is no binned line file: " + log.one_line());
+    bind(file, copy, from);
     if (const auto complaint = select_globe(map.get(), every_border, 'c'))
         throw DataError(from.string() + " is damaged: " + *complaint +
                         "; reinstall the package that it comes from");

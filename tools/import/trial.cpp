@@ -33,8 +33,8 @@ namespace fs = std::filesystem;
 // Seconds of processor time; the largest file there is takes less than one.
 constexpr rlim_t patience = 20;
 
-// Bytes of memory beside what is mapped before. HDF5 files are compressed: the largest of GSHHG 2.3.7 takes 97
-// MiB, 3.2 times its size; the smaller ones less than 6 MiB. What goes beyond these is claimed, not there.
+// Bytes of memory beside what is mapped before. HDF5 files are compressed: the largest of GSHHG 2.3.7 takes
+// 97 MiB, 3.2 times its size; the smaller ones less than 6 MiB. What goes beyond these is claimed, not there.
 constexpr rlim_t memory_of_any_file = 64 << 20;
 constexpr rlim_t memory_for_each_byte = 64;
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 namespace lindra::tools {
 
@@ -22,6 +23,13 @@ std::optional<std::string> complaint_of_bins(const GmtMapFile &file) {
 }
 
 } // namespace
+
+OwnedMap open_map() {
+    GmtMap *map = nullptr;
+    const CapturedLog log; // no more than that memory is exhausted
+    if (gmtmap_open(&map) < 0) throw std::bad_alloc();
+    return OwnedMap(map);
+}
 
 std::optional<std::string> select_globe(GmtMap *map, const std::string &list, char resolution) {
     const char name[] = {resolution, '\0'};

@@ -4,10 +4,19 @@
 
 #include "lindra/lindra.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace lindra::tools {
+
+struct MapRelease {
+    void operator()(GmtMap *map) const { lindra_free_gmtmap(map); }
+};
+using OwnedMap = std::unique_ptr<GmtMap, MapRelease>;
+
+// A new handle. Throws std::bad_alloc.
+OwnedMap open_map();
 
 // Selects from the globe by a list of the library's with one word, such as "p:7". Returns what is wrong with
 // the file, or nothing: all that was selected can then be delivered.

@@ -44,7 +44,7 @@ constexpr Source river_source = {LineKind::river, MapFile::rivers, "r:"};
 
 // The library's handle and the arrays it delivers into.
 struct Handle {
-    GmtMap *map = nullptr;
+    OwnedMap map = open_map();
     int capacity = 0;
     float *lon = nullptr;
     float *lat = nullptr;
@@ -53,7 +53,6 @@ struct Handle {
     ~Handle() {
         free(lon);
         free(lat);
-        lindra_free_gmtmap(map);
     }
     Handle(const Handle &) = delete;
     Handle &operator=(const Handle &) = delete;
@@ -65,9 +64,7 @@ class LineFile {
     LineFile(const Source &source, char resolution, const Levels &levels)
         : path_(find_map_file(source.file, resolution)) {
         const std::string list = source.word + std::to_string(levels.mask());
-        const CapturedLog log; // no more than that memory is exhausted
-        if (gmtmap_open(&handle_.map) < 0) throw std::bad_alloc();
-        if (const auto complaint = select_globe(handle_.map, list, resolution))
+        if (const auto complaint = select_globe(handle_.map.get(), list, resolution))
             throw DataError(path_ + " cannot be read: " + *complaint + import_again);
     }
 
@@ -98,8 +95,8 @@ class LineFile {
         int count = 0;
         char type[4];
         int level = 0;
-        if (gmtmap_nextseg(handle_.map, &count, &handle_.capacity, &handle_.lon, &handle_.lat, type, &level) <
-            0)
+        if (gmtmap_nextseg(handle_.map.get(), &count, &handle_.capacity, &handle_.lon, &handle_.lat, type,
+                           &level) < 0)
             throw std::bad_alloc();
         const GmtSeg &segment = handle_.map->segs[index];
         const double turn = segment.west + segment.file->dlon / 2 > 180 ? -360 : 0;
