@@ -35,8 +35,8 @@ constexpr rlim_t patience = 20;
 
 // Bytes of memory beside what is mapped before. HDF5 files are compressed: the largest of GSHHG 2.3.7 takes
 // 97 MiB, 3.2 times its size; the smaller ones less than 6 MiB. What goes beyond these is claimed, not there.
-constexpr rlim_t memory_of_any_file = 64 << 20;
-constexpr rlim_t memory_for_each_byte = 64;
+[[maybe_unused]] constexpr rlim_t memory_of_any_file = 64 << 20;
+[[maybe_unused]] constexpr rlim_t memory_for_each_byte = 64;
 
 [[noreturn]] void fail(const char *what) {
     throw DataError(std::string(what) + ": " + std::strerror(errno));
@@ -47,6 +47,10 @@ void limit(__rlimit_resource_t resource, rlim_t most) {
     setrlimit(resource, &both);
 }
 
+#ifdef LINDRA_SANITIZED
+// A sanitizer maps terabytes, of its own.
+void limit_memory(std::uintmax_t) {}
+#else
 // What is mapped before the reading begins, all of it: 0 where it is not known.
 rlim_t mapped() {
     rlim_t pages = 0;
@@ -54,13 +58,11 @@ rlim_t mapped() {
     return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
-// A sanitizer maps terabytes, of its own.
-void limit_memory([[maybe_unused]] std::uintmax_t file_size) {
-#ifndef LINDRA_SANITIZED
+void limit_memory(std::uintmax_t file_size) {
     if (const rlim_t before = mapped(); before > 0)
         limit(RLIMIT_AS, before + memory_of_any_file + memory_for_each_byte * file_size);
-#endif
 }
+#endif
 
 // A crash leaves no core file and the messages of its last moments stay unseen; what is said of it is said
 // once.
