@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
-// beyond the limit; memory that is lost; a loop without an end; and, where steps are counted, more of them
-// than the input accounts for. A fuzzer that does not find the first, a replay or a sweep that does not fail
-// for the others, is dead.
+// beyond the limit, here and in a child whose end nobody asks about; memory that is lost; a loop without an
+// end; and, where steps are counted, more of them than the input accounts for. A fuzzer that does not find the
+// first, a replay or a sweep that does not fail for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"
@@ -12,6 +12,8 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 using namespace lindra::fuzz;
@@ -42,6 +44,21 @@ uintptr_t lost() {
     return reinterpret_cast<uintptr_t>(malloc(24)) ^ UINTPTR_MAX;
 }
 
+void take_heap() {
+    volatile size_t size = std::vector<char>(100 << 10).size();
+    static_cast<void>(size);
+}
+
+void take_heap_in_child() {
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDERR_FILENO);
+        take_heap();
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+}
+
 } // namespace
 
 // One damage makes the word "heap" of this.
@@ -61,7 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const StepLimit steps(size, 100, 1000);
     accept();
     if (begins_with_word(input)) sum = sum + *input.end();
-    if (asks_for("heap", input)) sum = sum + static_cast<unsigned>(std::vector<char>(100 << 10).size());
+    if (asks_for("heap", input)) take_heap();
+    if (asks_for("child", input)) take_heap_in_child();
     if (asks_for("leak", input)) sum = sum + static_cast<unsigned>(lost() != 0);
     if (asks_for("pairs", input)) sum = sum + count_pairs(input);
     return 0;

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 
 #include "binned_file_maker.hpp"
+#include "classic_file_maker.hpp"
 #include "gone_reader.hpp"
 #include "native_polygons.hpp"
 #include "ordinary_user.hpp"
+#include "sanitized.hpp"
 
 #include "common/errors.hpp"
 #include "import/coastlines.hpp"
@@ -21,6 +23,8 @@
 #include <memory>
 #include <netcdf.h>
 #include <random>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace lindra::test {
@@ -570,6 +574,183 @@ TEST_F(Import, line_file_that_claims_more_values_than_it_can_hold_is_refused) {
                              std::to_string(fs::file_size(name)) + " bytes can hold");
 }
 
+// --- Files in the classic form
+
+constexpr const char *reinstall = "; reinstall the package that it comes from";
+
+class ImportClassic : public Import {
+  protected:
+    fs::path border() const { return from() / "binned_border_c.nc"; }
+    fs::path installed_border() const { return to() / "maps/lindra/binned_border_c.cdf"; }
+
+    static void write(const fs::path &path, const std::string &bytes) {
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+
+    std::string complaint() const {
+        try {
+            run();
+        } catch (const DataError &error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    // Every shorter beginning of the file under this name is refused, and what a whole one has made stays.
+    void expect_whole_or_nothing(const fs::path &name, const std::string &whole, const fs::path &made) const {
+        write(name, whole);
+        run();
+        const std::string before = read_bytes(made);
+        for (size_t size = whole.size(); size-- > 0;) {
+            fs::resize_file(name, size);
+            EXPECT_EQ(complaint().find(name.string() + " "), 0U) << size;
+            ASSERT_TRUE(read_bytes(made) == before) << size;
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(made.parent_path()), {}), 1);
+    }
+
+    // The most memory, in KiB, that an import and its children took to refuse the file under this name alone.
+    long memory_of_refusal(const fs::path &name, const std::string &bytes) const {
+        fs::remove_all(from());
+        fs::create_directory(from());
+        write(name, bytes);
+        const pid_t child = fork();
+        if (child == 0) _exit(complaint().empty() ? 1 : 0);
+        int status = 1;
+        rusage usage{};
+        EXPECT_EQ(wait4(child, &status, 0, &usage), child);
+        EXPECT_EQ(status, 0);
+        return usage.ru_maxrss;
+    }
+};
+
+std::string two_borders() {
+    return BinnedFile{
+        2, 1, {{0, {{1, {{0, 0}, {9999, 20000}, {65535, 65535}}}}}, {1, {{1, {{5, 5}, {9, 8}, {9, 9}}}}}}}
+        .bytes();
+}
+
+std::string rivers_of_the_world() {
+    return read_bytes(fs::path(LINDRA_SOURCE_DIR) / "data/maps/lindra/binned_river_c.cdf");
+}
+
+TEST_F(ImportClassic, line_file_is_taken_over_as_it_is) {
+    write(from() / "binned_river_c.nc", rivers_of_the_world());
+    run();
+    EXPECT_TRUE(read_bytes(to() / "maps/lindra/binned_river_c.cdf") == rivers_of_the_world());
+}
+
+TEST_F(ImportClassic, coastline_comes_out_as_of_the_later_form) {
+    write_variables(binned('c'), triangle_and_square());
+    run();
+    const std::string expected = read_bytes(native('c'));
+    write(binned('c'), classic_file(triangle_and_square()));
+    run();
+    EXPECT_EQ(read_bytes(native('c')), expected);
+}
+
+TEST_F(ImportClassic, cut_line_file_is_refused_at_every_length) {
+    expect_whole_or_nothing(border(), two_borders(), installed_border());
+}
+
+TEST_F(ImportClassic, cut_coastline_is_refused_at_every_length) {
+    expect_whole_or_nothing(binned('c'), classic_file(triangle_and_square()), native('c'));
+}
+
+TEST_F(ImportClassic, cut_rivers_of_the_world_are_refused_and_named_with_the_place) {
+    const std::string whole = rivers_of_the_world();
+    for (const size_t size : {3000U, 227355U, 432000U, 432357U}) {
+        write(from() / "binned_river_c.nc", whole.substr(0, size));
+        const std::string message = refusal(), end = " bytes" + std::string(reinstall);
+        EXPECT_EQ(message.find((from() / "binned_river_c.nc").string() + " is damaged: variable "), 0U);
+        EXPECT_NE(message.find(" does not end in the file, which has " + std::to_string(size) + end),
+                  std::string::npos)
+            << message;
+    }
+}
+
+TEST_F(ImportClassic, padding_at_the_end_may_be_missing) {
+    const std::string whole =
+        BinnedFile{1, 1, {{0, {{1, {{0, 0}, {1, 1}, {2, 2}}}}}}}.bytes(); // 3 points: 2 bytes of padding
+    write(border(), whole.substr(0, whole.size() - 2));
+    EXPECT_NO_THROW(run());
+}
+
+TEST_F(ImportClassic, header_takes_no_memory_for_what_it_claims) {
+    const std::string head = nc::magic() + be32(0), rest(200, '\0');
+    const std::string attribute = be32(nc::attribute_tag) + be32(1) + nc::name("a") + be32(nc::double_code);
+    const std::string absent = nc::absent();
+    for (const std::string &bytes :
+         {head + be32(nc::dimension_tag) + be32(0x07ffffff) + rest,
+          head + absent + attribute + be32(0x0fffffff) + rest,
+          head + absent + absent + be32(nc::variable_tag) + be32(0x7fffffff) + rest})
+        for (const fs::path &name : {border(), binned('c')})
+            EXPECT_LT(memory_of_refusal(name, bytes), 200'000);
+}
+
+// A variable changed in the header of a good file, and what is said of it then.
+struct HeaderDamage {
+    RawVariable variable;
+    std::string message;
+};
+
+TEST_F(ImportClassic, variable_that_does_not_lie_in_the_file_is_named) {
+    const RawVariable good{"v", {0}, {}, nc::int_code, 4, 100};
+    const auto with = [&](auto member, auto value) {
+        RawVariable variable = good;
+        variable.*member = value;
+        return variable;
+    };
+    const auto outside = [](int begin) {
+        return "begins at byte " + std::to_string(begin) + " and does not end in the file, which has ";
+    };
+    using Ids = std::vector<int32_t>;
+    for (const auto &[variable, message] :
+         std::vector<HeaderDamage>{{with(&RawVariable::begin, -1), outside(-1)},
+                                   {with(&RawVariable::begin, 2147483647), outside(2147483647)},
+                                   {with(&RawVariable::type, nc::double_code), outside(100)},
+                                   {with(&RawVariable::ids, Ids{0, 0, 0, 0}), outside(100)},
+                                   {with(&RawVariable::ids, Ids(9, 1)), outside(100)},
+                                   {with(&RawVariable::ids, Ids{2}), outside(100)},
+                                   {with(&RawVariable::ids, Ids{3}), "is a record variable"},
+                                   {with(&RawVariable::type, 0), "is of type 0, which there is not"},
+                                   {with(&RawVariable::type, 7), "is of type 7, which there is not"}}) {
+        RawHeader header;
+        header.dims = {nc::dimension("few", 50), nc::dimension("many", 2147483647), nc::dimension("less", -1),
+                       nc::dimension("records", 0)};
+        header.vars = {variable};
+        write(border(), header.bytes().append(300 - header.bytes().size(), '\0'));
+        EXPECT_EQ(refusal().find(border().string() + " is damaged: variable v " + message), 0U) << refusal();
+    }
+}
+
+TEST_F(ImportClassic, later_classic_forms_are_refused) {
+    for (const auto &[form, what] : {std::pair(NC_64BIT_OFFSET, "offsets"), {NC_64BIT_DATA, "data"}}) {
+        int file = 0;
+        ASSERT_EQ(nc_create(border().c_str(), NC_CLOBBER | form, &file), NC_NOERR);
+        ASSERT_EQ(nc_close(file), NC_NOERR);
+        EXPECT_EQ(refusal(), border().string() + " is a netCDF file with 64-bit " + what +
+                                 ", which is not imported" + reinstall);
+    }
+}
+
+TEST_F(ImportClassic, line_file_that_cannot_be_read_back_is_refused) {
+    const std::map<std::string, std::string> good = BinnedFile{2, 1, {{1, {{1, {{5, 5}, {9, 9}}}}}}}.data();
+    const auto message_of = [&](const char *variable, const std::string &bytes) {
+        auto data = good;
+        data[variable] = bytes;
+        write(border(), BinnedFile::join(BinnedFile::header(data), data));
+        return refusal();
+    };
+    const std::string start = border().string() + " is damaged: ";
+    EXPECT_EQ(message_of("Id_of_first_point_in_a_segment", be32(1)),
+              start + "gmtmap_select: segment 0 has 2 points from 1, the file has 2" + reinstall);
+    EXPECT_EQ(message_of("Id_of_first_segment_in_a_bin", be32(0) + be32(1)),
+              start + "gmtmap_select: bin 1 has 1 segments from 1, the file has 1" + reinstall);
+    EXPECT_EQ(message_of("N_segments_in_a_bin", be16(-1) + be16(1)),
+              start + "bin 0 has -1 segments" + reinstall);
+}
+
 // One int, short, byte or double of a good file replaced, and what import says then.
 struct Damage {
     const char *variable;
@@ -733,6 +914,15 @@ TEST(Trial, complaint_comes_through) {
     } catch (const DataError &error) {
         EXPECT_STREQ(error.what(), "the complaint");
     }
+}
+
+TEST(Trial, memory_beyond_what_a_file_accounts_for_becomes_a_complaint) {
+#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
+    GTEST_SKIP() << "sanitizers map more than any limit";
+#endif
+    constexpr size_t megabyte = 1 << 20;
+    EXPECT_NO_THROW(tools::try_reading("file", [] { std::vector<char>(32 * megabyte); }));
+    EXPECT_THROW(tools::try_reading("file", [] { std::vector<char>(128 * megabyte); }), DataError);
 }
 
 TEST(Trial, crash_becomes_a_complaint) {

@@ -31,7 +31,8 @@ full resolution, and writes below DATADIR/maps/lindra:
   binned_border_{c,l,i,h,f}.nc  binned_border_{c,l,i,h,f}.cdf  borders
   binned_river_{c,l,i,h,f}.nc   binned_river_{c,l,i,h,f}.cdf   rivers
 Coastlines, which the packages cut into bins, are joined again. One line for
-each file goes to standard output.
+each file goes to standard output. The files may be netCDF-4, as Debian has
+them, or netCDF classic, but not with 64-bit offsets or 64-bit data.
 
 The files come from these Debian packages, which put them into
 /usr/share/gmt-gshhg:

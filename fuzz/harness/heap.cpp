@@ -5,6 +5,7 @@
 
 #include "heap.hpp"
 
+#include "overrun.hpp"
 #include "peaks.hpp"
 #include "sanitized.hpp"
 
@@ -12,7 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
-#include <unistd.h>
 
 namespace {
 
@@ -40,11 +40,9 @@ thread_local Balance balance;
 [[noreturn]] void exceed() {
     count.counting = false;
     char text[160];
-    const int size =
-        snprintf(text, sizeof text, "heap: %lld bytes held for an input of %zu, at most %lld allowed\n",
-                 static_cast<long long>(count.live), count.input_size, static_cast<long long>(count.limit));
-    if (write(STDERR_FILENO, text, static_cast<size_t>(size)) < 0) abort();
-    abort();
+    snprintf(text, sizeof text, "heap: %lld bytes held for an input of %zu, at most %lld allowed",
+             static_cast<long long>(count.live), count.input_size, static_cast<long long>(count.limit));
+    lindra::fuzz::end_by_overrun(text);
 }
 
 void add(size_t size) {
@@ -66,12 +64,14 @@ void subtract(size_t size) {
 namespace lindra::fuzz {
 
 HeapLimit::HeapLimit(size_t input_size, size_t constant) {
+    watch_children();
     const size_t limit = bytes_per_byte * input_size + bytes_of_any_input + constant;
     count = {true, 0, 0, static_cast<int64_t>(limit), input_size};
 }
 HeapLimit::~HeapLimit() {
     const Count reached = count;
     count = {};
+    require_sound_children();
     keep_higher(peaks().heap, {static_cast<uint64_t>(reached.peak), static_cast<uint64_t>(reached.limit),
                                reached.input_size});
 }

@@ -7,8 +7,8 @@
 namespace lindra::fuzz {
 
 // While one lives, what this thread holds of the heap beyond what it held before is counted, and the process
-// is ended by the allocation that exceeds 16 times the size of the input, 64 KiB and constant together. There
-// is at most one.
+// is ended by the allocation that exceeds 16 times the size of the input, 64 KiB and constant together; so
+// are its children, and then the process too, when the limit is over. There is at most one.
 class HeapLimit {
   public:
     explicit HeapLimit(size_t input_size, size_t constant = 0);

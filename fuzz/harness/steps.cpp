@@ -5,11 +5,10 @@
 
 #include "steps.hpp"
 
+#include "overrun.hpp"
 #include "peaks.hpp"
 
 #include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace {
 
@@ -23,11 +22,9 @@ thread_local Count count;
 #ifdef LINDRA_COUNT_STEPS
 [[noreturn]] void exceed(const Count &reached) {
     char text[100];
-    const int size = snprintf(text, sizeof text, "steps: more than %llu for an input of %zu\n",
-                              static_cast<unsigned long long>(reached.allowed), reached.input_size);
-    // Not to a stream, which the target may have put in the place of standard error.
-    if (write(STDERR_FILENO, text, static_cast<size_t>(size)) < 0) abort();
-    abort();
+    snprintf(text, sizeof text, "steps: more than %llu for an input of %zu",
+             static_cast<unsigned long long>(reached.allowed), reached.input_size);
+    lindra::fuzz::end_by_overrun(text);
 }
 #endif
 
@@ -49,11 +46,13 @@ void __sanitizer_cov_trace_pc() {
 namespace lindra::fuzz {
 
 StepLimit::StepLimit(size_t input_size, uint64_t for_each_byte, uint64_t constant) {
+    watch_children();
     count = {0, for_each_byte * input_size + constant, input_size};
 }
 StepLimit::~StepLimit() {
     const Count reached = count;
     count = {};
+    require_sound_children();
     keep_higher(peaks().steps, {reached.taken, reached.allowed, reached.input_size});
 }
 

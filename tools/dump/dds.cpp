@@ -5,8 +5,8 @@
 #include "dump/dds.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/damage.hpp"
 #include "common/standard_output.hpp"
-#include "dump/damage.hpp"
 #include "dump/record_list.hpp"
 
 #include "lindra/lindra.h"

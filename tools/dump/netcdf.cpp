@@ -3,30 +3,22 @@
 #include "dump/netcdf.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/damage.hpp"
 #include "common/data_output.hpp"
 #include "common/errors.hpp"
+#include "common/netcdf_header.hpp"
 #include "common/standard_output.hpp"
-#include "dump/damage.hpp"
 #include "dump/netcdf_facts.hpp"
 
 #include "lindra/lindra.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <string_view>
 
 namespace lindra::tools {
 
 namespace {
-
-struct HeaderRelease {
-    void operator()(NetcdfHeader *header) const {
-        netcdf_clear_header(header);
-        free(header);
-    }
-};
 
 // An HDF5 file may begin behind a block of the user's own, of 512 bytes or that doubled any number of times
 // ("HDF5 File Format Specification Version 3.0", The HDF Group, 2018, section II.A).
@@ -66,7 +58,7 @@ void dump_netcdf(const InputFile &file, bool json) {
     NetcdfHeader *decoded = nullptr;
     const CapturedLog log;
     const int status = netcdf_unstuff_header(&cursor, &decoded);
-    const std::unique_ptr<NetcdfHeader, HeaderRelease> header(decoded);
+    const OwnedHeader header(decoded);
     if (status < 0) throw damage(file, cursor, log);
     if (!json) return print_to_standard_output([&] { netcdf_print_header(header.get(), stdout); });
     DataOutput out("");

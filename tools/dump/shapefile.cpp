@@ -6,9 +6,9 @@
 #include "dump/shapefile.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/damage.hpp"
 #include "common/errors.hpp"
 #include "common/standard_output.hpp"
-#include "dump/damage.hpp"
 #include "dump/record_list.hpp"
 
 #include "lindra/lindra.h"

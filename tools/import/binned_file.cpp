@@ -7,6 +7,7 @@
 #include "import/binned_file.hpp"
 
 #include "common/errors.hpp"
+#include "import/classic_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
 
@@ -178,6 +179,7 @@ void BinnedFile::fail(size_t polygon, const char *what) const {
 }
 
 BinnedFile read_binned_file(const std::filesystem::path &path) {
+    require_whole(path);
     try_reading(path, [&] { load(path); });
     return load(path);
 }

@@ -11,13 +11,15 @@
 #include "common/input_file.hpp"
 #include "common/output_file.hpp"
 #include "common/presence.hpp"
+#include "import/classic_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
+#include "map/globe_selection.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdio>
 #include <netcdf.h>
 #include <string>
 #include <vector>
@@ -27,6 +29,9 @@ namespace lindra::tools {
 namespace {
 
 namespace fs = std::filesystem;
+
+// To the library's selection: of all levels.
+constexpr const char *every_border = "p:-1";
 
 class Copy {
   public:
@@ -132,27 +137,34 @@ class Copy {
     int out_ = -1;
 };
 
-int count_segments(NetcdfHeader *header) {
-    auto *variable = static_cast<NetcdfVar *>(getarr(header->vars_array, "N_points_for_a_segment"));
+int count_segments(const NetcdfHeader *header) {
+    const auto *variable = static_cast<NetcdfVar *>(getarr(header->vars_array, "N_points_for_a_segment"));
     return variable->dims[0]->value;
 }
 
-// Returns the number of segments that the library finds in the file.
-int read_back(const fs::path &path, const fs::path &from) {
-    const InputFile copy(path.string());
-    GmtMapFile file = {};
+void bind(GmtMapFile &file, const InputFile &copy, const fs::path &from) {
+    snprintf(file.name, sizeof file.name, "%s", "the file");
     unsigned char *cursor = copy.data();
     const CapturedLog log;
-    const bool sound =
-        netcdf_unstuff_header(&cursor, &file.hdr) == 0 && gmtmap_process_border_hdr(&file) == 0;
-    const int segments = sound ? count_segments(file.hdr) : 0;
-    netcdf_clear_header(file.hdr);
-    free(file.hdr);
-    if (!sound) throw DataError(from.string() + " is no binned line file: " + log.one_line());
-    return segments;
+    if (netcdf_unstuff_header(&cursor, &file.hdr) < 0 || gmtmap_process_border_hdr(&file) < 0)
+        throw DataError(from.string() + " is no binned line file: " + log.one_line());
+}
+
+// Returns the number of segments that the library finds in the file, once it has selected all that it would
+// ever deliver. The file stands where the library has the crude borders, whatever it is.
+int read_back(const fs::path &path, const fs::path &from) {
+    const InputFile copy(path.string());
+    const OwnedMap map = open_map();
+    GmtMapFile &file = map->files[0];
+    bind(file, copy, from);
+    if (const auto complaint = select_globe(map.get(), every_border, 'c'))
+        throw DataError(from.string() + " is damaged: " + *complaint +
+                        "; reinstall the package that it comes from");
+    return count_segments(file.hdr);
 }
 
 void import_line_file(const ImportOptions &options, const fs::path &from, const std::string &name) {
+    require_whole(from);
     const fs::path to = place_for(options, name);
     OutputFile file(to);
     try_reading(from, [&] { Copy(from, file.temporary()).run(); });
@@ -172,8 +184,6 @@ size_t import_line_files(const ImportOptions &options) {
             const std::string stem = std::string("binned_") + kind + "_" + letter;
             const fs::path from = options.from / (stem + ".nc");
             if (!is_there(from)) continue;
-            if (std::error_code error; !fs::is_regular_file(from, error))
-                throw DataError(from.string() + " cannot be read: it is not a regular file");
             import_line_file(options, from, stem + ".cdf");
             count++;
         }

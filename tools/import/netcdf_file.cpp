@@ -4,10 +4,7 @@
 
 #include "common/errors.hpp"
 
-#include <cerrno>
-#include <cstring>
 #include <netcdf.h>
-#include <unistd.h>
 
 namespace lindra::tools {
 
@@ -44,8 +41,6 @@ const char *type_name(nc_type type) {
 } // namespace
 
 NetcdfFile::NetcdfFile(std::filesystem::path path) : path_(std::move(path)) {
-    if (access(path_.c_str(), R_OK) != 0)
-        throw DataError(path_.string() + " cannot be read: " + std::strerror(errno));
     std::error_code error;
     size_ = std::filesystem::file_size(path_, error);
     if (error) throw DataError(path_.string() + " cannot be read: " + error.message());

@@ -9,6 +9,7 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "map/copies.hpp"
+#include "map/globe_selection.hpp"
 #include "map/joined.hpp"
 #include "map/map_file.hpp"
 
@@ -43,7 +44,7 @@ constexpr Source river_source = {LineKind::river, MapFile::rivers, "r:"};
 
 // The library's handle and the arrays it delivers into.
 struct Handle {
-    GmtMap *map = nullptr;
+    OwnedMap map = open_map();
     int capacity = 0;
     float *lon = nullptr;
     float *lat = nullptr;
@@ -52,7 +53,6 @@ struct Handle {
     ~Handle() {
         free(lon);
         free(lat);
-        lindra_free_gmtmap(map);
     }
     Handle(const Handle &) = delete;
     Handle &operator=(const Handle &) = delete;
@@ -64,12 +64,8 @@ class LineFile {
     LineFile(const Source &source, char resolution, const Levels &levels)
         : path_(find_map_file(source.file, resolution)) {
         const std::string list = source.word + std::to_string(levels.mask());
-        const char name[] = {resolution, '\0'};
-        const CapturedLog log;
-        if (gmtmap_open(&handle_.map) < 0 ||
-            gmtmap_select(handle_.map, list.c_str(), name, 0, 360, -90, 90) < 0)
-            fail(log.one_line());
-        check_bins();
+        if (const auto complaint = select_globe(handle_.map.get(), list, resolution))
+            throw DataError(path_ + " cannot be read: " + *complaint + import_again);
     }
 
     Pieces read(const Window &window) {
@@ -82,21 +78,6 @@ class LineFile {
     }
 
   private:
-    [[noreturn]] void fail(const std::string &said) const {
-        throw DataError(path_ + " cannot be read: " + said + import_again);
-    }
-
-    // The library takes a negative number of segments for none; on a map they would be missing without a
-    // word.
-    void check_bins() const {
-        const GmtMapFile &file = *handle_.map->select[0].file;
-        for (int bin = 0; bin < file.nbins; bin++) {
-            int16_t count = 0;
-            N2H2(&count, file.bin_nsegs + 2 * static_cast<ptrdiff_t>(bin), 1);
-            if (count < 0) fail("bin " + std::to_string(bin) + " has " + std::to_string(count) + " segments");
-        }
-    }
-
     static Window bin_of(const GmtSeg &segment) {
         return {segment.west - bin_margin, segment.west + segment.file->dlon + bin_margin,
                 segment.south - bin_margin, segment.south + segment.file->dlat + bin_margin};
@@ -114,8 +95,8 @@ class LineFile {
         int count = 0;
         char type[4];
         int level = 0;
-        if (gmtmap_nextseg(handle_.map, &count, &handle_.capacity, &handle_.lon, &handle_.lat, type, &level) <
-            0)
+        if (gmtmap_nextseg(handle_.map.get(), &count, &handle_.capacity, &handle_.lon, &handle_.lat, type,
+                           &level) < 0)
             throw std::bad_alloc();
         const GmtSeg &segment = handle_.map->segs[index];
         const double turn = segment.west + segment.file->dlon / 2 > 180 ? -360 : 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef LINDRA_TOOLS_DUMP_DAMAGE_HPP
-#define LINDRA_TOOLS_DUMP_DAMAGE_HPP
+#ifndef LINDRA_TOOLS_DAMAGE_HPP
+#define LINDRA_TOOLS_DAMAGE_HPP
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
