@@ -52,7 +52,7 @@ inline side side_of_edges(shape_point p, point_range points, const ring &of, siz
 // Whether the products of differences of such coordinates neither vanish nor grow beyond all numbers.
 inline bool is_ordinary(double coordinate) {
     const double size = std::abs(coordinate);
-    return size == 0 || (size >= 0x1p-400 && size <= 0x1p400);
+    return size == 0 || (size >= 1e-120 && size <= 1e120);
 }
 
 inline bool are_ordinary(point_range points) {
@@ -98,7 +98,7 @@ class ring_boxes {
     shape_box measure(run of) {
         const shape_box box =
             of.is_short() ? box_of_edges(of) : united(measure(of.one_half()), measure(of.other_half()));
-        const double more = (box.xmax - box.xmin) * 0x1p-40;
+        const double more = (box.xmax - box.xmin) * 1e-12;
         boxes_[of.node] = {box.xmin - more, box.ymin, box.xmax + more, box.ymax};
         return box;
     }
