@@ -238,8 +238,11 @@ struct Rings {
         }
     }
 
-    detail::ring_nest nest() const { return nest(detail::looks_for(points).left()); }
-    detail::ring_nest nest(size_t looks) const { return {points, rings, detail::look_budget(looks)}; }
+    // They look at the rings.
+    detail::ring_nest nest() const & { return nest(detail::looks_for(points).left()); }
+    detail::ring_nest nest() && = delete;
+    detail::ring_nest nest(size_t looks) const & { return {points, rings, detail::look_budget(looks)}; }
+    detail::ring_nest nest(size_t looks) && = delete;
 
     // How many looks sorting them takes.
     size_t looks() const {
@@ -403,7 +406,8 @@ TEST(Geojson, nested_squares_take_a_look_for_each_pair) {
 }
 
 TEST(Geojson, nested_squares_are_holes_in_turn) {
-    const detail::ring_nest nest = Rings(nested_squares(1000)).nest();
+    const Rings squares(nested_squares(1000));
+    const detail::ring_nest nest = squares.nest();
     EXPECT_EQ(nest.unsorted(), 0U);
     const std::vector<detail::nested_polygon> polygons = nest.polygons();
     ASSERT_EQ(polygons.size(), 500U);
