@@ -389,6 +389,15 @@ TEST(Geojson, coordinates_whose_products_vanish_or_overflow_are_compared_edge_by
     }
 }
 
+TEST(Geojson, boxes_and_edges_are_looked_at) {
+    const Rings one({circle(0, 0, 80, 32)});
+    detail::look_budget looks = detail::looks_for(one.points);
+    EXPECT_EQ(looks.left(), 1024U * 33);
+    // The box of all, those of the halves, and the edges of the southern one.
+    EXPECT_EQ(detail::ring_boxes(one.points, one.rings[0]).side_of({0, -40}, looks), detail::side::inside);
+    EXPECT_EQ(looks.left(), 1024U * 33 - 3 - 16);
+}
+
 TEST(Geojson, a_small_ring_beside_a_long_one_takes_few_looks) {
     const auto looks_for_one = [](size_t points) {
         return Rings(comb(points, 200)).looks() - Rings(comb(points, 100)).looks();
