@@ -93,6 +93,24 @@ std::string without_measures(int type) {
     return shape.substr(0, shape.size() - measures);
 }
 
+// A ring long enough for boxes round its runs, squares each in the one before it, and triangles beside it in
+// a corner of its bounds.
+std::string many_rings() {
+    Path octagon;
+    for (const auto &[x, y] :
+         Path{{0, 4}, {0, 8}, {4, 12}, {8, 12}, {12, 8}, {12, 4}, {8, 0}, {4, 0}, {0, 4}}) {
+        if (!octagon.empty())
+            octagon.emplace_back((octagon.back().first + x) / 2, (octagon.back().second + y) / 2);
+        octagon.emplace_back(x, y);
+    }
+    std::vector<Path> rings = {octagon};
+    for (double i = 1; i < 4; i++)
+        rings.push_back({{3 + i, 3 + i}, {3 + i, 9 - i}, {9 - i, 9 - i}, {9 - i, 3 + i}, {3 + i, 3 + i}});
+    for (double i = 0; i < 3; i++)
+        rings.push_back({{11, 11 + i / 4}, {12, 11 + i / 4}, {12, 11.25 + i / 4}, {11, 11 + i / 4}});
+    return path_shape(SHAPE_POLYGON, rings);
+}
+
 std::string table_of_every_type() {
     TableHeader header;
     header.language_id = 0x57;
@@ -157,6 +175,8 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     const auto put = [&](const char *name, const std::string &file, auto input) {
         all.push_back({name, file, input});
     };
+    all.push_back({"many-rings.shp", main_file_of(SHAPE_POLYGON, {many_rings()}),
+                   [](const std::string &file) { return files("", "", "", 0, file); }});
     put("points.shp", shp, [=](const std::string &file) { return files(shx, dbf, "", 0, file); });
     put("points.shx", shx, [=](const std::string &file) { return files(file, dbf, "", 0, shp); });
     put("points.dbf", dbf, [=](const std::string &file) { return files(shx, file, "", 0, shp); });

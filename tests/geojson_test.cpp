@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include "plain_rings.hpp"
 #include "shapefile_files.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numbers>
+#include <random>
 #include <sstream>
 #include <utility>
 
@@ -218,6 +223,241 @@ TEST(Geojson, the_middle_of_a_side_of_a_hole_is_asked_and_of_nothing_else) {
     // The middle between the first corner and the third lies outside.
     const Path outline = {{0, 0}, {0, 8}, {2, 8}, {4, 4}, {6, 8}, {8, 8}, {8, 0}, {0, 0}};
     EXPECT_TRUE(is_hole({{0, 8}, {4, 4}, {8, 8}, {4, 0}, {0, 8}}, outline));
+}
+
+// --- Many rings, and long ones ---
+
+// The rings of a polygon, all of which have an area.
+struct Rings {
+    explicit Rings(const std::vector<Path> &paths) : bytes(coordinates(paths)) {
+        points = {bytes.data(), bytes.size() / detail::point_size};
+        size_t first = 0;
+        for (const Path &path : paths) {
+            rings.push_back(detail::make_ring(points, first, path.size() - 1));
+            first += path.size();
+        }
+    }
+
+    // They look at the rings.
+    detail::ring_nest nest() const & { return nest(detail::looks_for(points).left()); }
+    detail::ring_nest nest() && = delete;
+    detail::ring_nest nest(size_t looks) const & { return {points, rings, detail::look_budget(looks)}; }
+    detail::ring_nest nest(size_t looks) && = delete;
+
+    // How many looks sorting them takes.
+    size_t looks() const {
+        constexpr size_t plenty = size_t{1} << 40;
+        return plenty - nest(plenty).looks().left();
+    }
+
+    GuardedBuffer bytes;
+    point_range points;
+    std::vector<detail::ring> rings;
+};
+
+Path circle(double x, double y, double radius, size_t count) {
+    Path path;
+    for (size_t i = 0; i < count; i++) {
+        const double angle = -2 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(count);
+        path.emplace_back(x + radius * std::cos(angle), y + radius * std::sin(angle));
+    }
+    path.push_back(path.front());
+    return path;
+}
+
+// Each in the one before it.
+std::vector<Path> nested_squares(int count) {
+    std::vector<Path> paths;
+    for (int i = 0; i < count; i++)
+        paths.push_back(square(i, i, 2 * (count - i), i % 2 == 0));
+    return paths;
+}
+
+// A long ring, and triangles in a corner of its bounds, outside of it.
+std::vector<Path> comb(size_t points, int triangles) {
+    std::vector<Path> paths = {circle(0, 0, 80, points)};
+    for (int i = 0; i < triangles; i++) {
+        const double x = 70 + i % 100 * .09, y = 70 + i / 100 * .02;
+        paths.push_back({{x, y}, {x, y + .01}, {x + .01, y + .01}, {x, y}});
+    }
+    return paths;
+}
+
+TEST(Geojson, boxes_tell_what_every_edge_tells_of_random_rings) {
+    std::mt19937 random(1);
+    // Few places, so that points lie on corners and edges, edges are level or upright, and rings cross
+    // themselves; or many.
+    for (const int places : {3, 8, 40, 1 << 30})
+        for (const size_t count : {17U, 18U, 31U, 32U, 33U, 64U, 65U, 257U, 1000U}) {
+            std::uniform_int_distribution<int> place(0, places);
+            const auto anywhere = [&] { return std::pair(place(random) / 3.0, place(random) * 0.7 - 1); };
+            Path path(count);
+            for (auto &point : path)
+                point = anywhere();
+            path.push_back(path.front());
+            const Rings one({path});
+            const detail::ring_boxes boxes(one.points, one.rings[0]);
+            detail::look_budget looks(1 << 30);
+            for (int i = 0; i < 300; i++) {
+                auto [x, y] = i % 3 ? anywhere() : path[static_cast<size_t>(i) % count];
+                if (i % 5 == 0) x = std::nextafter(x, i % 2 ? -1e9 : 1e9);
+                if (i % 7 == 0) y = std::nextafter(y, i % 2 ? -1e9 : 1e9);
+                ASSERT_EQ(boxes.side_of({x, y}, looks), plain_side(one.points, one.rings[0], {x, y}))
+                    << places << ' ' << count << ' ' << i;
+            }
+        }
+}
+
+// Walks from corner to corner in steps of 1.
+Path grid_path(const Path &corners) {
+    Path path;
+    for (size_t i = 0; i + 1 < corners.size(); i++) {
+        auto [x, y] = corners[i];
+        for (; std::pair(x, y) != corners[i + 1];
+             x += (corners[i + 1].first > x) - (corners[i + 1].first < x),
+             y += (corners[i + 1].second > y) - (corners[i + 1].second < y))
+            path.emplace_back(x, y);
+    }
+    path.push_back(corners.front());
+    return path;
+}
+
+TEST(Geojson, boxes_tell_what_every_edge_tells_round_about_long_sides) {
+    const Path corners = {{0, 0}, {0, 64}, {64, 64}, {64, 32}, {32, 32}, {32, 0}, {0, 0}};
+    for (const Path &path :
+         {grid_path(corners), grid_path({corners.rbegin(), corners.rend()}), circle(32, 32, 32, 100)}) {
+        const Rings one({path});
+        const detail::ring_boxes boxes(one.points, one.rings[0]);
+        detail::look_budget looks(1 << 30);
+        for (double x = -1; x <= 65; x += .5)
+            for (double y = -1; y <= 65; y += .5)
+                for (const double near : {x, std::nextafter(x, -9), std::nextafter(x, 99)})
+                    ASSERT_EQ(boxes.side_of({near, y}, looks),
+                              plain_side(one.points, one.rings[0], {near, y}))
+                        << near << ' ' << y;
+    }
+}
+
+TEST(Geojson, rounded_turns_of_points_close_to_a_run_count_as_they_are) {
+    // Far to the west of its other corners a ring's differences are rounded, and so are its turns.
+    std::mt19937 random(2);
+    std::uniform_real_distribution<double> west(-1e9, -1e8), small(0, 1e-9);
+    for (int i = 0; i < 200; i++) {
+        Path path;
+        for (int k = 0; k < 20; k++)
+            path.emplace_back(k % 2 ? west(random) : small(random), small(random));
+        path.push_back(path.front());
+        const Rings one({path});
+        const detail::ring_boxes boxes(one.points, one.rings[0]);
+        detail::look_budget looks(1 << 30);
+        for (int k = 0; k < 200; k++) {
+            const shape_point p = {small(random) * 2, small(random)};
+            ASSERT_EQ(boxes.side_of(p, looks), plain_side(one.points, one.rings[0], p)) << i << ' ' << k;
+        }
+    }
+}
+
+TEST(Geojson, rings_are_sorted_as_if_each_were_compared_with_every_other) {
+    std::mt19937 random(3);
+    std::uniform_int_distribution<int> place(0, 40), size(1, 20), points(3, 60);
+    for (int round = 0; round < 100; round++) {
+        std::vector<Path> paths;
+        for (int i = 0; i < 60; i++) {
+            const double x = place(random), y = place(random), radius = size(random) * .75;
+            paths.push_back(i % 3 ? circle(x, y, radius, static_cast<size_t>(points(random)))
+                                  : square(x, y, radius, i % 2));
+        }
+        const Rings all(paths);
+        const detail::ring_nest nest = all.nest();
+        const std::vector<bool> is_hole = plain_holes(all.points, all.rings);
+        for (size_t i = 0; i < paths.size(); i++)
+            ASSERT_EQ(nest.is_hole(i), is_hole[i]) << round << ' ' << i;
+        ASSERT_EQ(nest.unsorted(), 0U);
+    }
+}
+
+TEST(Geojson, coordinates_whose_products_vanish_or_overflow_are_compared_edge_by_edge) {
+    for (const double scale : {0x1p-530, 0x1p480, 1.0}) {
+        std::vector<Path> paths = {circle(0, 0, 80, 100), circle(0, 0, 40, 100), circle(60, 60, 4, 100)};
+        for (Path &path : paths)
+            for (auto &[x, y] : path)
+                x *= scale, y *= scale;
+        const Rings all(paths);
+        EXPECT_EQ(all.nest().is_hole(1), plain_holes(all.points, all.rings)[1]);
+        EXPECT_FALSE(all.nest().is_hole(2));
+        EXPECT_EQ(all.looks() > 200, scale != 1) << all.looks();
+    }
+}
+
+TEST(Geojson, boxes_and_edges_are_looked_at) {
+    const Rings one({circle(0, 0, 80, 32)});
+    detail::look_budget looks = detail::looks_for(one.points);
+    EXPECT_EQ(looks.left(), 1024U * 33);
+    // The box of all, those of the halves, and the edges of the southern one.
+    EXPECT_EQ(detail::ring_boxes(one.points, one.rings[0]).side_of({0, -40}, looks), detail::side::inside);
+    EXPECT_EQ(looks.left(), 1024U * 33 - 3 - 16);
+}
+
+TEST(Geojson, a_small_ring_beside_a_long_one_takes_few_looks) {
+    const auto looks_for_one = [](size_t points) {
+        return Rings(comb(points, 200)).looks() - Rings(comb(points, 100)).looks();
+    };
+    // The rings beside it, which are open too, are looked at as well.
+    EXPECT_LE(looks_for_one(1000), 100 * (200 + 40));
+    EXPECT_LE(looks_for_one(100000), looks_for_one(1000) + 100 * 40);
+}
+
+TEST(Geojson, nested_squares_take_a_look_for_each_pair) {
+    constexpr int count = 400;
+    const size_t looks = Rings(nested_squares(count)).looks();
+    EXPECT_GE(looks, count * (count - 1) / 2);
+    EXPECT_LE(looks, count * (count - 1) / 2 + 4 * count);
+}
+
+TEST(Geojson, nested_squares_are_holes_in_turn) {
+    const Rings squares(nested_squares(1000));
+    const detail::ring_nest nest = squares.nest();
+    EXPECT_EQ(nest.unsorted(), 0U);
+    const std::vector<detail::nested_polygon> polygons = nest.polygons();
+    ASSERT_EQ(polygons.size(), 500U);
+    for (size_t i = 0; i < polygons.size(); i++) {
+        EXPECT_EQ(polygons[i].outline, 2 * i);
+        EXPECT_EQ(polygons[i].holes, std::vector{2 * i + 1});
+    }
+}
+
+TEST(Geojson, rings_beyond_the_looks_are_outlines) {
+    const Rings squares(nested_squares(100));
+    const size_t enough = squares.looks() + 1;
+    EXPECT_EQ(squares.nest(enough).unsorted(), 0U);
+    const detail::ring_nest nest = squares.nest(enough - 1);
+    EXPECT_EQ(nest.unsorted(), 1U);
+    EXPECT_FALSE(nest.is_sorted(99));
+    EXPECT_FALSE(nest.is_hole(99));
+    EXPECT_TRUE(nest.is_hole(97));
+    EXPECT_EQ(nest.polygons().size(), 51U);
+    EXPECT_EQ(squares.nest(0).polygons().size(), 100U);
+}
+
+TEST(Geojson, rings_that_take_too_long_to_sort_are_told_once_and_are_all_there) {
+    constexpr int count = 9000;
+    std::vector<Path> triangles;
+    for (int i = 0; i < count; i++) {
+        const Path path = {{i, i}, {i, 3 * count - 2 * i}, {3 * count - 2 * i, i}, {i, i}};
+        triangles.push_back(i % 2 ? Path(path.rbegin(), path.rend()) : path);
+    }
+    const Rings all(triangles);
+    const detail::ring_nest nest = all.nest();
+    const size_t left = nest.unsorted();
+    ASSERT_GT(left, 0U);
+    ASSERT_LT(left, count / 4U);
+    const Written written(polygon(triangles));
+    EXPECT_EQ(written.lines(),
+              Lines{"memory.shp:100: record 1 has rings that take too long to sort, and is written with " +
+                    std::to_string(left) + " of them as outlines"});
+    constexpr size_t positions = 4;
+    const size_t lists = 1 + nest.polygons().size() + count * (1 + positions);
+    EXPECT_EQ(static_cast<size_t>(std::ranges::count(written.text, '[')), lists);
 }
 
 TEST(Geojson, open_rings_are_closed) {

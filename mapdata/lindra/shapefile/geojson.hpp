@@ -14,7 +14,8 @@
 //   multipatch        MultiPolygon of its triangles and rings, as seen from above, with heights
 //
 // Repairs: rings are closed and turned; lines of one point and rings without area are left out; a shape with
-// a coordinate that is no number, or with nothing left, is null; a height that is no number leaves out all.
+// a coordinate that is no number, or with nothing left, is null; a height that is no number leaves out all;
+// rings that would take too long to sort are outlines.
 #ifndef LINDRA_SHAPEFILE_GEOJSON_HPP
 #define LINDRA_SHAPEFILE_GEOJSON_HPP
 
@@ -196,11 +197,17 @@ class geometry_writer {
     // In a shapefile outlines run clockwise.
     void check_turns(const std::vector<ring> &rings, const ring_nest &nest) const {
         for (size_t i = 0; i < rings.size(); i++)
-            if (rings[i].is_clockwise() == nest.is_hole(i)) {
+            if (nest.is_sorted(i) && rings[i].is_clockwise() == nest.is_hole(i)) {
                 complain(nest.is_hole(i) ? "has a hole that runs clockwise"
                                          : "has an outline that runs counterclockwise");
                 return;
             }
+    }
+
+    void check_sorted(const ring_nest &nest) const {
+        if (const size_t left = nest.unsorted())
+            complain("has rings that take too long to sort, and is written with " + std::to_string(left) +
+                     " of them as outlines");
     }
 
     bool write_polygons() {
@@ -214,7 +221,8 @@ class geometry_writer {
                 complain("has a ring without area, which is left out");
         }
         if (rings.empty()) return false;
-        const ring_nest nest(points_, rings);
+        const ring_nest nest(points_, rings, looks_for(points_));
+        check_sorted(nest);
         check_turns(rings, nest);
         const std::vector<nested_polygon> polygons = nest.polygons();
         begin(polygons.size() == 1 ? "Polygon" : "MultiPolygon");
