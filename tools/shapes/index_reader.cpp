@@ -4,7 +4,10 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "shapes/file_stamp.hpp"
+
+#include <cerrno>
 
 namespace lindra::tools {
 
@@ -25,8 +28,15 @@ IndexReader::IndexReader(const std::filesystem::path &path, const repair_handler
     : names_(path), connection_(open_index(path)), find_shape_(connection_, find_shape),
       find_file_(connection_, "SELECT filename, size, mtime_ns, beside FROM filename WHERE fileid = ?1"),
       report_(path, on_repair) {
-    if (lindra_db_open(path.c_str(), &database_) < 0) throw DataError(path.string() + " cannot be read");
+    open(path);
     shapes_ = dblookup(database_, nullptr, "shape", nullptr, nullptr);
+}
+
+void IndexReader::open(const std::filesystem::path &path) {
+    errno = 0;
+    if (lindra_db_open(path.c_str(), &database_) == 0) return;
+    require_memory(errno);
+    throw DataError(path.string() + " cannot be read");
 }
 
 IndexReader::~IndexReader() {

@@ -70,6 +70,7 @@ class IndexReader {
     shape_record view(const IndexedShape &shape);
 
   private:
+    void open(const std::filesystem::path &path);
     IndexedFile read_file(int64_t fileid);
 
     StoredNames names_;
