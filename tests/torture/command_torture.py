@@ -39,7 +39,7 @@ TELLING_WHAT_IS_WRONG = 60
 NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
 MEMORY_TOLD = "lindra: memory is exhausted; "
 # What is told in its place where an allocation fails, by cases; why is told in docs/torture.md.
-TOLD_OTHERWISE = ()
+TOLD_OTHERWISE = (("import", re.compile("reading it with libnetcdf failed badly")),)
 
 Run = collections.namedtuple("Run", "case kind callers mode nth")
 Judgement = collections.namedtuple("Judgement", "run outcome known_crash complaint")
