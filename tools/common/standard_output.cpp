@@ -44,7 +44,7 @@ int try_to_show(std::string_view bytes) {
         const size_t size = bytes.copy(block.data(), block.size());
         std::replace_if(
             block.data(), block.data() + size,
-            [](char letter) { return is_control(letter) && letter != '\n' && letter != '\t'; }, '?');
+            [](unsigned char letter) { return is_control(letter) && letter != '\n' && letter != '\t'; }, '?');
         if ((reason = try_to_write({block.data(), size})) != 0) return reason;
         bytes.remove_prefix(size);
     }
