@@ -405,7 +405,7 @@ TEST_F(BadFile, empty_one_is_an_error) {
 TEST_F(BadFile, cut_header_is_told_with_its_place) {
     write(file_of(three_islands).substr(0, island_size + 20));
     EXPECT_EQ(complaint(),
-              path() + " is damaged at byte 84, after 1 polygons: gshhs_unstuff_hdr: polygon header is "
+              path() + " is damaged at byte 84, after 1 polygon: gshhs_unstuff_hdr: polygon header is "
                        "cut, 20 bytes left. gshhsmap_select: gshhs_unstuff_hdr() error; import it again");
     EXPECT_EQ(visited_, 0);
 }
@@ -424,7 +424,7 @@ TEST_F(BadFile, too_many_points_are_told_with_their_place) {
     polygons[1].n = 1'000'000'000;
     write(file_of(polygons));
     const std::string said =
-        path() + " is damaged at byte 84, after 1 polygons: gshhs_skip_pts: polygon 2 has 1000000000 points";
+        path() + " is damaged at byte 84, after 1 polygon: gshhs_skip_pts: polygon 2 has 1000000000 points";
     EXPECT_EQ(complaint().substr(0, said.size()), said);
 }
 

@@ -277,18 +277,56 @@ TEST_F(Fetch, table_that_has_changed_or_gone_is_told) {
     EXPECT_TRUE(has(result.errors, "towns.shp: has changed since it was indexed")) << result.errors;
 }
 
-TEST_F(Fetch, attributes_that_are_no_object_do_not_spoil_the_geojson) {
+// What no run of lindra index has written. Shapes 1 to 3 are lost, and the others fetched.
+TEST_F(Fetch, broken_row_is_told_with_the_index_and_the_shape) {
+    SqliteMaker(database(), R"(
+        UPDATE shape SET attributes = '{"NAME":' WHERE shapeid = 1;
+        UPDATE shape SET recno = 4294967297 WHERE shapeid = 2;
+        UPDATE shape SET length = -1 WHERE shapeid = 3;)");
+    const std::string told = "lindra: " + database() + ": shape ";
+    const std::string todo = "; delete the file and make it anew with lindra index\n";
+    const std::string lost = told + "1 has attributes that are no JSON object" + todo + told +
+                             "2 has a record number out of all range" + todo + told +
+                             "3 has a length that no record has" + todo;
+    for (const std::string form : {"", "--format geojson", "--id 1,2,3,4,5 --format geojsonseq"}) {
+        const Result result = fetch(form);
+        EXPECT_EQ(result.code, 1) << form;
+        EXPECT_EQ(result.errors, lost + "lindra: 3 of 5 shapes could not be fetched\n") << form;
+        EXPECT_TRUE(has(result.output, "Aachen")) << form;
+        EXPECT_FALSE(has(result.output, "Old Post")) << form;
+    }
+}
+
+TEST_F(Fetch, largest_record_number_is_fetched) {
+    SqliteMaker(database(), "UPDATE shape SET recno = 2147483647 WHERE shapeid = 1");
+    EXPECT_TRUE(has(fetch("--id 1 --format geojsonseq").output, R"("record":2147483647)"));
+}
+
+TEST_F(Fetch, broken_attributes_are_not_blamed_on_the_expression) {
+    SqliteMaker(database(), "UPDATE shape SET attributes = '{x' WHERE shapeid = 2");
+    const Result result = fetch("--where NAME=1");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "lindra: " + fs::canonical(database()).string() +
+                                 ": shape 2 has attributes that are no JSON object; delete the file and make "
+                                 "it anew with lindra index\n");
+}
+
+TEST_F(Fetch, broken_json_in_an_expression_is_the_users) {
+    expect_refused("json_extract('{x', '$.a')", "malformed JSON");
+}
+
+TEST_F(Fetch, attributes_stand_in_one_line_of_the_geojson) {
     SqliteMaker(database(), R"(
         UPDATE shape SET attributes = '{' || char(10) || '"NAME": "Ring"}' WHERE shapeid = 1;
-        UPDATE shape SET attributes = '[1]' WHERE shapeid = 2;
-        UPDATE shape SET attributes = '{"NAME":' WHERE shapeid = 3;)");
+        UPDATE shape SET attributes = NULL WHERE shapeid = 2;
+        UPDATE shape SET attributes = '[1]' WHERE shapeid = 3;)");
     const Result result = fetch("--id 1,2,3 --format geojsonseq");
-    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(has(result.output, R"("properties":{"NAME":"Ring"},)")) << result.output;
-    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 3);
-    const Json all = Json::parse(fetch("--id 2,3 --format geojson").output);
-    for (const Json &feature : all["features"])
-        EXPECT_TRUE(feature["properties"].is_null());
+    EXPECT_TRUE(has(result.output, R"("properties":null,)")) << result.output;
+    EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 2);
+    EXPECT_TRUE(has(result.errors, ": shape 3 has attributes that are no JSON object; ")) << result.errors;
 }
 
 TEST_F(Fetch, index_that_tells_of_a_shape_it_does_not_hold_is_named) {

@@ -31,7 +31,7 @@ using Index = IndexedShapes;
 const std::vector<Column> name_column = {{"NAME", 'C', 8}};
 
 std::string summary(int shapes, int read, int unchanged, int removed) {
-    return std::to_string(shapes) + " shapes; " + std::to_string(read) +
+    return std::to_string(shapes) + (shapes == 1 ? " shape; " : " shapes; ") + std::to_string(read) +
            (read == 1 ? " file read, " : " files read, ") + std::to_string(unchanged) + " unchanged, " +
            std::to_string(removed) + " removed\n";
 }

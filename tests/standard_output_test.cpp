@@ -11,9 +11,11 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <stdexcept>
 #include <string>
+#include <termios.h>
 #include <unistd.h>
 
 using namespace lindra::tools;
@@ -54,6 +56,29 @@ class NarrowOutput {
     int usual_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
     int read_end_ = -1;
 };
+
+// What print writes to a terminal that changes nothing itself.
+template <class Print>
+std::string shown_on_terminal(Print print) {
+    fflush(stdout);
+    const int screen = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (screen < 0 || grantpt(screen) != 0 || unlockpt(screen) != 0) throw std::runtime_error("no terminal");
+    const int terminal = open(ptsname(screen), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    termios settings = {};
+    tcgetattr(terminal, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(terminal, TCSANOW, &settings);
+    const int usual = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    dup2(terminal, STDOUT_FILENO);
+    print();
+    dup2(usual, STDOUT_FILENO);
+    close(usual);
+    std::array<char, 1024> text;
+    const ssize_t got = read(screen, text.data(), text.size());
+    close(terminal);
+    close(screen);
+    return {text.data(), static_cast<size_t>(got < 0 ? 0 : got)};
+}
 
 constexpr int more_than_fits = 1 << 17; // bytes; Linux has room for half of them
 
@@ -117,6 +142,12 @@ TEST(StandardOutput, all_that_is_printed_is_written_when_it_returns) {
                   wanted += "by the usual stream\n";
               }),
               wanted);
+}
+
+TEST(StandardOutput, texts_do_not_steer_a_terminal) {
+    const auto print = [] { print_to_standard_output([] { printf("A\x1b[31m\a\x7f\r\tB \xc3\xa9\n\b"); }); };
+    EXPECT_EQ(shown_on_terminal(print), "A?[31m???\tB \xc3\xa9\n?");
+    EXPECT_EQ(printed(print), "A\x1b[31m\a\x7f\r\tB \xc3\xa9\n\b");
 }
 
 TEST(StandardOutput, reader_that_has_gone_is_told_apart) {

@@ -219,6 +219,20 @@ TEST_F(TextureCommand, images_that_are_cut_are_told_and_not_written) {
     EXPECT_TRUE(has(all.errors, "brick.dds: byte 152: ")) << all.errors;
 }
 
+TEST_F(TextureCommand, image_with_a_side_that_no_png_has_is_told_with_what_can_be_done) {
+    const auto wide = [](uint32_t levels) { return Header().sized(1'000'001, 4, levels).bytes(); };
+    const std::string one_level = wide(1) + std::string(size_t{8} * 250'001, '\0');
+    const std::string two_levels = wide(2) + std::string(size_t{8} * (250'001 + 125'000), '\0');
+    const std::string told =
+        "brick.dds: level 0 is 1000001 x 4 pixels, and a PNG file has at most 1000000 to a "
+        "side; ";
+    expect_refusal(two_levels, "", 1, told + "ask for --level 1, or see it reduced with --sheet\n");
+    expect_refusal(one_level, "", 1, told + "see it reduced with --sheet\n");
+    EXPECT_EQ(texture_to(two_levels, "out.png", "--level 1").code, 0);
+    EXPECT_EQ(read_png(at("out.png")).width, 500'000U);
+    EXPECT_EQ(texture_to(two_levels, "sheet.png", "--sheet").code, 0);
+}
+
 TEST_F(TextureCommand, image_that_is_cut_cannot_be_chosen) {
     expect_refusal(four_levels().substr(0, 128 + 16 + 8), "--level 3", 1, "holds no such image");
 }

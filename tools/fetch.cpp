@@ -4,6 +4,7 @@
 
 #include "subcommands.hpp"
 
+#include "common/counted.hpp"
 #include "common/errors.hpp"
 #include "common/feature_output.hpp"
 #include "common/shown.hpp"
@@ -117,15 +118,19 @@ std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem
 // that is lost, whatever was told of the file before.
 class FetchReport {
   public:
-    // index: its name where it has told itself which shapes there are; else the user has.
-    explicit FetchReport(std::string index) : index_(std::move(index)) {}
+    // by_number: it is the user who has told which shapes there are, and not the index.
+    FetchReport(std::string index, bool by_number) : index_(std::move(index)), by_number_(by_number) {}
 
     void not_there(int64_t shapeid) {
-        const std::string number = std::to_string(shapeid);
-        say(index_.empty()
-                ? "there is no shape " + number
-                : index_ + ": shape " + number +
-                      " is told of and is not there; delete the file and make it anew with lindra index");
+        if (!by_number_) return broken(shapeid, "is told of and is not there");
+        say("there is no shape " + std::to_string(shapeid));
+        lost_++;
+    }
+
+    // Of the index itself.
+    void broken(int64_t shapeid, const std::string &what) {
+        say(index_ + ": shape " + std::to_string(shapeid) + " " + what +
+            "; delete the file and make it anew with lindra index");
         lost_++;
     }
 
@@ -154,8 +159,8 @@ class FetchReport {
 
     void finish(size_t wanted) const {
         if (lost_ > 0)
-            throw DataError(std::to_string(lost_) + " of " + std::to_string(wanted) +
-                            (wanted == 1 ? " shape" : " shapes") + " could not be fetched");
+            throw DataError(std::to_string(lost_) + " of " + counted(wanted, "shape") +
+                            " could not be fetched");
     }
 
   private:
@@ -166,11 +171,24 @@ class FetchReport {
     }
 
     std::string index_;
+    bool by_number_;
     const IndexedFile *file_ = nullptr;
     int64_t shapeid_ = 0;
     std::set<std::string> told_, lost_of_; // paths
     size_t lost_ = 0;
 };
+
+// Nothing where the index has none of that number, or a broken one; which is told.
+std::optional<IndexedShape> found(IndexReader &reader, int64_t shapeid, FetchReport &report) {
+    std::optional<IndexedShape> shape = reader.find(shapeid);
+    if (!shape) {
+        report.not_there(shapeid);
+    } else if (shape->broken) {
+        report.broken(shapeid, std::string("has ") + shape->broken);
+        shape.reset();
+    }
+    return shape;
+}
 
 // --- As text ---
 
@@ -183,8 +201,8 @@ void print(const IndexedShape &shape, const IndexedFile &file, FetchedRecord &re
 }
 
 void print(IndexReader &reader, int64_t shapeid, FetchReport &report) {
-    const std::optional<IndexedShape> shape = reader.find(shapeid);
-    if (!shape) return report.not_there(shapeid);
+    const std::optional<IndexedShape> shape = found(reader, shapeid, report);
+    if (!shape) return;
     const IndexedFile &file = reader.file_of(*shape);
     report.look_at(file, *shape);
     FetchedRecord record;
@@ -226,10 +244,9 @@ std::optional<shape_record> viewed(IndexReader &reader, const IndexedShape &shap
 template <class Visit>
 void visit_shapes(IndexReader &reader, std::span<const int64_t> shapes, FetchReport &report, Visit visit) {
     for (const int64_t shapeid : shapes) {
-        const std::optional<IndexedShape> shape = reader.find(shapeid);
-        if (!shape)
-            report.not_there(shapeid);
-        else if (const std::optional<shape_record> record = viewed(reader, *shape, report))
+        const std::optional<IndexedShape> shape = found(reader, shapeid, report);
+        if (!shape) continue;
+        if (const std::optional<shape_record> record = viewed(reader, *shape, report))
             visit(*shape, reader.file_of(*shape), *record);
     }
 }
@@ -286,7 +303,7 @@ void fetch(const Options &options) {
     require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
-    FetchReport report(options.ids.empty() ? options.index : "");
+    FetchReport report(options.index, !options.ids.empty());
     IndexReader reader(index, [&](const repair &told) { report.mended(told); });
     if (format == Format::text) {
         print_shapes(reader, shapes, report);

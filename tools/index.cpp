@@ -5,6 +5,7 @@
 #include "subcommands.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/counted.hpp"
 #include "common/errors.hpp"
 #include "common/interruption.hpp"
 #include "common/presence.hpp"
@@ -91,8 +92,8 @@ class Indexing {
         }
         Interruption::end_if_asked();
         if (refused_)
-            throw DataError(std::to_string(refused_) + (refused_ == 1 ? " file" : " files") +
-                            " could not be read in whole; all else is in " + shown(options_.output));
+            throw DataError(counted(refused_, "file") + " could not be read in whole; all else is in " +
+                            shown(options_.output));
     }
 
   private:
@@ -216,10 +217,9 @@ class Indexing {
     }
 
     void tell(int64_t shapes) {
-        std::string line = options_.output + ": " + std::to_string(shapes) + " shapes; " +
-                           std::to_string(read_) + (read_ == 1 ? " file read, " : " files read, ") +
-                           std::to_string(unchanged_) + " unchanged, " + std::to_string(removed_) +
-                           " removed";
+        std::string line = options_.output + ": " + counted(shapes, "shape") + "; " + counted(read_, "file") +
+                           " read, " + std::to_string(unchanged_) + " unchanged, " +
+                           std::to_string(removed_) + " removed";
         if (Interruption::is_asked()) line += "; interrupted, run it again to go on";
         say(line);
     }

@@ -17,6 +17,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <system_error>
 
 namespace lindra::tools {
 
@@ -35,7 +36,7 @@ int say(const char *what, ExitCode code) {
     return code;
 }
 
-// What goes wrong over bytes that are gone is told as what it is.
+// What goes wrong over bytes that are gone, or for lack of memory, is told as what it is.
 int run_watched(const std::vector<std::string> &words) {
     watch_files();
     watch_memory();
@@ -45,6 +46,7 @@ int run_watched(const std::vector<std::string> &words) {
         return exit_success;
     } catch (...) {
         require_unchanged_files();
+        require_memory();
         throw;
     }
 }
@@ -73,6 +75,8 @@ int run_program(int argc, char **argv) {
         return exit_bad_data;
     } catch (const std::bad_alloc &) {
         return say(no_memory, exit_bad_data);
+    } catch (const std::system_error &error) {
+        return say(error.code() == std::errc::not_enough_memory ? no_memory : error.what(), exit_bad_data);
     } catch (const std::exception &error) {
         return say(error.what(), exit_bad_data);
     }

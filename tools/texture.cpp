@@ -4,6 +4,7 @@
 
 #include "subcommands.hpp"
 
+#include "common/counted.hpp"
 #include "common/errors.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
@@ -133,6 +134,23 @@ void require_whole(const texture &file, const Options &options) {
                         std::to_string(images_told(file)) + " images are there; copy it anew");
 }
 
+// Looked at before the pixels are expanded, which can be gigabytes.
+void require_side_of_png(const texture &file, const texture_image &image, const Options &options) {
+    const auto fits = [&](uint32_t levels_down) {
+        return std::max(image.width, image.height) >> levels_down <= longest_side_of_png;
+    };
+    if (fits(0)) return;
+    uint32_t smaller = 1;
+    while (!fits(smaller))
+        smaller++;
+    const uint32_t level = image.level + smaller;
+    throw DataError(options.file + ": level " + std::to_string(image.level) + " is " + size_of(image) +
+                    " pixels, and a PNG file has at most " + std::to_string(longest_side_of_png) +
+                    " to a side; " +
+                    (level < file.levels() ? "ask for --level " + std::to_string(level) + ", or " : "") +
+                    "see it reduced with --sheet");
+}
+
 // --- Files ------------------------------------------------------------------------------------------------
 
 void write_images(const texture &file, const Options &options) {
@@ -143,6 +161,7 @@ void write_images(const texture &file, const Options &options) {
         if (!filter.takes(image)) continue;
         const std::string path = with_suffix(output, filter.suffix(image));
         check_place(path, options);
+        require_side_of_png(file, image, options);
         write_png(expanded(file, image), path);
         say(path + ": " + size_of(image));
         written++;
@@ -186,10 +205,6 @@ class Places {
     std::set<Key> rows_;
     std::set<uint32_t> columns_;
 };
-
-std::string counted(int n, const std::string &what) {
-    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
-}
 
 std::string caption(const texture &file, const texture_image &image) {
     std::string text;

@@ -37,6 +37,9 @@ DATE = re.compile(rb"/CreationDate \([^)]*\)")  # of a PDF
 # they were looked at): all before these belong to the set-up, which every command does alike.
 TELLING_WHAT_IS_WRONG = 60
 NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
+MEMORY_TOLD = "lindra: memory is exhausted; "
+# What is told in its place where an allocation fails, by cases; why is told in docs/torture.md.
+TOLD_OTHERWISE = (("import", re.compile("reading it with libnetcdf failed badly")),)
 
 Run = collections.namedtuple("Run", "case kind callers mode nth")
 Judgement = collections.namedtuple("Judgement", "run outcome known_crash complaint")
@@ -442,7 +445,7 @@ class Torture:
         if outcome.code == 0 and undisturbed.code != 0:
             return f"the exit status is 0, and should be {undisturbed.code}"
         return (case.complaint_about_files(outcome, undisturbed) or self.complaint_about_messages(outcome)
-                or case.complaint_about_output(outcome, undisturbed))
+                or case.complaint_about_output(outcome, undisturbed) or self.complaint_about_memory(run, outcome))
 
     @staticmethod
     def culprit(callers):
@@ -464,6 +467,15 @@ class Torture:
         if not all(line.startswith("lindra: ") for line in lines):
             return f"a message without 'lindra: ': {outcome.errors[-200:]!r}"
         return next((f"the message is not clear: {line}" for line in lines if NOT_CLEAR.search(line)), None)
+
+    @staticmethod
+    def complaint_about_memory(run, outcome):
+        """Nothing else is to blame where one of lindra's own allocations failed."""
+        if (run.kind, run.callers) != ("allocation", "own") or outcome.code != 1 or MEMORY_TOLD in outcome.errors:
+            return None
+        if any(re.fullmatch(case, run.case) and text.search(outcome.errors) for case, text in TOLD_OTHERWISE):
+            return None
+        return f"it is not told that memory is exhausted: {outcome.errors.strip()[-200:]}"
 
     # --- All runs ---
 

@@ -68,6 +68,23 @@ class Claims(Judged):
         self.wrong("cut short", case, whole, told(of_netcdf), mode="short")
         self.wrong("cut short", case, whole, told("lindra+0x3 " + of_netcdf), mode="interrupted")
 
+    def test_exhausted_memory(self):
+        def seen(errors, name="case", kind="allocation", callers="own", code=1):
+            made = judge(cases=Case(name, ""), undisturbed=outcome(output=b"12"))
+            made.cases, made.undisturbed = {name: made.cases["case"]}, {name: made.undisturbed["case"]}
+            return made.complaint(Run(name, kind, callers, "once", 1), outcome(code, b"1", errors)) or ""
+        told, blames = "lindra: memory is exhausted; close other programs\n", "lindra: a.shp is damaged at byte 8\n"
+        self.assertEqual(seen(told), "")
+        self.assertEqual(seen(blames + told), "")
+        self.assertIn("not told that memory", seen(blames))
+        self.assertIn("not told that memory", seen("lindra: a.shp: memory is exhausted\n"))
+        for other in ({"kind": "memory"}, {"callers": "all"}, {"code": 2}):
+            self.assertEqual(seen(blames, **other), "")
+        tried = "lindra: a.nc is damaged: reading it with libnetcdf failed badly\n"
+        self.assertEqual(seen(tried, "import"), "")
+        self.assertIn("not told that memory", seen(tried, "index"))
+        self.assertIn("not told that memory", seen(blames, "import"))
+
     def test_known_crash(self):
         def library(ended, kind="allocation", callers="all", code=-11):
             run = Run("case", kind, callers, "once", 1)

@@ -3,6 +3,7 @@
 #include "common/input_file.hpp"
 
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 
 #include "lindra/lindra.h"
 
@@ -20,14 +21,16 @@ std::string reason_not_mapped(const std::string &path) {
     if (stat(path.c_str(), &found) != 0) return std::strerror(errno);
     if (S_ISDIR(found.st_mode)) return "it is a directory";
     if (!S_ISREG(found.st_mode)) return "it is not a regular file";
-    return "permission or memory is lacking, or it changed while it was read";
+    return "permission is lacking, or it changed while it was read";
 }
 
 } // namespace
 
 InputFile::InputFile(std::string path) : path_(std::move(path)) {
     char *data = nullptr;
+    errno = 0;
     const int64_t size = mapfile(path_.c_str(), nullptr, &data);
+    if (size < 0) require_memory(errno);
     if (size < 0) throw DataError(path_ + " cannot be read: " + reason_not_mapped(path_));
     size_ = static_cast<size_t>(size);
     data_ = {reinterpret_cast<unsigned char *>(data), Release{size_}};

@@ -5,6 +5,7 @@
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -48,6 +49,10 @@ void watch_memory() {
 
 void require_memory() {
     if (has_failed) throw std::bad_alloc();
+}
+
+void require_memory(int reason) {
+    if (reason == ENOMEM) throw std::bad_alloc();
 }
 
 } // namespace lindra::tools

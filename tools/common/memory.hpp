@@ -19,6 +19,9 @@ void watch_memory();
 // Throws std::bad_alloc when an allocation has failed. To be called before anything is published.
 void require_memory();
 
+// Throws std::bad_alloc when that is the reason, an errno, for which a call failed.
+void require_memory(int reason);
+
 } // namespace lindra::tools
 
 #endif

@@ -119,6 +119,7 @@ void OutputFile::remove_temporary() {
 
 void OutputFile::fail(const char *what) const {
     const int reason = errno;
+    require_memory(reason);
     std::error_code ignored;
     const bool no_directory = reason == ENOENT && !std::filesystem::exists(path_.parent_path(), ignored);
     throw DataError(path_.string() + " " + what + ": " + std::strerror(reason) +

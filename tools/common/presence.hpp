@@ -3,17 +3,20 @@
 #define LINDRA_TOOLS_PRESENCE_HPP
 
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "common/shown.hpp"
 
 #include "lindra/face/lookup.hpp"
 
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace lindra::tools {
 
-inline DataError cannot_be_looked_up(const std::filesystem::path &path, const std::string &reason) {
-    return DataError(shown(path.string()) + " cannot be looked up: " + reason);
+inline DataError cannot_be_looked_up(const std::filesystem::path &path, std::error_code reason) {
+    require_memory(reason.value());
+    return DataError(shown(path.string()) + " cannot be looked up: " + reason.message());
 }
 
 // Whether there is anything at path. Where that cannot be found out something may be there: that is a
@@ -21,7 +24,7 @@ inline DataError cannot_be_looked_up(const std::filesystem::path &path, const st
 inline bool is_there(const std::filesystem::path &path) {
     std::error_code reason;
     const std::filesystem::file_status status = detail::look_up(path, reason);
-    if (!std::filesystem::status_known(status)) throw cannot_be_looked_up(path, reason.message());
+    if (!std::filesystem::status_known(status)) throw cannot_be_looked_up(path, reason);
     return std::filesystem::exists(status);
 }
 

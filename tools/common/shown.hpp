@@ -7,11 +7,14 @@
 
 namespace lindra::tools {
 
-// A text that came from elsewhere, such as a file's name, fit to stand in a line: without what would end the
-// line or steer a terminal.
+// What would end a line or steer a terminal.
+inline bool is_control(unsigned char letter) {
+    return letter < ' ' || letter == 0x7f;
+}
+
+// A text that came from elsewhere, such as a file's name, fit to stand in a line.
 inline std::string shown(std::string text) {
-    std::ranges::replace_if(
-        text, [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+    std::ranges::replace_if(text, is_control, '?');
     return text;
 }
 

@@ -10,7 +10,10 @@
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
 #include "common/memory.hpp"
+#include "common/shown.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -30,6 +33,20 @@ int try_to_write(std::string_view bytes) {
         if (done < 0 && errno == EINTR) continue;
         if (done < 0) return errno;
         bytes.remove_prefix(static_cast<size_t>(done));
+    }
+    return 0;
+}
+
+// The same, of lines for a terminal. In blocks on the stack, because the C library calls it.
+int try_to_show(std::string_view bytes) {
+    std::array<char, 4096> block;
+    for (int reason = 0; !bytes.empty();) {
+        const size_t size = bytes.copy(block.data(), block.size());
+        std::replace_if(
+            block.data(), block.data() + size,
+            [](unsigned char letter) { return is_control(letter) && letter != '\n' && letter != '\t'; }, '?');
+        if ((reason = try_to_write({block.data(), size})) != 0) return reason;
+        bytes.remove_prefix(size);
     }
     return 0;
 }
@@ -70,11 +87,12 @@ class Stream {
     static ssize_t write(void *self, const char *bytes, size_t size) {
         auto &stream = *static_cast<Stream *>(self);
         if (stream.is_over_) return 0;
-        stream.reason_ = try_to_write({bytes, size});
+        stream.reason_ = stream.write_({bytes, size});
         stream.is_over_ = stream.reason_ != 0;
         return stream.is_over_ ? 0 : static_cast<ssize_t>(size);
     }
 
+    int (*write_)(std::string_view) = isatty(STDOUT_FILENO) ? try_to_show : try_to_write;
     FILE *usual_ = stdout;
     FILE *stream_;
     int reason_ = 0;

@@ -13,7 +13,8 @@ namespace lindra::tools {
 void write_to_standard_output(std::string_view bytes);
 
 // Calls print, which writes to stdout, as the library's printers do. What it printed last and is not written
-// yet is dropped, too, when print throws.
+// yet is dropped, too, when print throws. On a terminal there are question marks in the place of what would
+// steer it, of which a file's texts may be full.
 void print_to_standard_output(const std::function<void()> &print);
 
 } // namespace lindra::tools

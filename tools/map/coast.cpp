@@ -8,6 +8,7 @@
 #include "map/coast.hpp"
 
 #include "common/captured_log.hpp"
+#include "common/counted.hpp"
 #include "common/errors.hpp"
 #include "map/map_file.hpp"
 
@@ -136,7 +137,7 @@ struct Coastline::Source {
         if (!map || !map->select[0].data) throw DataError(path + " cannot be read: " + said);
         const auto [polygons, bytes] = walk_headers(map->select[0], [](auto &&...) {});
         throw DataError(path + " is damaged at byte " + std::to_string(bytes) + ", after " +
-                        std::to_string(polygons) + " polygons: " + said + import_again);
+                        counted(polygons, "polygon") + ": " + said + import_again);
     }
 
     [[noreturn]] void fail_at(const GSHHSHdr &hdr, const unsigned char *points, const char *what) const {

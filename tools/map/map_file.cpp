@@ -4,9 +4,11 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 
 #include "lindra/lindra.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
@@ -27,7 +29,10 @@ std::string relative_path(MapFile file, char resolution) {
 
 // Empty when there is none.
 std::string path_of(const std::string &relative) {
-    return taken(datafile(nullptr, relative.c_str()));
+    errno = 0;
+    char *path = datafile(nullptr, relative.c_str());
+    if (!path) require_memory(errno);
+    return taken(path);
 }
 
 } // namespace

@@ -32,7 +32,7 @@ bool stat_if_there(const std::string &path, struct stat &found) {
     if (stat(path.c_str(), &found) == 0) return true;
     const std::error_code reason(errno, std::generic_category());
     if (detail::tells_of_absence(reason)) return false;
-    throw cannot_be_looked_up(path, reason.message());
+    throw cannot_be_looked_up(path, reason);
 }
 
 } // namespace

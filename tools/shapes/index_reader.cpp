@@ -4,20 +4,34 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "shapes/file_stamp.hpp"
+
+#include <cerrno>
 
 namespace lindra::tools {
 
 namespace {
 
 // The columns of a database that others have written to may hold anything. The attributes go into GeoJSON as
-// they are, in one line, where nothing but an object or null may stand.
+// they are, in one line, where nothing but an object or null may stand. As null are told those that are
+// broken.
 constexpr const char *find_shape =
-    "SELECT fileid, offset, length, recno, CASE WHEN json_valid(attributes) THEN "
-    "CASE json_type(attributes) WHEN 'object' THEN json(attributes) ELSE 'null' END ELSE 'null' END "
+    "SELECT fileid, offset, length, recno, CASE WHEN attributes IS NULL THEN 'null' WHEN "
+    "json_valid(attributes) "
+    "THEN CASE json_type(attributes) WHEN 'object' THEN json(attributes) END END, "
+    "typeof(length) = 'integer' AND length BETWEEN 0 AND 4294967295, "
+    "typeof(recno) = 'integer' AND recno BETWEEN -2147483648 AND 2147483647 "
     "FROM shape WHERE shapeid = ?1 AND typeof(offset) = 'integer' AND offset >= 0";
 
 constexpr const char *gone = "the file is gone";
+
+// Of a row of find_shape.
+const char *what_is_broken(const SqliteStatement &row) {
+    if (row.is_null(4)) return "attributes that are no JSON object";
+    if (!row.integer(5)) return "a length that no record has";
+    return row.integer(6) ? nullptr : "a record number out of all range";
+}
 
 } // namespace
 
@@ -25,8 +39,15 @@ IndexReader::IndexReader(const std::filesystem::path &path, const repair_handler
     : names_(path), connection_(open_index(path)), find_shape_(connection_, find_shape),
       find_file_(connection_, "SELECT filename, size, mtime_ns, beside FROM filename WHERE fileid = ?1"),
       report_(path, on_repair) {
-    if (lindra_db_open(path.c_str(), &database_) < 0) throw DataError(path.string() + " cannot be read");
+    open(path);
     shapes_ = dblookup(database_, nullptr, "shape", nullptr, nullptr);
+}
+
+void IndexReader::open(const std::filesystem::path &path) {
+    errno = 0;
+    if (lindra_db_open(path.c_str(), &database_) == 0) return;
+    require_memory(errno);
+    throw DataError(path.string() + " cannot be read");
 }
 
 IndexReader::~IndexReader() {
@@ -40,7 +61,8 @@ std::optional<IndexedShape> IndexReader::find(int64_t shapeid) {
                           static_cast<uint64_t>(find_shape_.integer(1)),
                           static_cast<uint64_t>(find_shape_.integer(2)),
                           static_cast<int32_t>(find_shape_.integer(3)),
-                          find_shape_.text(4)};
+                          find_shape_.text(4),
+                          what_is_broken(find_shape_)};
     find_shape_.run();
     return shape;
 }
@@ -81,7 +103,7 @@ shape_record IndexReader::view(const IndexedShape &shape) {
     if (known == contents_.end()) known = contents_.emplace(shape.fileid, InputFile(indexed.path)).first;
     const InputFile &file = known->second;
     const uint64_t header = detail::record_header_size;
-    if (shape.length > UINT32_MAX || file.size() < header || shape.length > file.size() - header ||
+    if (file.size() < header || shape.length > file.size() - header ||
         shape.offset > file.size() - header - shape.length)
         throw DataError(file.path() + " ends before the record at byte " + std::to_string(shape.offset));
     return {

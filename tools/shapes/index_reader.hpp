@@ -25,6 +25,7 @@ struct IndexedShape {
     uint64_t length; // of the record behind its header, bytes
     int32_t recno;
     std::string attributes; // a JSON object, or "null"
+    const char *broken;     // what of the row no run of lindra index has written; else null
 };
 
 // A shapefile of an index.
@@ -70,6 +71,7 @@ class IndexReader {
     shape_record view(const IndexedShape &shape);
 
   private:
+    void open(const std::filesystem::path &path);
     IndexedFile read_file(int64_t fileid);
 
     StoredNames names_;

@@ -98,6 +98,7 @@ class Selection {
             return numbers(statement_with_expression(names));
         } catch (const SqliteError &error) {
             if (!is_fault_of_expression(error)) throw;
+            if (error.message == "malformed JSON") require_sound_attributes();
             throw UsageError("the expression " + request_.where + ": " + error.message + "; " +
                              shown(listed(names)));
         }
@@ -140,6 +141,18 @@ class Selection {
                             " stands behind shape " + std::to_string(found.back()) +
                             "; make it again with lindra index");
         found.push_back(shapeid);
+    }
+
+    // Where they are broken SQLite has the same complaint as of broken JSON in the expression. By a
+    // connection of its own, which may do more than expressions.
+    void require_sound_attributes() const {
+        SqliteConnection connection = open_index(connection_.path());
+        SqliteStatement rows(connection,
+                             "SELECT shapeid FROM shape WHERE NOT json_valid(attributes) LIMIT 1");
+        if (rows.next())
+            throw DataError(connection_.path() + ": shape " + std::to_string(rows.integer(0)) +
+                            " has attributes that are no JSON object; delete the file and make it anew with "
+                            "lindra index");
     }
 
     static bool is_fault_of_expression(const SqliteError &error) {

@@ -2,16 +2,18 @@
 
 #include "shapes/shapefile_walk.hpp"
 
+#include "common/memory.hpp"
+#include "common/presence.hpp"
 #include "shapes/index_file.hpp"
 
 #include "lindra/face/lookup.hpp"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <strings.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <utility>
 
 namespace lindra::tools {
@@ -58,19 +60,19 @@ class Walker {
     fs::file_status looked_up(const fs::path &path) {
         std::error_code reason;
         const fs::file_status status = detail::look_up(path, reason);
-        if (!fs::status_known(status)) refuse(path, reason.message());
+        if (!fs::status_known(status)) refuse(path, reason);
         return status;
     }
 
-    void refuse(const fs::path &path, const std::string &reason) {
-        found_.problems.push_back(path.string() + " cannot be looked up: " + reason);
+    void refuse(const fs::path &path, std::error_code reason) {
+        found_.problems.emplace_back(cannot_be_looked_up(path, reason).what());
     }
 
     // Whether it is the first time.
     bool comes_to(const fs::path &directory) {
         struct stat found;
         if (stat(directory.c_str(), &found) == 0) return entered_.emplace(found.st_dev, found.st_ino).second;
-        refuse(directory, std::strerror(errno));
+        refuse(directory, {errno, std::generic_category()});
         return false;
     }
 
@@ -82,6 +84,7 @@ class Walker {
         for (fs::directory_iterator each(directory, reason), end; !reason && each != end;
              each.increment(reason))
             entries.push_back(each->path());
+        require_memory(reason.value());
         if (reason)
             found_.problems.push_back(directory.string() + " cannot be searched: " + reason.message());
         std::ranges::sort(entries);

@@ -97,11 +97,12 @@ void SqliteConnection::fail() const {
 
 // SQLite's own way to say that it has no memory is to give none.
 void SqliteConnection::fail_without_handle(int result) const {
-    if (result == SQLITE_NOMEM || result == SQLITE_OK) throw std::bad_alloc();
+    if (result == SQLITE_OK) throw std::bad_alloc();
     fail(result, sqlite3_errstr(result));
 }
 
 void SqliteConnection::fail(int result, const std::string &message) const {
+    if ((result & 0xff) == SQLITE_NOMEM || result == SQLITE_IOERR_NOMEM) throw std::bad_alloc();
     throw SqliteError(path_ + ": " + message + advice(result), result & 0xff, message);
 }
 

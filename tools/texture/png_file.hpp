@@ -14,6 +14,9 @@ struct PixelImage {
     std::vector<uint32_t> pixels;
 };
 
+// libpng writes none that is wider or higher.
+inline constexpr uint32_t longest_side_of_png = 1'000'000; // pixels
+
 // Writes the image as a PNG file of colours and alpha. Throws DataError.
 void write_png(const PixelImage &image, const std::string &path);
 
