@@ -2,8 +2,8 @@
 //
 // Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
 // beyond the limit, here and in a child whose end nobody asks about; memory that is lost; a loop without an
-// end; and, where steps are counted, more of them than the input accounts for. A fuzzer that does not find the
-// first, a replay or a sweep that does not fail for the others, is dead.
+// end; and, where steps are counted, more of them than the input accounts for. A fuzzer that does not find
+// the first, a replay or a sweep that does not fail for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"

@@ -3,11 +3,11 @@
 // What the library says to the command, and what comes of it where memory was lacking.
 
 #include "common/captured_log.hpp"
+#include "common/damage.hpp"
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
 #include "common/memory.hpp"
 #include "common/presence.hpp"
-#include "dump/damage.hpp"
 
 #include "support.h"
 

@@ -12,8 +12,8 @@ std::string replaced(std::string text, char what, std::string_view by);
 
 // What the library says while this lives, in place of standard error.
 //
-// Its flag 1 stands for damage within a structure, too, and its 0 for lists that could not be made: that memory
-// was lacking is known by errno, as the C library leaves it behind an allocation that failed.
+// Its flag 1 stands for damage within a structure, too, and its 0 for lists that could not be made: that
+// memory was lacking is known by errno, as the C library leaves it behind an allocation that failed.
 class CapturedLog {
   public:
     CapturedLog();
