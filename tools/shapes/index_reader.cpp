@@ -14,8 +14,8 @@ namespace lindra::tools {
 namespace {
 
 // The columns of a database that others have written to may hold anything. The attributes go into GeoJSON as
-// they are, in one line, where nothing but an object or null may stand. As null are told those that are
-// broken.
+// they are, in one line, where nothing but an object or null may stand. What is neither is null here, and
+// makes the row a broken one.
 constexpr const char *find_shape =
     "SELECT fileid, offset, length, recno, CASE WHEN attributes IS NULL THEN 'null' WHEN "
     "json_valid(attributes) "

@@ -24,7 +24,7 @@ struct IndexedShape {
     uint64_t offset; // of the record, bytes
     uint64_t length; // of the record behind its header, bytes
     int32_t recno;
-    std::string attributes; // a JSON object, or "null"
+    std::string attributes; // a JSON object, or "null"; of a broken row perhaps empty
     const char *broken;     // what of the row no run of lindra index has written; else null
 };
 

@@ -14,7 +14,8 @@ namespace lindra::tools {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "a pixel's bytes are blue, green, red, alpha");
-static_assert(longest_side_of_png == PNG_USER_WIDTH_MAX && longest_side_of_png == PNG_USER_HEIGHT_MAX);
+static_assert(longest_side_of_png == PNG_USER_WIDTH_MAX);
+static_assert(longest_side_of_png == PNG_USER_HEIGHT_MAX);
 
 // The whole file, by one pass over the pixels: its greatest possible size is known before.
 std::string encoded(const PixelImage &image, const std::string &path) {
