@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+//
+// libgmt in the same process, by its API ("The Generic Mapping Tools: C/C++ API", GMT 6): what the module
+// coast dumps comes back as a data set in memory, without a text between.
+#ifndef BENCH_PEERS_LIBGMT_HPP
+#define BENCH_PEERS_LIBGMT_HPP
+
+#include "../windows.hpp"
+#include "../works.hpp"
+
+#include <gmt.h>
+#include <stdexcept>
+#include <string>
+
+namespace bench {
+
+class Gmt {
+  public:
+    Gmt() : session_(GMT_Create_Session("bench", 2, GMT_SESSION_NOEXIT, nullptr)) {
+        if (!session_) throw std::runtime_error("GMT_Create_Session fails");
+    }
+    ~Gmt() { GMT_Destroy_Session(session_); }
+    Gmt(const Gmt &) = delete;
+    Gmt &operator=(const Gmt &) = delete;
+
+    // The lines of full resolution that what ("-W", "-Ia", ...) names.
+    Delivered dump(const std::string &what, const Window &window) {
+        char name[GMT_VF_LEN] = "";
+        if (GMT_Open_VirtualFile(session_, GMT_IS_DATASET, GMT_IS_LINE, GMT_OUT | GMT_IS_REFERENCE, nullptr,
+                                 name) != 0)
+            throw std::runtime_error("GMT_Open_VirtualFile fails");
+        const std::string options = "-M -Df -R" + window.text() + " " + what + " ->" + name;
+        if (GMT_Call_Module(session_, "coast", GMT_MODULE_CMD,
+                            const_cast<char *>(options.c_str())) != 0)
+            throw std::runtime_error("coast " + options + " fails");
+        return take(name);
+    }
+
+  private:
+    Delivered take(const char *name) {
+        void *result = GMT_Read_VirtualFile(session_, name);
+        if (!result) throw std::runtime_error("GMT_Read_VirtualFile fails");
+        const auto *lines = static_cast<const GMT_DATASET *>(result);
+        const Delivered count{static_cast<double>(lines->n_segments), static_cast<double>(lines->n_records)};
+        GMT_Close_VirtualFile(session_, name);
+        GMT_Destroy_Data(session_, &result);
+        return count;
+    }
+
+    void *session_;
+};
+
+} // namespace bench
+
+#endif
