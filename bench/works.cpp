@@ -80,6 +80,7 @@ void add_work(const std::string &name, std::vector<Doer> doers) {
     for (size_t i = 0; i < work->doers.size(); i++)
         benchmark::RegisterBenchmark((name + "/" + work->doers[i].name).c_str(),
                                      [work, i](benchmark::State &state) { time_doer(state, *work, i); })
+            ->MeasureProcessCPUTime()
             ->Unit(benchmark::kMillisecond);
 }
 

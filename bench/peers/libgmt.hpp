@@ -26,12 +26,11 @@ class Gmt {
     // The lines of full resolution that what ("-W", "-Ia", ...) names.
     Delivered dump(const std::string &what, const Window &window) {
         char name[GMT_VF_LEN] = "";
-        if (GMT_Open_VirtualFile(session_, GMT_IS_DATASET, GMT_IS_LINE, GMT_OUT | GMT_IS_REFERENCE, nullptr,
-                                 name) != 0)
+        if (GMT_Open_VirtualFile(session_, GMT_IS_DATASET, GMT_IS_LINE,
+                                 static_cast<unsigned>(GMT_OUT) | GMT_IS_REFERENCE, nullptr, name) != 0)
             throw std::runtime_error("GMT_Open_VirtualFile fails");
         const std::string options = "-M -Df -R" + window.text() + " " + what + " ->" + name;
-        if (GMT_Call_Module(session_, "coast", GMT_MODULE_CMD,
-                            const_cast<char *>(options.c_str())) != 0)
+        if (GMT_Call_Module(session_, "coast", GMT_MODULE_CMD, const_cast<char *>(options.c_str())) != 0)
             throw std::runtime_error("coast " + options + " fails");
         return take(name);
     }
@@ -40,11 +39,19 @@ class Gmt {
     Delivered take(const char *name) {
         void *result = GMT_Read_VirtualFile(session_, name);
         if (!result) throw std::runtime_error("GMT_Read_VirtualFile fails");
-        const auto *lines = static_cast<const GMT_DATASET *>(result);
-        const Delivered count{static_cast<double>(lines->n_segments), static_cast<double>(lines->n_records)};
+        const Delivered sum = count(*static_cast<const GMT_DATASET *>(result));
         GMT_Close_VirtualFile(session_, name);
         GMT_Destroy_Data(session_, &result);
-        return count;
+        return sum;
+    }
+
+    // The set's own count of records is that of its last line.
+    static Delivered count(const GMT_DATASET &lines) {
+        Delivered sum{static_cast<double>(lines.n_segments), 0};
+        for (uint64_t i = 0; i < lines.n_tables; i++)
+            for (uint64_t j = 0; j < lines.table[i]->n_segments; j++)
+                sum.points += static_cast<double>(lines.table[i]->segment[j]->n_rows);
+        return sum;
     }
 
     void *session_;

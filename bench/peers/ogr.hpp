@@ -7,7 +7,7 @@
 #include "../windows.hpp"
 #include "../works.hpp"
 
-#include <cstring>
+#include <cpl_error.h>
 #include <gdal.h>
 #include <ogr_api.h>
 #include <stdexcept>
@@ -28,6 +28,8 @@ class OgrFile {
   public:
     explicit OgrFile(const std::string &path) {
         GDALAllRegister();
+        // Two rings of the coast do not close; OGR closes them, and need not tell each time.
+        CPLSetErrorHandler(CPLQuietErrorHandler);
         file_ = GDALOpenEx(path.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY, nullptr, nullptr, nullptr);
         if (!file_) throw std::runtime_error("OGR cannot read " + path);
         layer_ = GDALDatasetGetLayer(file_, 0);
