@@ -41,7 +41,8 @@ void add_globe() {
     // Libgmt has a point more at each edge of a bin; the file has the polygons of level 5 besides.
     add_work("gshhs/globe",
              {{"lindra", select_and_read_all},
-              {"libgmt", [gmt] { return gmt->dump(gmt_coast, globe); }, {0, 0.9}},
+              {"libgmt", [gmt] { return gmt->read_coast(globe); }, {0, 0.98}},
+              {"libgmt_coast", [gmt] { return gmt->dump(gmt_coast, globe); }, {0, 0.98}},
               // Some boxes lie beyond the frame of 360 degrees that the selection is made in.
               {"ogr",
                [] {
@@ -62,7 +63,8 @@ void add_window() {
                                    coast->select("full", fjords);
                                    return coast->read();
                                }},
-                              {"libgmt", [gmt] { return gmt->dump(gmt_coast, fjords); }, {0, 0.3}},
+                              {"libgmt", [gmt] { return gmt->read_coast(fjords); }, {0, 0.98}},
+                              {"libgmt_coast", [gmt] { return gmt->dump(gmt_coast, fjords); }, {0, 0.98}},
                               {"ogr", [] { return read_by_ogr(fjords); }, {0.8, 0}}});
     add_work("gshhs/window_select", {{"lindra", [coast] { return coast->select("full", fjords); }}});
 }

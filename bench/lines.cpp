@@ -50,7 +50,8 @@ class Conversion {
 void add_window(const std::string &name, const Window &window, std::vector<Doer> more = {}) {
     const auto gmt = std::make_shared<Gmt>();
     std::vector<Doer> doers = {{"lindra", [=] { return read_rivers(window); }},
-                               {"libgmt", [=] { return gmt->dump("-Ia", window); }, {0.9, 0.9}}};
+                               {"libgmt", [=] { return gmt->read_rivers(window); }},
+                               {"libgmt_coast", [=] { return gmt->dump("-Ia", window); }, {0.95, 0.95}}};
     doers.insert(doers.end(), more.begin(), more.end());
     add_work("lines/" + name, doers);
 }

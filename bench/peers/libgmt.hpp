@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// libgmt in the same process, by its API ("The Generic Mapping Tools: C/C++ API", GMT 6): what the module
-// coast dumps comes back as a data set in memory, without a text between.
+// libgmt in the same process: the module coast by its API ("The Generic Mapping Tools: C/C++ API", GMT 6),
+// whose dump comes back as a data set in memory, without a text between; and the functions that the module
+// stands on.
 #ifndef BENCH_PEERS_LIBGMT_HPP
 #define BENCH_PEERS_LIBGMT_HPP
 
 #include "../windows.hpp"
 #include "../works.hpp"
+#include "libgmt_bins.h"
 
 #include <gmt.h>
 #include <stdexcept>
@@ -35,7 +37,18 @@ class Gmt {
         return take(name);
     }
 
+    // Of full resolution, bin by bin.
+    Delivered read_coast(const Window &window) { return read_bins(gmt_bins_coast, window); }
+    Delivered read_rivers(const Window &window) { return read_bins(gmt_bins_rivers, window); }
+
   private:
+    Delivered read_bins(int (*read)(void *, double[4], GmtBinsSum *), const Window &window) {
+        double wesn[] = {window.west, window.east, window.south, window.north};
+        GmtBinsSum sum{};
+        if (read(session_, wesn, &sum) != 0) throw std::runtime_error("libgmt cannot read its files");
+        return {sum.lines, sum.points};
+    }
+
     Delivered take(const char *name) {
         void *result = GMT_Read_VirtualFile(session_, name);
         if (!result) throw std::runtime_error("GMT_Read_VirtualFile fails");
