@@ -5,7 +5,8 @@
 usage: report.py BUILD [--repetitions N] [--only FAMILY]... [--output FILE]
 
 BUILD is the build directory with the programs in bin/ and their files in data/ (./dev bench makes both). Tables go to
-standard output; with --output, which needs all families, a page of them all is written as well.
+standard output; with --output, which needs all families, a page of them all is written as well, with a picture of cost
+against size beside it.
 """
 import argparse
 import os
@@ -15,6 +16,7 @@ import sys
 from pathlib import Path
 
 from measure import PROGRAMS, measure_all
+from scale import draw_scale, measure_scale
 from targets import FAMILIES, MISSING, PEERS, WORKS
 
 PACKAGES = ("libgmt6", "libgdal32", "libshp2", "libnetcdf19", "libsquish0", "libbenchmark1debian", "gmt", "shapelib",
@@ -99,6 +101,21 @@ def limits_table(times):
     return table(["what the machine does", "ms"], rows)
 
 
+def memory_text(build):
+    """What the globe takes of memory, against what it may."""
+    told = subprocess.run([build / "bin/bench_memory"], capture_output=True, check=True, text=True).stdout.split()
+    taken, allowed = (int(word) / 1e6 for word in told)
+    return (f"The globe's coastlines at full resolution, selected and read: {taken:.1f} MB resident at most, the mapped file "
+            f"included; target, the file, 32 bytes for each polygon and twice the largest one: {allowed:.1f} MB, "
+            + ("reached." if taken <= allowed else "**missed**."))
+
+
+def scale_table(scale):
+    return table(["points", "ms", "ns for each point", "memory besides the file's pages, MiB"],
+                 [[f"{size:,}", number(time), number(time / size * 1e6), f"{memory / 2**20:.2f}"]
+                  for size, (time, memory) in scale.items()])
+
+
 # --- The machine ---
 
 def processor():
@@ -148,6 +165,19 @@ measures all this anew and writes this page; `./dev bench --compare` counts inst
 
 {families}
 
+## Memory
+
+{memory}
+
+## Scale
+
+Every coordinate of a shapefile of lines of a thousand points looked at, by the views of `lindra.hpp`. Files up to 16 MiB are
+read into memory, larger ones mapped; of each record 16 bytes are kept.
+
+![Time and memory by the number of points]({picture})
+
+{scale}
+
 ## What the machine can do
 
 The polygon shapefile (231 MB) is what is summed and copied; the coastline at full resolution what is converted.
@@ -160,10 +190,11 @@ The polygon shapefile (231 MB) is what is summed and copied; the coastline at fu
 """
 
 
-def page(build, load, repetitions, times, failures):
+def page(build, load, repetitions, times, failures, scale, picture):
     families = "\n\n".join(f"## {title}\n\n{family_table(family, times, failures)}" for family, title in FAMILIES.items())
     return PAGE.format(machine="\n".join(f"- {line}" for line in machine(build, load)), repetitions=repetitions,
-                       families=families, limits=limits_table(times),
+                       families=families, limits=limits_table(times), memory=memory_text(build),
+                       scale=scale_table(scale), picture=picture,
                        missing="\n".join(f"- {what}: {why}." for what, why in MISSING))
 
 
@@ -191,7 +222,10 @@ def main():
         print(f"\n{limits_table(times)}")
     print("\n" + "\n".join(machine(build, load)))
     if given.output:
-        given.output.write_text(page(build, load, given.repetitions, times, failures))
+        picture = given.output.with_name(given.output.stem + "-scale.svg")
+        scale = measure_scale(build)
+        draw_scale(scale, picture)
+        given.output.write_text(page(build, load, given.repetitions, times, failures, scale, picture.name))
     return 1 if failures else 0
 
 
