@@ -31,11 +31,18 @@ void add_reading() {
     add_limit("sum_mapped_before", [=] { sum_bytes(mapped->bytes()); });
 }
 
+std::shared_ptr<void> make_block(size_t size) {
+    constexpr size_t page = 4096;
+    std::shared_ptr<void> block(aligned_alloc(page, (size + page - 1) / page * page), free);
+    memset(block.get(), 1, size);
+    return block;
+}
+
 void add_copying() {
     const auto mapped = std::make_shared<FreshMapping>(data_file("polygons.shp"));
-    const auto block = std::make_shared<std::vector<unsigned char>>(mapped->bytes().size());
+    const auto block = make_block(mapped->bytes().size());
     add_limit("memcpy", [=] {
-        memcpy(block->data(), mapped->bytes().data(), block->size());
+        memcpy(block.get(), mapped->bytes().data(), mapped->bytes().size());
         benchmark::ClobberMemory();
     });
     const auto copy = std::make_shared<unsigned char *>(nullptr);
@@ -48,9 +55,8 @@ void add_copying() {
 }
 
 void add_storing() {
-    constexpr size_t size = 64 << 20, page = 4096; // the pixels of a texture
-    const std::shared_ptr<void> block(aligned_alloc(page, size), free);
-    memset(block.get(), 1, size);
+    constexpr size_t size = 64 << 20; // the pixels of a texture
+    const auto block = make_block(size);
     add_limit("streaming_stores_64_MiB", [=] { store_streaming(block.get(), size); });
     add_limit("memset_64_MiB", [=] {
         memset(block.get(), 2, size);

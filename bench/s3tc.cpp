@@ -58,8 +58,7 @@ Doer decoder(const std::string &name, const std::shared_ptr<BoundFile> &file,
         run();
         return count_green(pixels->get());
     };
-    // The two round interpolated colours in different ways.
-    return {name, run, {1, 0.98}, count, {}};
+    return {name, run, {}, count, {}};
 }
 
 Doer store(const std::shared_ptr<Pixels> &pixels) {

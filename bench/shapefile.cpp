@@ -44,17 +44,19 @@ Doer kept_by(const std::string &name, const std::string &path) {
     return {name, [=] { return kept->emplace(path).keep_all(); }, {}, count, [=] { give_up(*kept); }};
 }
 
+// The file stays mapped, too, until all is given up.
 Doer copied(const std::string &path) {
+    const auto file = std::make_shared<std::optional<FreshMapping>>();
     const auto copy = std::make_shared<unsigned char *>(nullptr);
     const auto run = [=] {
-        const FreshMapping file(path);
-        *copy = copy_to_fresh_heap(file.bytes());
-        return Delivered{1, static_cast<double>(file.bytes().size())};
+        *copy = copy_to_fresh_heap(file->emplace(path).bytes());
+        return Delivered{1, static_cast<double>((*file)->bytes().size())};
     };
-    return {"limit", run, not_compared, {}, [=] {
-                free(*copy);
-                malloc_trim(0);
-            }};
+    const auto release = [=] {
+        free(*copy);
+        give_up(*file);
+    };
+    return {"limit", run, not_compared, {}, release};
 }
 
 Delivered sum_file(const std::string &path) {

@@ -32,6 +32,8 @@ WORKS = (
     Work("gshhs/globe", "globe: first select, every nextseg", "libgmt", 40, 3),
     Work("gshhs/window", "5 x 5 degrees, handle warm: select, every nextseg", "libgmt", 20),
     Work("gshhs/window_select", "5 x 5 degrees, handle warm: select alone", longest=0.2),
+    Work("gshhs/inland", "5 x 5 degrees within a continent, handle warm: select, every nextseg"),
+    Work("gshhs/inland_select", "5 x 5 degrees within a continent: select alone", longest=0.2),
     Work("gshhs/first_select", "first select on a fresh file", limit=1.5),
     Work("lines/globe", "globe", "libgmt", 20, 3),
     Work("lines/europe", "Europe", "libgmt", 15),
