@@ -68,7 +68,7 @@ void add_storing() {
 void add_allocating() {
     constexpr size_t count = 100'000;
     const auto blocks = std::make_shared<std::vector<void *>>(count);
-    for (const size_t size : {16, 64, 512, 4096})
+    for (const size_t size : {size_t{16}, size_t{64}, size_t{512}, size_t{4096}})
         add_limit("malloc_free_100000_of_" + std::to_string(size), [=] {
             for (void *&block : *blocks)
                 block = malloc(size);
