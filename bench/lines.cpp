@@ -46,10 +46,17 @@ class Conversion {
     std::vector<float> lon_ = std::vector<float>(UINT16_MAX), lat_ = std::vector<float>(UINT16_MAX);
 };
 
-// gmt dumps rivers of level 0 as well, which no mask names.
-void add_window(const std::string &name, const Window &window, std::vector<Doer> more = {}) {
+// A new handle opens the files each time, as libgmt does; a warm one has them. gmt dumps rivers of level 0 as
+// well, which no mask names.
+void add_window(const std::string &name, const Window &window, const std::vector<Doer> &more = {}) {
     const auto gmt = std::make_shared<Gmt>();
+    const auto warm = std::make_shared<Lines>();
+    const auto read_warm = [=] {
+        warm->select(all_rivers, "full", window);
+        return warm->read();
+    };
     std::vector<Doer> doers = {{"lindra", [=] { return read_rivers(window); }},
+                               {"lindra_warm", read_warm},
                                {"libgmt", [=] { return gmt->read_rivers(window); }},
                                {"libgmt_coast", [=] { return gmt->dump("-Ia", window); }, {0.95, 0.95}}};
     doers.insert(doers.end(), more.begin(), more.end());

@@ -96,7 +96,7 @@ def family_table(family, times, failures):
 
 
 def limits_table(times):
-    rows = [[name.split("/")[1].replace("_", " "), number(time)] for name, time in times.items()
+    rows = [[name.split("/")[1].replace("_", " "), number(time)] for name, time in sorted(times.items())
             if name.startswith("limits/")]
     return table(["what the machine does", "ms"], rows)
 
@@ -161,6 +161,7 @@ measures all this anew and writes this page; `./dev bench --compare` counts inst
   released; textures, streaming stores.
 - libgmt is asked by the functions that its module coast stands on; `libgmt_coast` is the module, its lines kept in memory.
   `netcdf_c` opens a file and asks for every name and value, which a decoded header has, too; `netcdf_c_open` only opens it and closes it.
+- `lindra_warm` has opened the files before, as a program that draws several windows has.
 - Whole processes are measured with all that they start.
 
 {families}
