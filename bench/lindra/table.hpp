@@ -58,7 +58,7 @@ inline Delivered count_fields(const std::string &path) {
 
 // A table of its own: shapefile opens one beside its main file.
 inline lindra::attribute_table open_table(const BoundFile &file) {
-    return {file.bytes(), "", "", lindra::detail::reporter("table.dbf", {})};
+    return {file.bytes(), "UTF-8", "", lindra::detail::reporter("table.dbf", {})};
 }
 
 inline double number_of(const lindra::attribute_value &value) {
