@@ -17,12 +17,13 @@ UNIT = {"ns": 1e-6, "us": 1e-3, "ms": 1, "s": 1e3}
 
 
 def run_program(path, repetitions):
-    """The results of one program as Google Benchmark tells them."""
-    with tempfile.NamedTemporaryFile(suffix=".json") as out:
+    """The results of one program as Google Benchmark tells them. libgmt leaves a file where it is run."""
+    with tempfile.TemporaryDirectory() as scratch:
+        out = Path(scratch) / "results.json"
         subprocess.run([path, f"--benchmark_repetitions={repetitions}", "--benchmark_enable_random_interleaving=true",
-                        "--benchmark_min_time=0.1", "--benchmark_out_format=json", f"--benchmark_out={out.name}"],
-                       check=True, stdout=subprocess.DEVNULL)
-        return json.load(out)["benchmarks"]
+                        "--benchmark_min_time=0.1", "--benchmark_out_format=json", f"--benchmark_out={out}"],
+                       check=True, stdout=subprocess.DEVNULL, cwd=scratch)
+        return json.loads(out.read_text())["benchmarks"]
 
 
 def medians(results):

@@ -25,15 +25,14 @@ class Gmt {
     Gmt(const Gmt &) = delete;
     Gmt &operator=(const Gmt &) = delete;
 
-    // Without the file that gmt keeps its options in. The lines of full resolution that what ("-W", "-Ia",
+    // The lines of full resolution that what ("-W", "-Ia",
     // ...) names.
     Delivered dump(const std::string &what, const Window &window) {
         char name[GMT_VF_LEN] = "";
         if (GMT_Open_VirtualFile(session_, GMT_IS_DATASET, GMT_IS_LINE,
                                  static_cast<unsigned>(GMT_OUT) | GMT_IS_REFERENCE, nullptr, name) != 0)
             throw std::runtime_error("GMT_Open_VirtualFile fails");
-        const std::string options =
-            "--GMT_HISTORY=false -M -Df -R" + window.text() + " " + what + " ->" + name;
+        const std::string options = "-M -Df -R" + window.text() + " " + what + " ->" + name;
         if (GMT_Call_Module(session_, "coast", GMT_MODULE_CMD, const_cast<char *>(options.c_str())) != 0)
             throw std::runtime_error("coast " + options + " fails");
         return take(name);
