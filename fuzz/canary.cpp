@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; heap
-// beyond the limit, here and in a child whose end nobody asks about; memory that is lost; a loop without an
-// end; and, where steps are counted, more of them than the input accounts for. A fuzzer that does not find
-// the first, a replay or a sweep that does not fail for the others, is dead.
+// Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; and for
+// the replay and the sweeps, heap beyond the limit, here and in a child whose end nobody asks about; memory
+// that is lost; a loop without an end; and, where steps are counted, more of them than the input accounts
+// for. A fuzzer that does not find the first, a replay or a sweep that does not fail for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"
@@ -26,8 +26,15 @@ bool begins_with_word(const Input &input) {
     return input.size() >= 4 && at[0] == 'L' && at[1] == 'I' && at[2] == 'N' && at[3] == 'D';
 }
 
+// A fuzzer would come by these bugs before it comes by the word.
+#ifdef LINDRA_LIBFUZZER
+constexpr bool only_the_word = true;
+#else
+constexpr bool only_the_word = false;
+#endif
+
 bool asks_for(std::string_view bug, const Input &input) {
-    return text_of({input.data(), input.size()}).starts_with(bug);
+    return !only_the_word && text_of({input.data(), input.size()}).starts_with(bug);
 }
 
 // As many rounds as the square of the size, which the compiler must not join.
@@ -70,10 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const HeapBalance balance;
     const Input input({data, size});
     volatile unsigned sum = 0;
-#ifndef LINDRA_LIBFUZZER // which would come by this first
     while (asks_for("endless", input))
         sum = sum + 1;
-#endif
     const HeapLimit limit(size);
     const StepLimit steps(size, 100, 1000);
     accept();
