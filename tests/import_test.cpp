@@ -6,9 +6,12 @@
 #include "native_polygons.hpp"
 #include "ordinary_user.hpp"
 #include "sanitized.hpp"
+#include "temporary_directory.hpp"
 
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "import/coastlines.hpp"
+#include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
 #include "program.hpp"
 
@@ -16,20 +19,57 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <netcdf.h>
+#include <new>
 #include <random>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+// Calls that the trial makes; each fails for the reason, an errno, that is set.
+static int failing_read = 0, failing_pipe = 0, failing_fork = 0;
+
+extern "C" {
+ssize_t __real_read(int file, void *to, size_t size);
+int __real_pipe2(int *ends, int flags);
+pid_t __real_fork();
+ssize_t __wrap_read(int file, void *to, size_t size) {
+    if (failing_read) return errno = failing_read, -1;
+    return __real_read(file, to, size);
+}
+int __wrap_pipe2(int *ends, int flags) {
+    if (failing_pipe) return errno = failing_pipe, -1;
+    return __real_pipe2(ends, flags);
+}
+pid_t __wrap_fork() {
+    if (failing_fork) return errno = failing_fork, -1;
+    return __real_fork();
+}
+}
+
 namespace lindra::test {
 
 namespace {
+
+// Sets one of those above while it lives.
+class FailingCall {
+  public:
+    FailingCall(int &call, int reason) : call_(call) { call_ = reason; }
+    ~FailingCall() { call_ = 0; }
+    FailingCall(const FailingCall &) = delete;
+    FailingCall &operator=(const FailingCall &) = delete;
+
+  private:
+    int &call_;
+};
 
 namespace fs = std::filesystem;
 using tools::DataError;
@@ -916,26 +956,130 @@ TEST(Trial, complaint_comes_through) {
     }
 }
 
-TEST(Trial, memory_beyond_what_a_file_accounts_for_becomes_a_complaint) {
-#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
-    GTEST_SKIP() << "sanitizers map more than any limit";
-#endif
-    constexpr size_t megabyte = 1 << 20;
-    EXPECT_NO_THROW(tools::try_reading("file", [] { std::vector<char>(32 * megabyte); }));
-    EXPECT_THROW(tools::try_reading("file", [] { std::vector<char>(128 * megabyte); }), DataError);
+std::string told_by(const std::function<void()> &read) {
+    try {
+        tools::try_reading("file", read);
+    } catch (const DataError &error) {
+        return error.what();
+    }
+    return "";
 }
 
 TEST(Trial, crash_becomes_a_complaint) {
-    for (const auto &crash : {+[] { abort(); }, +[] { throw std::bad_alloc(); }, +[] { _exit(3); }}) {
+    const std::vector<std::function<void()>> crashes = {[] { abort(); }, [] { _exit(1); }, [] { _exit(77); },
+                                                        [] { throw std::runtime_error("no complaint"); }};
+    for (const auto &crash : crashes) {
         testing::internal::CaptureStderr();
-        try {
-            tools::try_reading("file", crash);
-            ADD_FAILURE();
-        } catch (const DataError &error) {
-            EXPECT_EQ(std::string(error.what()).find("file is damaged: "), 0U);
-        }
+        EXPECT_EQ(told_by(crash),
+                  std::string("file is damaged: reading it with libnetcdf failed badly") + reinstall);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     }
+}
+
+TEST(Trial, how_children_end_is_known_to_a_process_that_was_started_without_interest_in_it) {
+    const auto before = signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(told_by([] {}), "");
+    EXPECT_EQ(told_by([] { throw DataError("the complaint"); }), "the complaint");
+    signal(SIGCHLD, before);
+}
+
+TEST(Trial, complaint_that_cannot_be_read_is_no_success) {
+    for (const std::function<void()> &read :
+         {std::function([] { throw DataError("the complaint"); }), std::function([] {})}) {
+        const FailingCall reading(failing_read, EIO);
+        EXPECT_EQ(told_by(read),
+                  "what a child process says cannot be read: Input/output error; run the command again");
+    }
+}
+
+TEST(Trial, process_that_cannot_be_had_is_told) {
+    for (const auto &[call, what] : {std::pair(&failing_fork, "no child process can be started"),
+                                     std::pair(&failing_pipe, "no pipe can be made")}) {
+        const FailingCall refused(*call, EAGAIN);
+        EXPECT_EQ(told_by([] {}),
+                  std::string(what) + ": Resource temporarily unavailable; run the command again");
+    }
+}
+
+TEST(Trial, process_for_which_there_is_no_memory_is_exhausted_memory) {
+    for (int *call : {&failing_fork, &failing_pipe}) {
+        const FailingCall refused(*call, ENOMEM);
+        EXPECT_THROW(tools::try_reading("file", [] {}), std::bad_alloc);
+    }
+}
+
+// --- Memory: 64 MiB for a file of which the size is not known
+
+constexpr size_t megabyte = 1 << 20;
+
+class TrialMemory : public testing::Test {
+  protected:
+    void SetUp() override {
+#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
+        GTEST_SKIP() << "sanitizers map more than any limit";
+#endif
+    }
+};
+
+// As much as this process has mapped, and some more.
+class MemoryLimit {
+  public:
+    explicit MemoryLimit(size_t more) {
+        rlim_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        getrlimit(RLIMIT_AS, &before_);
+        const rlimit lower{pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + more, before_.rlim_max};
+        setrlimit(RLIMIT_AS, &lower);
+    }
+    ~MemoryLimit() { setrlimit(RLIMIT_AS, &before_); }
+    MemoryLimit(const MemoryLimit &) = delete;
+    MemoryLimit &operator=(const MemoryLimit &) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+const std::string asks_for_too_much =
+    std::string("file asks for more memory than a file of its size can need") + reinstall;
+
+TEST_F(TrialMemory, more_than_a_file_accounts_for_becomes_a_complaint) {
+    EXPECT_EQ(told_by([] { std::vector<char>(32 * megabyte); }), "");
+    EXPECT_EQ(told_by([] { std::vector<char>(128 * megabyte); }), asks_for_too_much);
+    EXPECT_EQ(told_by([] { tools::works(malloc(128 * megabyte) ? NC_NOERR : NC_ENOMEM); }),
+              asks_for_too_much);
+}
+
+TEST_F(TrialMemory, more_than_a_file_accounts_for_is_no_lack_of_memory_here) {
+    // Here is less than the file asks for, and more than it may.
+    const MemoryLimit limit(96 * megabyte);
+    EXPECT_EQ(told_by([] { std::vector<char>(128 * megabyte); }), asks_for_too_much);
+}
+
+TEST_F(TrialMemory, what_lacks_here_is_exhausted_memory) {
+    const MemoryLimit limit(32 * megabyte);
+    EXPECT_EQ(told_by([] { std::vector<char>(16 * megabyte); }), "");
+    EXPECT_THROW(tools::try_reading("file", [] { std::vector<char>(48 * megabyte); }), std::bad_alloc);
+}
+
+TEST_F(TrialMemory, what_lacks_once_is_had_the_second_time) {
+    const TemporaryDirectory directory;
+    const auto lack_once = [&] {
+        if (fs::exists(directory.path() / "tried")) return;
+        directory.write("tried", "");
+        throw std::bad_alloc();
+    };
+    EXPECT_EQ(told_by(lack_once), "");
+}
+
+TEST_F(TrialMemory, what_lacked_and_was_swallowed_is_told) {
+    const auto swallow = [] {
+        tools::watch_memory();
+        try {
+            std::vector<char>(128 * megabyte);
+        } catch (const std::bad_alloc &) {
+        }
+    };
+    EXPECT_EQ(told_by(swallow), asks_for_too_much);
 }
 
 // --- The files of the Debian package gmt-gshhg-low

@@ -38,8 +38,6 @@ DATE = re.compile(rb"/CreationDate \([^)]*\)")  # of a PDF
 TELLING_WHAT_IS_WRONG = 60
 NOT_CLEAR = re.compile(r"std::|bad_alloc|basic_string|vector::|terminate|Success$|unknown error", re.I)
 MEMORY_TOLD = "lindra: memory is exhausted; "
-# What is told in its place where an allocation fails, by cases; why is told in docs/torture.md.
-TOLD_OTHERWISE = (("import", re.compile("reading it with libnetcdf failed badly")),)
 
 Run = collections.namedtuple("Run", "case kind callers mode nth")
 Judgement = collections.namedtuple("Judgement", "run outcome known_crash complaint")
@@ -472,8 +470,6 @@ class Torture:
     def complaint_about_memory(run, outcome):
         """Nothing else is to blame where one of lindra's own allocations failed."""
         if (run.kind, run.callers) != ("allocation", "own") or outcome.code != 1 or MEMORY_TOLD in outcome.errors:
-            return None
-        if any(re.fullmatch(case, run.case) and text.search(outcome.errors) for case, text in TOLD_OTHERWISE):
             return None
         return f"it is not told that memory is exhausted: {outcome.errors.strip()[-200:]}"
 

@@ -81,9 +81,7 @@ class Claims(Judged):
         for other in ({"kind": "memory"}, {"callers": "all"}, {"code": 2}):
             self.assertEqual(seen(blames, **other), "")
         tried = "lindra: a.nc is damaged: reading it with libnetcdf failed badly\n"
-        self.assertEqual(seen(tried, "import"), "")
-        self.assertIn("not told that memory", seen(tried, "index"))
-        self.assertIn("not told that memory", seen(blames, "import"))
+        self.assertIn("not told that memory", seen(tried, "import"))
 
     def test_known_crash(self):
         def library(ended, kind="allocation", callers="all", code=-11):

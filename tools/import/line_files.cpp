@@ -127,7 +127,7 @@ class Copy {
     }
 
     void require(int status) const {
-        if (status == NC_NOERR) return;
+        if (works(status)) return;
         throw DataError(from_.string() + " cannot be copied: " + nc_strerror(status) +
                         "; reinstall the package that it comes from");
     }
