@@ -108,7 +108,8 @@ class Import : public testing::Test {
         try {
             run();
         } catch (const DataError &error) {
-            EXPECT_TRUE(!fs::exists(to() / "maps/lindra") || fs::is_empty(to() / "maps/lindra"));
+            EXPECT_FALSE(fs::is_directory(to()) && fs::is_empty(to()));
+            EXPECT_FALSE(fs::exists(to() / "maps/lindra"));
             return error.what();
         }
         ADD_FAILURE() << "import did not refuse";
@@ -921,6 +922,25 @@ TEST_F(Import, files_finished_before_a_failure_stay) {
     EXPECT_THROW(run(), DataError);
     EXPECT_EQ(read_polygons(native('f')).size(), 2U);
     EXPECT_EQ(std::distance(fs::directory_iterator(to() / "maps/lindra"), {}), 1);
+}
+
+TEST_F(Import, failure_removes_the_directories_that_it_made) {
+    std::ofstream(binned('c')) << "this is text";
+    EXPECT_THROW(run(), DataError);
+    EXPECT_FALSE(fs::exists(to()));
+    write_variables(binned('f'), triangle_and_square());
+    EXPECT_THROW(run(), DataError);
+    EXPECT_TRUE(fs::exists(native('f')));
+}
+
+TEST_F(Import, failure_keeps_the_directories_that_were_there) {
+    std::ofstream(binned('c')) << "this is text";
+    for (const char *there : {"", "maps", "maps/lindra"}) {
+        fs::remove_all(to());
+        fs::create_directories(to() / there);
+        EXPECT_THROW(run(), DataError);
+        EXPECT_TRUE(fs::is_empty(to() / there)) << there;
+    }
 }
 
 TEST_F(Import, data_directory_that_cannot_be_made_is_named) {

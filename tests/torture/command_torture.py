@@ -57,9 +57,11 @@ class Case:
             (directory / name).write_bytes(OLD)
 
     def contents(self, directory):
-        """Every file of the run's directory, with what it holds."""
-        return {str(path.relative_to(directory)): DATE.sub(b"", path.read_bytes())
-                for path in sorted(directory.rglob("*")) if path.is_file()}
+        """Every file of the run's directory, with what it holds, and every directory that holds nothing."""
+        inside = {str(path.relative_to(directory)): path for path in sorted(directory.rglob("*"))}
+        files = {name: DATE.sub(b"", path.read_bytes()) for name, path in inside.items() if path.is_file()}
+        empty = {name + "/": b"" for name, path in inside.items() if path.is_dir() and not any(path.iterdir())}
+        return {**files, **empty}
 
     # What is wrong with an outcome that is not the undisturbed one: None where nothing is. Each case tells what else
     # than the claims of all it allows, and why.

@@ -3,6 +3,7 @@
 """What command_torture.py claims, held against outcomes that break it: each check must be able to fail."""
 import json
 import struct
+import tempfile
 import unittest
 import zlib
 
@@ -58,6 +59,17 @@ class Claims(Judged):
             self.wrong("cut short or interrupted", case, whole, outcome(1, b"1", told, {"a": b"new"}), mode=mode)
         self.wrong("ends by -11", case, whole, outcome(-11))
         self.wrong("should be 2", Case("case", ""), outcome(2, errors="lindra: no\n"), outcome(0))
+
+    def test_empty_directory_is_left_behind(self):
+        case = Case("case", "", {"maps/a"})
+        with tempfile.TemporaryDirectory() as name:
+            directory = torture.pathlib.Path(name)
+            (directory / "maps").mkdir()
+            empty = outcome(1, b"", "lindra: no\n", case.contents(directory))
+            (directory / "maps/a").write_bytes(b"new")
+            whole = outcome(files=case.contents(directory))
+        self.right(case, whole, whole)
+        self.wrong("maps/ is left behind", case, whole, empty)
 
     def test_interrupted_call_of_others(self):
         def told(place, code=1):
