@@ -2,6 +2,7 @@
 
 #include "binned_file_maker.hpp"
 #include "classic_file_maker.hpp"
+#include "cut_files.hpp"
 #include "gone_reader.hpp"
 #include "native_polygons.hpp"
 #include "ordinary_user.hpp"
@@ -37,7 +38,16 @@
 // Calls that the trial makes; each fails for the reason, an errno, that is set.
 static int failing_read = 0, failing_pipe = 0, failing_fork = 0;
 
+// What is done to a file when libnetcdf has opened it.
+static std::function<void(const char *path)> on_nc_open;
+
 extern "C" {
+int __real_nc_open(const char *path, int mode, int *id);
+int __wrap_nc_open(const char *path, int mode, int *id) {
+    const int status = __real_nc_open(path, mode, id);
+    if (on_nc_open) on_nc_open(path);
+    return status;
+}
 ssize_t __real_read(int file, void *to, size_t size);
 int __real_pipe2(int *ends, int flags);
 pid_t __real_fork();
@@ -790,6 +800,69 @@ TEST_F(ImportClassic, line_file_that_cannot_be_read_back_is_refused) {
               start + "gmtmap_select: bin 1 has 1 segments from 1, the file has 1" + reinstall);
     EXPECT_EQ(message_of("N_segments_in_a_bin", be16(-1) + be16(1)),
               start + "bin 0 has -1 segments" + reinstall);
+}
+
+// --- Files that change while they are imported
+
+class ImportChanging : public ImportClassic {
+  protected:
+    ~ImportChanging() override { on_nc_open = nullptr; }
+
+    // Cuts each file to a half: in the child that tries it, or not before it has passed there.
+    static void cut_in(bool trial) {
+        const pid_t parent = getpid();
+        on_nc_open = [trial, parent](const char *path) {
+            if ((getpid() != parent) == trial) fs::resize_file(path, fs::file_size(path) / 2);
+        };
+    }
+
+    void expect_told(const fs::path &changed) const {
+        EXPECT_EQ(refusal(), changed.string() + " changed while it was read; run the command again");
+        EXPECT_FALSE(fs::exists(to()));
+    }
+};
+
+TEST_F(ImportChanging, coastline_that_is_cut_is_told) {
+    for (const bool trial : {true, false}) {
+        write_variables(binned('c'), triangle_and_square());
+        cut_in(trial);
+        expect_told(binned('c'));
+        on_nc_open = nullptr;
+        write(binned('c'), classic_file(triangle_and_square()));
+        cut_in(trial);
+        expect_told(binned('c'));
+        on_nc_open = nullptr;
+    }
+}
+
+TEST_F(ImportChanging, line_file_that_is_cut_is_told) {
+    write(border(), two_borders());
+    cut_in(true);
+    expect_told(border());
+}
+
+TEST_F(ImportChanging, file_that_is_replaced_or_removed_is_told) {
+    write(border(), two_borders());
+    on_nc_open = [](const char *path) { fs::remove(path); };
+    expect_told(border());
+    write(border(), two_borders());
+    on_nc_open = [&](const char *path) {
+        write(directory_ / "new", two_borders());
+        fs::rename(directory_ / "new", path);
+    };
+    expect_told(border());
+}
+
+TEST_F(ImportChanging, file_that_is_overwritten_is_told_or_was_imported_before) {
+    write_variables(binned('c'), triangle_and_square());
+    run();
+    const std::string whole = read_bytes(native('c'));
+    const Rewriter rewriter(binned('c').string(), 0, fs::file_size(binned('c')));
+    for (int round = 0; round < 5; round++) {
+        const std::string message = complaint();
+        EXPECT_TRUE(message.empty() || message.starts_with(binned('c').string() + " ")) << message;
+        EXPECT_TRUE(read_bytes(native('c')) == whole);
+    }
 }
 
 // One int, short, byte or double of a good file replaced, and what import says then.
