@@ -14,6 +14,7 @@
 #include "import/classic_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
+#include "import/unchanged.hpp"
 #include "map/globe_selection.hpp"
 
 #include "lindra/lindra.h"
@@ -127,7 +128,7 @@ class Copy {
     }
 
     void require(int status) const {
-        if (status == NC_NOERR) return;
+        if (works(status)) return;
         throw DataError(from_.string() + " cannot be copied: " + nc_strerror(status) +
                         "; reinstall the package that it comes from");
     }
@@ -164,11 +165,14 @@ int read_back(const fs::path &path, const fs::path &from) {
 }
 
 void import_line_file(const ImportOptions &options, const fs::path &from, const std::string &name) {
-    require_whole(from);
     const fs::path to = place_for(options, name);
     OutputFile file(to);
-    try_reading(from, [&] { Copy(from, file.temporary()).run(); });
-    const int segments = read_back(file.temporary(), from);
+    int segments = 0;
+    while_unchanged(from, [&] {
+        require_whole(from);
+        try_reading(from, [&] { Copy(from, file.temporary()).run(); });
+        segments = read_back(file.temporary(), from);
+    });
     file.commit();
     if (!options.quiet)
         print_line(to.string() + ": " + std::to_string(segments) + " segments, " +
