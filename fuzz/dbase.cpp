@@ -124,7 +124,8 @@ constexpr const char *encoding = "ISO-8859-1";
 
 std::string in_utf8(std::string_view text) {
     std::string result;
-    for (const unsigned char c : text) {
+    for (const char byte : text) {
+        const auto c = static_cast<unsigned char>(byte);
         if (c >= 0x80) result += static_cast<char>(0xc0 | c >> 6);
         result += static_cast<char>(c < 0x80 ? c : 0x80 | (c & 0x3f));
     }
