@@ -132,6 +132,52 @@ TEST_F(DrawShapes, metres_without_a_prj_file_are_an_error) {
     EXPECT_TRUE(has(strange.errors, "PROJ does not understand the coordinate system")) << strange.errors;
 }
 
+// What is no well-known text, but PROJ would take, and with it a file of that name.
+TEST_F(DrawShapes, prj_file_is_well_known_text_and_nothing_else) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const std::string init = directory.write("init", "<x> +proj=longlat +datum=WGS84 <>\n");
+    for (const std::string &definition :
+         {"+init=" + init + ":x", std::string("EPSG:4326"), std::string("+proj=longlat +datum=WGS84"),
+          "proj=pipeline step proj=hgridshift grids=" + init}) {
+        directory.write("a.prj", definition);
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1) << definition;
+        EXPECT_TRUE(has(result.errors, "PROJ does not understand the coordinate system")) << result.errors;
+    }
+}
+
+// One that was read would make the first two good systems.
+TEST_F(DrawShapes, prj_file_has_no_other_files_read) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const std::string init = directory.write("init", "<x> +proj=longlat +datum=WGS84 <>\n");
+    const std::string without_end(degrees, std::string_view(degrees).size() - 1);
+    const std::string with_grids = R"(GEOGCS["x",DATUM["d",SPHEROID["s",6378137,298.257223563],)"
+                                   R"(EXTENSION["PROJ4_GRIDS",")" +
+                                   init + R"("]],PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199433]])";
+    for (const std::string &definition :
+         {without_end + ",EXTENSION[\"PROJ4\",\"+init=" + init + ":x +proj=longlat\"]]",
+          without_end + ",EXTENSION[\"PROJ4\",\"+proj=longlat +ellps=clrk66 +nadgrids=@" + init + "\"]]",
+          with_grids}) {
+        directory.write("a.prj", definition);
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1) << definition;
+        EXPECT_TRUE(has(result.errors, "a.shp: the .prj file beside it would have " + init + " read"))
+            << result.errors;
+        EXPECT_FALSE(std::filesystem::exists(path("map.png")));
+    }
+}
+
+TEST_F(DrawShapes, files_of_proj_are_read_and_a_grid_that_is_none_is_none) {
+    write_polygon("a", {square(2, 8, 2, 8)});
+    const std::string without_end(degrees, std::string_view(degrees).size() - 1);
+    for (const std::string grids : {"@null", "@no_such_grid.gsb"}) {
+        directory.write("a.prj", without_end +
+                                     ",EXTENSION[\"PROJ4\",\"+proj=longlat +ellps=WGS84 +nadgrids=" + grids +
+                                     "\"]]");
+        EXPECT_EQ(draw(path("a.shp") + " --window 0/10/0/10").at(100, 100), red) << grids;
+    }
+}
+
 TEST_F(DrawShapes, file_that_is_missing_is_told) {
     const Result result = run_lindra("draw " + path("missing.shp") + " -o " + path("map.png"));
     EXPECT_EQ(result.code, 1);
@@ -208,7 +254,19 @@ TEST_F(DrawShapes, fetch_tells_files_that_cannot_be_placed_and_draws_the_others)
     ASSERT_EQ(index().code, 0);
     const Result result = fetch(std::string(looks) + "--size 200 -o " + path("map.png"));
     EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(has(result.errors, "metres.shp: its coordinates are not degrees")) << result.errors;
+    EXPECT_TRUE(has(result.errors, "metres.shp: shape 2: its coordinates are not degrees")) << result.errors;
     EXPECT_TRUE(has(result.errors, "1 of 2 shapes could not be fetched")) << result.errors;
     EXPECT_EQ(Picture(read_file(path("map.png"))).width(), 200);
+}
+
+TEST_F(DrawShapes, fetch_tells_a_prj_file_once_and_draws_no_map_of_nothing) {
+    write("a", {diagonal(1, 1, 2, 2), diagonal(2, 2, 3, 3)});
+    directory.write("a.prj", "no coordinate system");
+    ASSERT_EQ(index().code, 0);
+    const Result result = fetch(std::string(looks) + "-o " + path("map.png"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.errors, "lindra: " + path("a.shp") +
+                                 ": shape 1: PROJ does not understand the coordinate system in the .prj file "
+                                 "beside it\nlindra: 2 of 2 shapes could not be fetched\n");
+    EXPECT_FALSE(std::filesystem::exists(path("map.png")));
 }

@@ -278,20 +278,49 @@ std::string window_of_map(const Options &options) {
     return is_area && is_in_degrees(window) ? options.window : "";
 }
 
+// The coordinate systems of the files, each asked for once, also where there is none to be had.
+class CoordinateSystems {
+  public:
+    // Throws DataError.
+    const CoordinateSystem &of(int64_t fileid, const std::string &path) {
+        const auto [found, is_new] = known_.try_emplace(fileid);
+        if (is_new) make(path, found->second);
+        if (!found->second.system) throw DataError(found->second.failure);
+        return *found->second.system;
+    }
+
+  private:
+    struct Answer {
+        std::optional<CoordinateSystem> system;
+        std::string failure;
+    };
+
+    static void make(const std::string &path, Answer &answer) {
+        try {
+            answer.system.emplace(path);
+        } catch (const DataError &reason) {
+            answer.failure = reason.what();
+        }
+    }
+
+    std::map<int64_t, Answer> known_; // by the file's number
+};
+
+// Where every shape is lost, there is nothing to be drawn.
 void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Options &options,
                  FetchReport &report) {
-    std::map<int64_t, CoordinateSystem> systems;
+    CoordinateSystems systems;
     std::vector<MapShape> drawn;
     const auto draw = [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
         try {
-            const CoordinateSystem &system = systems.try_emplace(shape.fileid, file.path).first->second;
-            if (std::optional<MapShape> on_earth = system.on_earth(record))
+            if (std::optional<MapShape> on_earth = systems.of(shape.fileid, file.path).on_earth(record))
                 drawn.push_back(*std::move(on_earth));
         } catch (const DataError &reason) {
             report.lost(file, shape, reason.what());
         }
     };
     visit_shapes(reader, shapes, report, draw);
+    if (drawn.empty()) report.finish(shapes.size());
     PictureOptions picture = options.picture;
     picture.output = options.output;
     picture.window = window_of_map(options);

@@ -8,6 +8,7 @@
 #include "common/shown.hpp"
 #include "map/quiet_proj.hpp"
 #include "shapes/complaints.hpp"
+#include "shapes/proj_files.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -82,12 +83,15 @@ std::optional<MapShape::Kind> kind_of(shape_type type) {
 } // namespace
 
 struct CoordinateSystem::Machine {
-    PJ_CONTEXT *context = quiet_context();
+    std::unique_ptr<PJ_CONTEXT, decltype(&proj_context_destroy)> owner{quiet_context(), proj_context_destroy};
+    PJ_CONTEXT *context = owner.get();
+    ProjFiles files{context};
     PJ *transformation = nullptr;
     bool from_degrees = false;
 
+    // definition: well-known text, as a .prj file has it, and no other that PROJ would take.
     explicit Machine(const std::string &definition) {
-        PJ *system = proj_create(context, definition.c_str());
+        PJ *system = proj_create_from_wkt(context, definition.c_str(), nullptr, nullptr, nullptr);
         PJ *target = proj_create(context, "OGC:CRS84");
         if (system && target) {
             from_degrees = is_geographic(system);
@@ -98,20 +102,25 @@ struct CoordinateSystem::Machine {
         proj_destroy(target);
         proj_destroy(system);
     }
-    ~Machine() {
-        proj_destroy(transformation);
-        proj_context_destroy(context);
-    }
+    ~Machine() { proj_destroy(transformation); }
     Machine(const Machine &) = delete;
     Machine &operator=(const Machine &) = delete;
 };
 
-CoordinateSystem::CoordinateSystem(const std::string &path) : path_(path) {
+CoordinateSystem::CoordinateSystem(const std::string &path) {
     const std::string definition = definition_beside(path);
     if (definition.empty()) return;
     machine_ = std::make_unique<Machine>(definition);
+    require_no_file();
     if (!machine_->transformation)
-        throw DataError(path + ": PROJ does not understand the coordinate system in the .prj file beside it");
+        throw DataError("PROJ does not understand the coordinate system in the .prj file beside it");
+}
+
+// PROJ may come to a file as late as with the first point.
+void CoordinateSystem::require_no_file() const {
+    if (const std::string &named = machine_->files.refused(); !named.empty())
+        throw DataError("the .prj file beside it would have " + named +
+                        " read, and only PROJ's own files are; take that out of it");
 }
 
 CoordinateSystem::~CoordinateSystem() = default;
@@ -120,9 +129,8 @@ CoordinateSystem::CoordinateSystem(CoordinateSystem &&) noexcept = default;
 Point CoordinateSystem::checked(shape_point point) const {
     if (std::fabs(point.x) <= 360 && std::fabs(point.y) <= 90 + rounding)
         return {point.x, std::clamp(point.y, -90.0, 90.0)};
-    throw DataError(path_ +
-                    ": its coordinates are not degrees, and there is no .prj file beside it that tells what "
-                    "they are");
+    throw DataError(
+        "its coordinates are not degrees, and there is no .prj file beside it that tells what they are");
 }
 
 // A line in degrees goes on as the file has it, also along the antimeridian; another one goes the short way.
@@ -160,20 +168,36 @@ std::optional<MapShape> CoordinateSystem::on_earth(const shape_record &record) c
         if (*kind == MapShape::Kind::area && is_closed(points)) points.pop_back();
         if (!points.empty()) shape.parts.push_back(std::move(points));
     }
+    if (machine_) require_no_file();
     return shape.parts.empty() ? std::nullopt : std::optional(std::move(shape));
 }
+
+namespace {
+
+std::vector<MapShape> shapes_on_earth(const shapefile &file, const std::string &path) {
+    const bool has_ending = path.ends_with(".shp") || path.ends_with(".SHP");
+    const std::string main_file = has_ending ? path : path + ".shp";
+    try {
+        const CoordinateSystem system(main_file);
+        std::vector<MapShape> shapes;
+        for (const shape_record &record : file)
+            if (!record.deleted())
+                if (std::optional<MapShape> shape = system.on_earth(record))
+                    shapes.push_back(*std::move(shape));
+        return shapes;
+    } catch (const DataError &reason) {
+        throw DataError(main_file + ": " + reason.what());
+    }
+}
+
+} // namespace
 
 void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
     Complaints complaints;
     try {
         const CapturedLog log;
         const shapefile file(path, {"", [&](const repair &told) { complaints.add(told); }});
-        const CoordinateSystem system(path.ends_with(".shp") || path.ends_with(".SHP") ? path
-                                                                                       : path + ".shp");
-        for (const shape_record &record : file)
-            if (!record.deleted())
-                if (std::optional<MapShape> shape = system.on_earth(record))
-                    shapes.push_back(*std::move(shape));
+        std::ranges::move(shapes_on_earth(file, path), std::back_inserter(shapes));
     } catch (const error &reason) {
         throw DataError(shown(reason.what()));
     }
