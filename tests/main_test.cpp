@@ -33,6 +33,13 @@ TEST(Command, unknown_commands_and_options_are_one_line_that_names_them) {
     EXPECT_EQ(none.errors, "lindra: a command is needed; see lindra --help\n");
 }
 
+// What would end the line or steer a terminal: in an argument here, as it may be in a file or in its name.
+TEST(Command, messages_are_one_line_whatever_they_quote) {
+    const Result result = run_lindra("dump \"$(printf 'a\\nb\\033]0;c\\007\\302\\233d')\"");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.errors, "lindra: a?b?]0;c??d cannot be read: No such file or directory\n");
+}
+
 TEST(Command, version_and_help_go_to_standard_output) {
     const Result version = run_lindra("--version");
     EXPECT_EQ(version.code, 0);

@@ -8,6 +8,7 @@
 #include "common/errors.hpp"
 #include "common/feature_output.hpp"
 #include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "common/standard_output.hpp"
 #include "dump/json.hpp"
 #include "map/picture.hpp"
@@ -123,22 +124,22 @@ class FetchReport {
 
     void not_there(int64_t shapeid) {
         if (!by_number_) return broken(shapeid, "is told of and is not there");
-        say("there is no shape " + std::to_string(shapeid));
+        tell("there is no shape " + std::to_string(shapeid));
         lost_++;
     }
 
     // Of the index itself.
     void broken(int64_t shapeid, const std::string &what) {
-        say(index_ + ": shape " + std::to_string(shapeid) + " " + what +
-            "; delete the file and make it anew with lindra index");
+        tell(index_ + ": shape " + std::to_string(shapeid) + " " + what +
+             "; delete the file and make it anew with lindra index");
         lost_++;
     }
 
     void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
         lost_++;
         if (lost_of_.insert(file.path).second)
-            say(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
-                (file.missing.empty() ? why : file.missing));
+            tell(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
+                 (file.missing.empty() ? why : file.missing));
     }
 
     void mended(const IndexedFile &file, int64_t shapeid, const std::string &why) {
@@ -164,10 +165,8 @@ class FetchReport {
     }
 
   private:
-    static void say(const std::string &line) { fprintf(stderr, "lindra: %s\n", shown(line).c_str()); }
-
     void first(const IndexedFile &file, const std::string &what) {
-        if (told_.insert(file.path).second) say(file.path + ": " + what);
+        if (told_.insert(file.path).second) tell(file.path + ": " + what);
     }
 
     std::string index_;

@@ -8,7 +8,7 @@
 #include "common/errors.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
-#include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "texture/image_filter.hpp"
 #include "texture/png_file.hpp"
 #include "texture/sheet.hpp"
@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <memory>
@@ -70,10 +69,6 @@ struct Options {
     ImageChoice choice;
     bool sheet = false;
 };
-
-void say(const std::string &line) {
-    fprintf(stderr, "lindra: %s\n", shown(line).c_str());
-}
 
 std::string size_of(const texture_image &image) {
     return std::to_string(image.width) + " x " + std::to_string(image.height);
@@ -163,7 +158,7 @@ void write_images(const texture &file, const Options &options) {
         check_place(path, options);
         require_side_of_png(file, image, options);
         write_png(expanded(file, image), path);
-        say(path + ": " + size_of(image));
+        tell(path + ": " + size_of(image));
         written++;
     }
     if (written == 0) refuse_absent(options);
@@ -239,21 +234,21 @@ void write_sheet(const texture &file, const Options &options) {
     check_place(output, options);
     sheet.write(output);
     progress.hide();
-    say(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
+    tell(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
     require_whole(file, options);
 }
 
 void show_texture(const Options &options) {
     try {
         const texture file(options.file, {[](const repair &told) {
-                               say(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);
+                               tell(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);
                            }});
         if (options.sheet)
             write_sheet(file, options);
         else
             write_images(file, options);
     } catch (const error &reason) {
-        throw DataError(shown(reason.what()));
+        throw DataError(reason.what());
     }
 }
 

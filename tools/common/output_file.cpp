@@ -39,8 +39,6 @@ void remember(const std::filesystem::path &path) {
     if (path.native().size() < longest_name) strcpy(name_to_remove, path.c_str());
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         if (signal(number, remove_and_end) == SIG_IGN) signal(number, SIG_IGN);
-    // A file beyond the limit of its size is a failed write, told like any other.
-    signal(SIGXFSZ, SIG_IGN);
 }
 
 void forget() {

@@ -5,14 +5,13 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/presence.hpp"
-#include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "map/quiet_proj.hpp"
 #include "shapes/complaints.hpp"
 #include "shapes/proj_files.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -37,7 +36,7 @@ std::string definition_beside(const std::string &path) {
         std::ifstream file(beside, std::ios::binary);
         std::string text(longest_definition, '\0');
         file.read(text.data(), static_cast<std::streamsize>(text.size()));
-        if (!file.is_open() || file.bad()) throw DataError(shown(beside.string()) + " cannot be read");
+        if (!file.is_open() || file.bad()) throw DataError(beside.string() + " cannot be read");
         text.resize(static_cast<size_t>(file.gcount()));
         if (text.find_first_not_of(" \t\r\n") != text.npos) return text;
     }
@@ -199,10 +198,10 @@ void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
         const shapefile file(path, {"", [&](const repair &told) { complaints.add(told); }});
         std::ranges::move(shapes_on_earth(file, path), std::back_inserter(shapes));
     } catch (const error &reason) {
-        throw DataError(shown(reason.what()));
+        throw DataError(reason.what());
     }
     // Where nothing is lost, the map is what it should be.
-    if (complaints.is_damaged()) fprintf(stderr, "lindra: %s\n", shown(complaints.line()).c_str());
+    if (complaints.is_damaged()) tell(complaints.line());
 }
 
 } // namespace lindra::tools
