@@ -10,7 +10,7 @@
 #include "common/interruption.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
-#include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "shapes/complaints.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_file.hpp"
@@ -19,7 +19,6 @@
 
 #include "lindra/lindra.hpp"
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -88,24 +87,29 @@ class Indexing {
             remove_vanished(index);
             read(index, tasks());
             index.commit();
-            tell(index.shapes());
+            is_kept_ = index.is_kept();
+            if (is_kept_ || Interruption::is_asked()) sum_up(index.shapes());
         }
         Interruption::end_if_asked();
         if (refused_)
-            throw DataError(counted(refused_, "file") + " could not be read in whole; all else is in " +
-                            shown(options_.output));
+            throw DataError(counted(refused_, "file") + " could not be read in whole; " +
+                            (is_kept_ ? "all else is in " + options_.output : "no database was made"));
+        if (!is_kept_) refuse_inputs();
     }
 
   private:
     // An empty database would help nobody; in one that is there, files may be gone.
     void require_shapefiles() const {
-        if (found_.files.empty() && !is_there(path_))
-            throw DataError("there is no .shp file at " + shown(options_.inputs.front()));
+        if (found_.files.empty() && !is_there(path_)) refuse_inputs();
+    }
+
+    [[noreturn]] void refuse_inputs() const {
+        throw DataError("there is no .shp file at " + options_.inputs.front());
     }
 
     void say(const std::string &line) {
         if (progress_) progress_->hide();
-        fprintf(stderr, "lindra: %s\n", shown(line).c_str());
+        tell(line);
     }
 
     void refuse(const std::string &line) {
@@ -216,7 +220,7 @@ class Indexing {
             index.remove(known->second.fileid);
     }
 
-    void tell(int64_t shapes) {
+    void sum_up(int64_t shapes) {
         std::string line = options_.output + ": " + counted(shapes, "shape") + "; " + counted(read_, "file") +
                            " read, " + std::to_string(unchanged_) + " unchanged, " +
                            std::to_string(removed_) + " removed";
@@ -233,6 +237,7 @@ class Indexing {
     double done_ = 0; // bytes
     size_t read_ = 0, unchanged_ = 0, removed_ = 0;
     size_t refused_ = 0;
+    bool is_kept_ = false; // the database
 };
 
 } // namespace
