@@ -508,6 +508,42 @@ TEST_F(Index, place_that_cannot_be_written_is_an_error_and_nothing_is_left) {
     }
     const Result full = run_lindra("index " + path("a.shp") + " -o /dev/full");
     EXPECT_EQ(full.code, 1);
+    const Result nowhere = run_lindra("index " + path("a.shp") + " -o " + path("no/shapes.db"));
+    EXPECT_TRUE(
+        has(nowhere.errors, "; make the directory " + fs::canonical(directory.path()).string() + "/no first"))
+        << nowhere.errors;
+}
+
+TEST_F(Index, folder_that_may_not_be_written_is_told_with_the_reason) {
+    write("a", {point_shape(1, 1)});
+    fs::create_directory(path("locked"));
+    fs::permissions(path("locked"), static_cast<fs::perms>(0555));
+    const OrdinaryUser user(directory.path());
+    const Result result = run_lindra("index " + path("a.shp") + " -o " + path("locked/shapes.db"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "locked/shapes.db cannot be made: Permission denied")) << result.errors;
+}
+
+TEST_F(Index, names_that_are_empty_are_wrong_arguments) {
+    write("a", {point_shape(1, 1)});
+    for (const std::string &arguments : {"'' -o " + database(), path("a.shp") + " -o ''"}) {
+        const Result result = run_lindra("index " + arguments);
+        EXPECT_EQ(result.code, 2);
+        EXPECT_EQ(result.errors, "lindra: the name of a file is empty; leave it out, or name one\n");
+    }
+    EXPECT_FALSE(fs::exists(database()));
+}
+
+TEST_F(Index, directory_that_is_gone_is_told_with_what_to_do) {
+    write("a", {point_shape(1, 1)});
+    const std::string away =
+        "mkdir " + path("gone") + " && cd " + path("gone") + " && rmdir " + path("gone") + " && ";
+    const std::string line =
+        away + LINDRA_COMMAND_PATH " index a.shp -o " + database() + " 2>" + path("errors");
+    EXPECT_NE(std::system(line.c_str()), 0);
+    EXPECT_EQ(read_file(path("errors")),
+              "lindra: the directory that lindra runs in cannot be found: No such file or "
+              "directory; go to another one, or name a.shp by its whole path\n");
 }
 
 // Runs the index under a limit of the size of files, in blocks of 512 bytes.

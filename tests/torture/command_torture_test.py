@@ -10,7 +10,7 @@ import command_torture as torture
 from command_torture import (CaptionedCase, Case, DumpCase, FetchCase, FetchMapCase, IndexCase, Outcome, Run,
                              SiblingsCase)
 
-GONE = "lindra: /in/ponds.shp: shape 1: the file is gone\n"
+GONE = "lindra: /in/ponds.shp: shape 1: the file is gone; put it back, or run lindra index again\n"
 
 
 def outcome(code=0, output=b"", errors="", files=None, failed=1, place=""):
