@@ -8,6 +8,8 @@
 #include "map/map_shape.hpp"
 #include "program.hpp"
 
+#include <sys/stat.h>
+
 using namespace lindra::test;
 using namespace lindra::tools;
 
@@ -181,7 +183,42 @@ TEST_F(DrawShapes, files_of_proj_are_read_and_a_grid_that_is_none_is_none) {
 TEST_F(DrawShapes, file_that_is_missing_is_told) {
     const Result result = run_lindra("draw " + path("missing.shp") + " -o " + path("map.png"));
     EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(has(result.errors, "missing.shp: byte 0: No such file or directory")) << result.errors;
+    EXPECT_TRUE(has(result.errors, "missing.shp cannot be read: No such file or directory")) << result.errors;
+}
+
+TEST_F(DrawShapes, messages_name_the_file_that_the_user_has_named) {
+    const auto complaint = [&](const std::string &name) {
+        const Result result = run_lindra("draw " + name + " -o " + path("map.png"));
+        EXPECT_NE(result.code, 0);
+        return result.errors;
+    };
+    write("roads", {diagonal(1, 1, 9, 9)});
+    const std::string table = directory.write("roads.dbf", "x");
+    EXPECT_EQ(complaint(table), "lindra: " + table + " is no shapefile; name the file in .shp\n");
+    const std::string folder = directory.path().string();
+    EXPECT_EQ(complaint(folder), "lindra: " + folder + " is no shapefile; name the file in .shp\n");
+    EXPECT_EQ(complaint(path("none")),
+              "lindra: there is no shapefile " + path("none") + ", nor " + path("none.shp") + "\n");
+    EXPECT_EQ(complaint("''"), "lindra: the name of a shapefile is empty; leave it out, or name one\n");
+    EXPECT_FALSE(std::filesystem::exists(path("map.png")));
+}
+
+// Opening a FIFO would wait for its writer.
+TEST_F(DrawShapes, prj_file_that_cannot_be_read_is_told) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const auto expect = [&](const std::string &reason) {
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.errors,
+                  "lindra: " + path("a.shp") + ": " + path("a.prj") + " cannot be read: " + reason + "\n");
+        std::filesystem::remove(path("a.prj"));
+    };
+    ASSERT_EQ(mkfifo(path("a.prj").c_str(), 0600), 0);
+    expect("it is not a regular file");
+    std::filesystem::create_directory(path("a.prj"));
+    expect("it is a directory");
+    std::filesystem::create_symlink("a.prj", path("a.prj"));
+    expect("Too many levels of symbolic links");
 }
 
 TEST_F(DrawShapes, damaged_file_is_told_and_drawn_as_far_as_it_goes) {

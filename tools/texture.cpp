@@ -6,6 +6,7 @@
 
 #include "common/counted.hpp"
 #include "common/errors.hpp"
+#include "common/input_file.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
 #include "common/standard_error.hpp"
@@ -22,6 +23,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <strings.h>
 #include <system_error>
 #include <tuple>
 #include <vector>
@@ -82,7 +84,7 @@ std::string usual_output(const Options &options) {
 
 std::string output_of(const Options &options) {
     std::string output = options.output.empty() ? usual_output(options) : options.output;
-    if (std::filesystem::path(output).extension() != ".png")
+    if (strcasecmp(std::filesystem::path(output).extension().c_str(), ".png") != 0)
         throw UsageError("images are written as PNG, and '" + output + "' does not end in .png");
     return output;
 }
@@ -239,6 +241,7 @@ void write_sheet(const texture &file, const Options &options) {
 }
 
 void show_texture(const Options &options) {
+    require_readable(options.file);
     try {
         const texture file(options.file, {[](const repair &told) {
                                tell(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <new>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lindra::tools {
 
@@ -23,6 +24,13 @@ void refuse_unreadable(const std::string &path, int reason) {
                      : is_found && !S_ISREG(found.st_mode) ? "it is not a regular file"
                      : reason                              ? std::strerror(reason)
                                                            : "it changed while it was read"));
+}
+
+void require_readable(const std::string &path) {
+    struct stat found;
+    errno = 0;
+    if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || access(path.c_str(), R_OK) != 0)
+        refuse_unreadable(path, errno);
 }
 
 InputFile::InputFile(std::string path) : path_(std::move(path)) {

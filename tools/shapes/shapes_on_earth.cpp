@@ -4,6 +4,7 @@
 
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
+#include "common/input_file.hpp"
 #include "common/presence.hpp"
 #include "common/standard_error.hpp"
 #include "map/quiet_proj.hpp"
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <strings.h>
 
 namespace lindra::tools {
 
@@ -26,13 +28,18 @@ constexpr size_t longest_definition = 1 << 16; // bytes
 constexpr double farthest = 540;               // degrees east or west: 360, and from another meridian
 constexpr double rounding = 1e-6;              // degrees, let pass beyond a pole
 
+// A link that leads nowhere is there for those who look.
+bool is_seen(const fs::path &path) {
+    std::error_code unknown;
+    return is_there(path) || fs::is_symlink(fs::symlink_status(path, unknown));
+}
+
 // Empty when there is none.
 std::string definition_beside(const std::string &path) {
     for (const char *ending : {".prj", ".PRJ"}) {
         const fs::path beside = fs::path(path).replace_extension(ending);
-        std::error_code ignored;
-        if (!is_there(beside)) continue;
-        if (!fs::is_regular_file(beside, ignored)) continue; // opening a FIFO would wait for its writer
+        if (!is_seen(beside)) continue;
+        require_readable(beside.string());
         std::ifstream file(beside, std::ios::binary);
         std::string text(longest_definition, '\0');
         file.read(text.data(), static_cast<std::streamsize>(text.size()));
@@ -173,9 +180,16 @@ std::optional<MapShape> CoordinateSystem::on_earth(const shape_record &record) c
 
 namespace {
 
-std::vector<MapShape> shapes_on_earth(const shapefile &file, const std::string &path) {
-    const bool has_ending = path.ends_with(".shp") || path.ends_with(".SHP");
-    const std::string main_file = has_ending ? path : path + ".shp";
+// The main file that the user means: without its ending, too, unless there is something of that name alone.
+std::string main_file_of(const std::string &path) {
+    if (path.empty()) throw UsageError("the name of a shapefile is empty; leave it out, or name one");
+    if (strcasecmp(fs::path(path).extension().c_str(), ".shp") == 0) return path;
+    if (is_there(path + ".shp")) return path + ".shp";
+    if (is_there(path)) throw DataError(path + " is no shapefile; name the file in .shp");
+    throw DataError("there is no shapefile " + path + ", nor " + path + ".shp");
+}
+
+std::vector<MapShape> shapes_on_earth(const shapefile &file, const std::string &main_file) {
     try {
         const CoordinateSystem system(main_file);
         std::vector<MapShape> shapes;
@@ -193,10 +207,12 @@ std::vector<MapShape> shapes_on_earth(const shapefile &file, const std::string &
 
 void add_shapes_of(const std::string &path, std::vector<MapShape> &shapes) {
     Complaints complaints;
+    const std::string main_file = main_file_of(path);
+    require_readable(main_file);
     try {
         const CapturedLog log;
-        const shapefile file(path, {"", [&](const repair &told) { complaints.add(told); }});
-        std::ranges::move(shapes_on_earth(file, path), std::back_inserter(shapes));
+        const shapefile file(main_file, {"", [&](const repair &told) { complaints.add(told); }});
+        std::ranges::move(shapes_on_earth(file, main_file), std::back_inserter(shapes));
     } catch (const error &reason) {
         throw DataError(reason.what());
     }
