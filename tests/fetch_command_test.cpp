@@ -123,8 +123,18 @@ TEST_F(Fetch, empty_window_or_expression_does_not_ask_for_all_shapes) {
         const Result result = fetch(option + " \"\"");
         EXPECT_EQ(result.code, 2);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "lindra: " + option + " is empty; leave it out for all shapes\n");
+        EXPECT_EQ(result.errors, "lindra: " + option + " is empty; give it a value, or leave it out\n");
     }
+}
+
+TEST_F(Fetch, options_of_a_map_are_refused_where_there_is_none) {
+    const Result nowhere = fetch("--projection robinson --size 100");
+    EXPECT_EQ(nowhere.code, 2);
+    EXPECT_EQ(nowhere.errors, "lindra: --size is for a map; name one with -o, such as map.png\n");
+    const Result both = fetch("--format geojson -o " + path("x.PNG"));
+    EXPECT_EQ(both.code, 2);
+    EXPECT_TRUE(has(both.errors, "x.PNG is the name of a picture; leave out --format")) << both.errors;
+    EXPECT_FALSE(fs::exists(path("x.PNG")));
 }
 
 TEST_F(Fetch, window_finds_boxes_that_meet_it_on_their_edges_too) {

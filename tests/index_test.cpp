@@ -524,13 +524,22 @@ TEST_F(Index, folder_that_may_not_be_written_is_told_with_the_reason) {
     EXPECT_TRUE(has(result.errors, "locked/shapes.db cannot be made: Permission denied")) << result.errors;
 }
 
+TEST_F(Index, encoding_that_is_unknown_is_a_wrong_argument) {
+    write("a", {point_shape(1, 1)});
+    const Result result = index(path("a.shp") + " --encoding foo");
+    EXPECT_EQ(result.code, 2);
+    EXPECT_EQ(result.errors, "lindra: there is no encoding 'foo'; `iconv -l` lists them\n");
+    EXPECT_FALSE(fs::exists(database()));
+}
+
 TEST_F(Index, names_that_are_empty_are_wrong_arguments) {
     write("a", {point_shape(1, 1)});
-    for (const std::string &arguments : {"'' -o " + database(), path("a.shp") + " -o ''"}) {
-        const Result result = run_lindra("index " + arguments);
-        EXPECT_EQ(result.code, 2);
-        EXPECT_EQ(result.errors, "lindra: the name of a file is empty; leave it out, or name one\n");
-    }
+    const Result input = run_lindra("index '' -o " + database());
+    EXPECT_EQ(input.code, 2);
+    EXPECT_EQ(input.errors, "lindra: the name of a file is empty; leave it out, or name one\n");
+    const Result output = run_lindra("index " + path("a.shp") + " -o ''");
+    EXPECT_EQ(output.code, 2);
+    EXPECT_EQ(output.errors, "lindra: --output is empty; give it a value, or leave it out\n");
     EXPECT_FALSE(fs::exists(database()));
 }
 

@@ -40,6 +40,15 @@ TEST(Command, messages_are_one_line_whatever_they_quote) {
     EXPECT_EQ(result.errors, "lindra: a?b?]0;c??d cannot be read: No such file or directory\n");
 }
 
+// A variable of a script that was never set does not ask for what is usual.
+TEST(Command, options_without_a_value_are_refused) {
+    for (const std::string option :
+         {"draw --window", "draw --size", "draw --center", "segments --output", "import . --output"}) {
+        const std::string name = option.substr(option.rfind('-') - 1);
+        expect_usage(option + " ''", "lindra: " + name + " is empty; give it a value, or leave it out\n");
+    }
+}
+
 TEST(Command, version_and_help_go_to_standard_output) {
     const Result version = run_lindra("--version");
     EXPECT_EQ(version.code, 0);

@@ -116,10 +116,10 @@ void add_draw(CommandLine &program) {
                 "when no area is named");
     command.add("--size", options->picture.size, "WxH",
                 "Pixels of the page, 1 to 20000. A side left out\n"
-                "(1200x, x800) follows from the shape of the map.\n"
+                "(1200, 1200x, x800) follows from the map's shape.\n"
                 "Without it, the longer side is 1200");
     command.add("--style", options->picture.style, "NAME,KEY=VALUE,...", "Colours and widths, see below");
-    command.add("--title", options->picture.title, "TEXT", "Stands above the map");
+    command.add_text("--title", options->picture.title, "TEXT", "Stands above the map");
     command.footer(explanations());
     command.action([options] { draw_map(*options); });
 }

@@ -21,6 +21,7 @@
 #include "lindra/lindra.hpp"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -30,6 +31,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <strings.h>
 #include <vector>
 
 namespace lindra::tools {
@@ -75,19 +77,25 @@ struct Options {
     std::string format;
     std::string output;
     PictureOptions picture;
+    std::string map_option; // one that only a map has, where it is given
 };
 
 bool is_picture(const std::string &path) {
-    return path.ends_with(".png") || path.ends_with(".svg") || path.ends_with(".pdf");
+    const std::string ending = std::filesystem::path(path).extension().string();
+    return std::ranges::any_of(std::array{".png", ".svg", ".pdf"},
+                               [&](const char *each) { return strcasecmp(ending.c_str(), each) == 0; });
 }
 
 Format parse_format(const Options &options) {
+    if (is_picture(options.output) && !options.format.empty())
+        throw UsageError(options.output +
+                         " is the name of a picture; leave out --format, or name another file");
     if (options.format == "geojson") return Format::geojson;
     if (options.format == "geojsonseq") return Format::geojsonseq;
     if (!options.format.empty() && options.format != "text")
         throw UsageError("there is no format '" + options.format +
                          "'; the formats are text, geojson and geojsonseq");
-    if (is_picture(options.output) && options.format.empty()) return Format::picture;
+    if (is_picture(options.output)) return Format::picture;
     if (!options.output.empty())
         throw UsageError(
             "the format text goes to standard output; leave out -o, or ask for --format geojson");
@@ -99,12 +107,6 @@ void require_other_output(const Options &options) {
     std::error_code ignored;
     if (!options.output.empty() && std::filesystem::equivalent(options.output, options.index, ignored))
         throw UsageError(options.output + " is the database itself; name another file for the output");
-}
-
-// An empty text is what a script's variable gives that was never set: it does not ask for everything.
-void require_text(Option option, const std::string &text) {
-    if (option.is_given() && text.empty())
-        throw UsageError(option.name() + " is empty; leave it out for all shapes");
 }
 
 std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem::path &index) {
@@ -328,6 +330,8 @@ void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Opt
 
 void fetch(const Options &options) {
     const Format format = parse_format(options);
+    if (format != Format::picture && !options.map_option.empty())
+        throw UsageError(options.map_option + " is for a map; name one with -o, such as map.png");
     require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
@@ -355,12 +359,13 @@ std::string shape_number(const std::string &text) {
 }
 
 // What of lindra draw's options suits a map of shapes.
-void add_picture_options(const Subcommand &command, PictureOptions &picture) {
-    command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help");
-    command.add("--layers", picture.layers, "LAYER,...",
-                "Below the shapes on the map; see lindra draw --help");
-    command.add("--size", picture.size, "WxH", "Of the map, pixels");
-    command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help");
+std::vector<Option> add_picture_options(const Subcommand &command, PictureOptions &picture) {
+    return {
+        command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help"),
+        command.add("--layers", picture.layers, "LAYER,...",
+                    "Below the shapes on the map; see lindra draw --help"),
+        command.add("--size", picture.size, "WxH", "Of the map, pixels"),
+        command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help")};
 }
 
 } // namespace
@@ -381,11 +386,11 @@ void add_fetch(CommandLine &program) {
     command.add("--format", options->format, "text|geojson|geojsonseq", "How to write them (default: text)");
     command.add("-o,--output", options->output, "FILE",
                 "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf");
-    add_picture_options(command, options->picture);
+    const std::vector<Option> of_map = add_picture_options(command, options->picture);
     command.footer(footer);
-    command.action([options, window, where] {
-        require_text(window, options->window);
-        require_text(where, options->where);
+    command.action([options, of_map] {
+        for (const Option &option : of_map)
+            if (option.is_given()) options->map_option = option.name();
         fetch(*options);
     });
 }

@@ -19,6 +19,7 @@
 
 #include "lindra/lindra.hpp"
 
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <string>
@@ -74,6 +75,7 @@ class Indexing {
     explicit Indexing(const Options &options)
         : options_(options), found_(walk_shapefiles(options.inputs)), path_(whole_path(options.output)),
           names_(path_) {
+        require_encoding();
         for (const std::string &problem : found_.problems)
             refuse(problem);
         require_shapefiles();
@@ -98,6 +100,14 @@ class Indexing {
     }
 
   private:
+    // Without descriptors iconv knows none.
+    void require_encoding() const {
+        if (options_.encoding.empty()) return;
+        if (detail::text_decoder(options_.encoding).refusal() == EINVAL &&
+            detail::text_decoder(detail::standard_encoding).is_open())
+            throw UsageError("there is no encoding '" + options_.encoding + "'; `iconv -l` lists them");
+    }
+
     // An empty database would help nobody; in one that is there, files may be gone.
     void require_shapefiles() const {
         if (found_.files.empty() && !is_there(path_)) refuse_inputs();
