@@ -61,7 +61,7 @@ TEST(Command, version_and_help_go_to_standard_output) {
 
 TEST(Command, help_fits_a_terminal) {
     constexpr size_t terminal = 80;
-    for (const char *command : {"segments", "dump", "import", "texture"}) {
+    for (const char *command : {"draw", "segments", "dump", "import", "index", "fetch", "texture"}) {
         std::istringstream help(run_lindra(command + std::string(" --help")).output);
         for (std::string line; std::getline(help, line);)
             EXPECT_LE(line.size(), terminal) << line;

@@ -41,30 +41,39 @@ namespace {
 constexpr const char *description = "Fetch shapes from shapefiles by a database that lindra index has made.";
 
 constexpr const char *footer =
-    R"(Without a window, an expression or numbers it is all shapes. Coordinates and windows are in the unit of the
-shapefiles, whatever that is. A shape meets a window when their boxes do, on their edges too; shapes without
-a box (null shapes) meet none.
+    R"(Without a window, an expression or numbers it is all shapes. Coordinates and
+windows are in the unit of the shapefiles, whatever that is. A shape meets a
+window when their boxes do, on their edges too; shapes without a box (null
+shapes) meet none.
 
-The expression of --where is one of SQLite, with the attributes as columns, and behind them filename, shapeid,
-recno, shape_type, xmin, ymin, xmax and ymax. A shape without an attribute has NULL there, dates are texts
-YYYY-MM-DD, logical values 1 and 0. It can read and compute, and nothing else.
+The expression of --where is one of SQLite, with the attributes as columns, and
+behind them filename, shapeid, recno, shape_type, xmin, ymin, xmax and ymax. A
+shape without an attribute has NULL there, dates are texts YYYY-MM-DD, logical
+values 1 and 0. It can read and compute, and nothing else.
 
-  text        each record as lindra dump prints it, numbered by its shapeid, with its file and its attributes
-  geojson     one FeatureCollection (RFC 7946): id is the shapeid, properties are the attributes, and beside
-              them stand file and record, its number there; coordinates are those of the file
+  text        each record as lindra dump prints it, numbered by its shapeid,
+              with its file and its attributes; to standard output only
+  geojson     one FeatureCollection (RFC 7946): id is the shapeid, properties
+              are the attributes, and beside them stand file and record, its
+              number there; coordinates are those of the file
   geojsonseq  the same features as a text sequence (RFC 8142), one line each
 
-With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the window when it is in degrees or
-of all that is found. Coordinates go through PROJ where a .prj file tells what they are.
+With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the
+window when it is in degrees or of all that is found. Coordinates go through
+PROJ where a .prj file tells what they are.
 
-Records that break the format are refused as text, and read as far as they make sense otherwise; either is
-told on standard error.
-Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for wrong arguments.
+Records that break the format are refused as text, and read as far as they make
+sense otherwise; either is told on standard error.
+
+Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for
+wrong arguments.
 
 Examples:
   lindra fetch shapes.db --window 5/15/45/50
-  lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" --format geojson -o towns.json
-  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 -o lines.png
+  lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" \
+               --format geojson -o towns.json
+  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 \
+               -o lines.png
   lindra fetch shapes.db --id 17)";
 
 enum class Format { text, geojson, geojsonseq, picture };
@@ -362,8 +371,7 @@ std::string shape_number(const std::string &text) {
 std::vector<Option> add_picture_options(const Subcommand &command, PictureOptions &picture) {
     return {
         command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help"),
-        command.add("--layers", picture.layers, "LAYER,...",
-                    "Below the shapes on the map; see lindra draw --help"),
+        command.add("--layers", picture.layers, "LAYER,...", "Below the shapes; see lindra draw --help"),
         command.add("--size", picture.size, "WxH", "Of the map, pixels"),
         command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help")};
 }
@@ -373,10 +381,10 @@ std::vector<Option> add_picture_options(const Subcommand &command, PictureOption
 void add_fetch(CommandLine &program) {
     const auto options = std::make_shared<Options>();
     const Subcommand command = program.add("fetch", description);
-    command.add("INDEX", options->index, "TEXT", "The database").required();
-    const Option window =
-        command.add("--window", options->window, "W/E/S/N",
-                    "Shapes whose boxes meet it; in degrees, east below west crosses the antimeridian");
+    command.add("INDEX", options->index, "", "The database").required();
+    const Option window = command.add("--window", options->window, "W/E/S/N",
+                                      "Shapes whose boxes meet it; in degrees, east below\n"
+                                      "west crosses the antimeridian");
     const Option where =
         command.add("--where", options->where, "SQL", "Shapes whose attributes make this expression true");
     command.add("--id", options->ids, "N,...", "The shapes of these numbers")
@@ -385,7 +393,8 @@ void add_fetch(CommandLine &program) {
         .excludes(where);
     command.add("--format", options->format, "text|geojson|geojsonseq", "How to write them (default: text)");
     command.add("-o,--output", options->output, "FILE",
-                "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf");
+                "Write to FILE, which appears when it is complete;\n"
+                "a map when it ends in .png, .svg or .pdf");
     const std::vector<Option> of_map = add_picture_options(command, options->picture);
     command.footer(footer);
     command.action([options, of_map] {

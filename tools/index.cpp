@@ -32,24 +32,32 @@ namespace {
 constexpr const char *description =
     "Make a database of the shapes in many shapefiles, or bring one up to date.\n"
     "\n"
-    "Of every shape it holds the file and the place in it, record number, type, bounding box (in an R*Tree)\n"
-    "and attributes (as JSON). lindra fetch finds shapes with it.";
+    "Of every shape it holds the file and the place in it, record number, type,\n"
+    "bounding box (in an R*Tree) and attributes (as JSON). lindra fetch finds shapes\n"
+    "with it.";
 
 constexpr const char *footer =
-    R"(A directory stands for all .shp files below it. Files whose size and time of change are those in the database
-are not read again, with their .shx, .dbf and .cpg files; files that are gone are taken out. A run that is
-cut short keeps the files that it has read, and the next one goes on from there. Names of files below the
-database's directory are kept relative to it, so that the two can be moved together.
+    R"(A directory stands for all .shp files below it. Files whose size and time of
+change are those in the database are not read again, with their .shx, .dbf and
+.cpg files; files that are gone are taken out. A run that is cut short keeps the
+files that it has read, and the next one goes on from there. Names of files
+below the database's directory are kept relative to it, so that the two can be
+moved together.
 
-What a shapefile has wrong is told, and what can be read of it is in the database.
-Exit status: 0; 1 when a file could not be read in whole, or the database not be written; 2 for wrong arguments.
+What a shapefile has wrong is told, and what can be read of it is in the
+database.
+
+Exit status: 0; 1 when a file could not be read in whole, or the database not
+be written; 2 for wrong arguments.
 
 Examples:
   lindra index maps -o maps/shapes.db
       every shapefile below maps
   lindra index roads.shp rivers.shp -o shapes.db
       two more; what else the database holds stays
-  sqlite3 shapes.db "SELECT filename, count(*) FROM shape JOIN filename USING(fileid) GROUP BY 1"
+  sqlite3 shapes.db \
+    "SELECT filename, count(*) FROM shape JOIN filename USING(fileid)
+     GROUP BY fileid"
       how many shapes each file has)";
 
 // As long as the library's database views hand out.
@@ -259,7 +267,8 @@ void add_index(CommandLine &program) {
         .required();
     command.add("-o,--output", options->output, "FILE", "The database").required();
     command.add("--encoding", options->encoding, "NAME",
-                "What texts are in where no .cpg file and no table tells; ISO-8859-1 when not given");
+                "What texts are in where no .cpg file and no table\n"
+                "tells; ISO-8859-1 when not given");
     command.footer(footer);
     command.action([options] { Indexing(*options).run(); });
 }

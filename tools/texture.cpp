@@ -261,7 +261,9 @@ void add_texture(CommandLine &program) {
     const auto options = std::make_shared<Options>();
     const Subcommand command = program.add("texture", "Write the images of a DDS texture as PNG.");
     command.add("FILE", options->file, "", "The texture").required();
-    command.add("-o,--output", options->output, "FILE", "The picture; without it NAME.png in this directory");
+    command.add("-o,--output", options->output, "FILE",
+                "The picture; without it NAME.png in this\n"
+                "directory, of a sheet NAME-sheet.png");
     command.add("--level", options->choice.level, "K|all", "0 is the largest");
     command.add("--face", options->choice.face, "K|all", "Of a cube map, see below");
     command.add("--element", options->choice.element, "K|all", "Of an array, from 0");
