@@ -219,9 +219,15 @@ class FetchCase(Case):
 
 
 class FetchMapCase(FetchCase):
-    """The others are on the map, which is compared with one of them alone."""
+    """The others are on the map, which is compared with one of them alone; where all are lost, there is none."""
 
     maps = {}  # by the numbers of the shapes on them
+
+    def complaint_about_files(self, outcome, undisturbed):
+        lost = outcome.code == 1 and self.lost(outcome)
+        if lost and lost[0] == lost[1]:
+            return f"there is {set(outcome.files)} without a shape" if outcome.files else None
+        return super().complaint_about_files(outcome, undisturbed)
 
     def complaint_about_output(self, outcome, undisturbed):
         lost = outcome.code == 1 and self.lost(outcome)
@@ -230,6 +236,9 @@ class FetchMapCase(FetchCase):
         everything = frozenset(self.files_of_shapes)
         if lost[1] != len(everything):
             return f"{lost} shapes are told to be lost, and there are {len(everything)}"
+        if lost[0] == lost[1]:
+            told = self.told(outcome)
+            return None if told == self.first_of_each_file(everything) else f"only {told} are told to be lost"
         right = (self.maps[everything - set(missing)] for missing in itertools.combinations(everything, lost[0])
                  if self.first_of_each_file(missing) == self.told(outcome))
         return None if outcome.files["map.png"] in right else "the map has not the shapes that are not told to be lost"

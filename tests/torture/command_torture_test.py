@@ -11,7 +11,7 @@ import command_torture as torture
 from command_torture import (CaptionedCase, Case, DumpCase, FetchCase, FetchMapCase, IndexCase, Outcome, Run,
                              SiblingsCase)
 
-GONE = "lindra: /in/ponds.shp: shape 1: the file is gone\n"
+GONE = "lindra: /in/ponds.shp: shape 1: the file is gone; put it back, or run lindra index again\n"
 
 
 def outcome(code=0, output=b"", errors="", files=None, failed=1, place=""):
@@ -196,10 +196,14 @@ class FetchClaims(Judged):
 
     def test_map(self):
         def fetched(numbers, errors, code=1):
-            return outcome(code, b"", errors, {"map.png": bytes(numbers)})
+            return outcome(code, b"", errors, {"map.png": bytes(numbers)} if numbers else {})
         FetchMapCase.maps = {frozenset(some): bytes(some) for count in range(4)
                              for some in torture.itertools.combinations((1, 2, 10), count)}
-        self.check_all(FetchMapCase("case", "fetch", {"map.png"}), fetched([1, 2, 10], "", 0), fetched)
+        case, whole = FetchMapCase("case", "fetch", {"map.png"}), fetched([1, 2, 10], "", 0)
+        self.check_all(case, whole, fetched)
+        errors = GONE + "lindra: 3 of 3 shapes could not be fetched\n"
+        self.wrong("only {1} are told", case, whole, fetched([], errors))
+        self.wrong("without a shape", case, whole, fetched([], errors)._replace(files={"map.png": b""}))
 
 
 class OtherClaims(Judged):

@@ -20,7 +20,7 @@ namespace {
 constexpr ProjectionKind kinds[] = {
     {"plate-carree", "eqc, latlon", "degrees as they are", "+proj=eqc", Family::cylindrical, false, false, 90,
      0},
-    {"equirectangular", "equirect", "the same, stretched to be true in the middle", "+proj=eqc",
+    {"equirectangular", "equirect", "the same, true in the middle", "+proj=eqc",
      Family::cylindrical, false, false, 90, 0},
     {"mercator", "merc", "true angles; ends at 85 degrees", "+proj=merc", Family::cylindrical, false, true,
      85, 0},
