@@ -90,6 +90,17 @@ TEST_F(OutputFileTest, follows_a_link_to_what_is_not_there_yet) {
     EXPECT_EQ(content(directory.path() / "there/file"), "after");
 }
 
+TEST_F(OutputFileTest, writes_to_a_pipe_by_its_descriptor) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    write_whole("/dev/fd/" + std::to_string(ends[1]), "through");
+    close(ends[1]);
+    char got[8] = {};
+    EXPECT_EQ(read(ends[0], got, sizeof got - 1), 7);
+    close(ends[0]);
+    EXPECT_STREQ(got, "through");
+}
+
 TEST_F(OutputFileTest, refuses_links_that_lead_round) {
     const fs::path link = directory.path() / "link";
     fs::create_symlink("link", link);

@@ -47,7 +47,6 @@ void forget() {
 } // namespace
 
 OutputFile::OutputFile(std::filesystem::path path) : path_(std::move(path)) {
-    follow_links();
     std::error_code ignored;
     const auto status = std::filesystem::status(path_, ignored);
     if (std::filesystem::is_directory(status))
@@ -58,7 +57,7 @@ OutputFile::OutputFile(std::filesystem::path path) : path_(std::move(path)) {
         open_temporary();
 }
 
-// A link to nothing too, which nothing else resolves.
+// To nothing, which nothing else resolves. Those to what is there may be none by their text, as /dev/stdout.
 void OutputFile::follow_links() {
     constexpr int most_links = 40; // as the kernel
     std::error_code reason;
@@ -81,6 +80,7 @@ void OutputFile::open_special() {
 
 void OutputFile::open_temporary() {
     std::error_code unresolved;
+    if (!std::filesystem::exists(path_, unresolved)) follow_links();
     const auto target = std::filesystem::weakly_canonical(path_, unresolved);
     if (!unresolved) path_ = target;
     std::string name = path_.string() + ".XXXXXX";
