@@ -74,8 +74,9 @@ const std::vector<Scenario> &scenarios() {
     static const Run index = {"index points.shp -o out/made.db", "out/made.db", false};
     static const Run fetch = {"fetch out/made.db --format geojson -o out/all.json", "out/all.json", false};
     static const std::vector<Scenario> all = {
+        // Of a file without shapes no index is left for the fetch.
         {"points.shp",
-         {"points"},
+         {"points", "made.db"},
          {{"dump points.shp", "", true},
           {"dump --json points.shp", "", true},
           dump_stem,
@@ -126,7 +127,7 @@ const std::vector<Scenario> &scenarios() {
          {{"import coast -o out", "gshhs_c.b", true},
           {"segments --resolution c -o out/coast.txt", "out/coast.txt", true, true}}},
         {of_every_type,
-         {"shapes.shp"},
+         {"shapes.shp", "made.db"},
          {{"dump shapes.shp", "", true},
           {"dump --json shapes.shp", "", true},
           {"index shapes.shp -o out/made.db", "out/made.db", false},
