@@ -12,6 +12,7 @@
 #include "shapes/proj_files.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -40,10 +41,11 @@ std::string definition_beside(const std::string &path) {
         const fs::path beside = fs::path(path).replace_extension(ending);
         if (!is_seen(beside)) continue;
         require_readable(beside.string());
+        errno = 0;
         std::ifstream file(beside, std::ios::binary);
         std::string text(longest_definition, '\0');
         file.read(text.data(), static_cast<std::streamsize>(text.size()));
-        if (!file.is_open() || file.bad()) throw DataError(beside.string() + " cannot be read");
+        if (!file.is_open() || file.bad()) refuse_unreadable(beside.string(), errno);
         text.resize(static_cast<size_t>(file.gcount()));
         if (text.find_first_not_of(" \t\r\n") != text.npos) return text;
     }
