@@ -18,7 +18,7 @@ void move_to(std::vector<Piece> &to, std::vector<Piece> &&pieces) {
 
 // What is clipped of each copy of a line or ring.
 template <class Clip>
-std::vector<Line> clipped(std::vector<Line> copies, const Window &window, Clip clip) {
+std::vector<Line> clipped(const std::vector<Line> &copies, const Window &window, Clip clip) {
     std::vector<Line> pieces;
     for (const Line &copy : copies)
         move_to(pieces, clip(copy, window));

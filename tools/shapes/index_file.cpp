@@ -91,7 +91,7 @@ void require_place(const fs::path &path) {
 fs::path absolute_path(const fs::path &path) {
     if (path.empty()) throw UsageError("the name of a file is empty; leave it out, or name one");
     std::error_code reason;
-    const fs::path absolute = fs::absolute(path, reason);
+    fs::path absolute = fs::absolute(path, reason);
     require_memory(reason.value());
     if (reason)
         throw DataError("the directory that lindra runs in cannot be found: " + reason.message() +
