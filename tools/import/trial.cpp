@@ -34,7 +34,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // How a child ends. Every other end is a crash.
-enum ChildEnd { crashed = 1, read_well = 0, complained = 3, lacked_memory = 4 };
+enum ChildEnd : int { crashed = 1, read_well = 0, complained = 3, lacked_memory = 4 };
 
 // Seconds of processor time; the largest file there is takes less than one.
 constexpr rlim_t patience = 20;
