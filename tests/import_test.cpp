@@ -1059,12 +1059,13 @@ std::string told_by(const std::function<void()> &read) {
 }
 
 TEST(Trial, crash_becomes_a_complaint) {
+    std::string damaged = "file is damaged: reading it with libnetcdf failed badly";
+    damaged += reinstall;
     const std::vector<std::function<void()>> crashes = {[] { abort(); }, [] { _exit(1); }, [] { _exit(77); },
                                                         [] { throw std::runtime_error("no complaint"); }};
     for (const auto &crash : crashes) {
         testing::internal::CaptureStderr();
-        EXPECT_EQ(told_by(crash),
-                  std::string("file is damaged: reading it with libnetcdf failed badly") + reinstall);
+        EXPECT_EQ(told_by(crash), damaged);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     }
 }
