@@ -691,6 +691,26 @@ TEST_F(ImportClassic, line_file_is_taken_over_as_it_is) {
     EXPECT_TRUE(read_bytes(to() / "maps/lindra/binned_river_c.cdf") == rivers_of_the_world());
 }
 
+// Of no file more than this comes onto the disk.
+void allow_file_size(rlim_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit most = {bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &most);
+}
+
+TEST_F(ImportClassic, lack_of_room_for_the_copy_is_not_blamed_on_the_file) {
+    write(from() / "binned_river_c.nc", rivers_of_the_world());
+    const std::string copy = to() / "maps/lindra/binned_river_c.cdf";
+    EXPECT_EXIT(
+        {
+            allow_file_size(4096);
+            std::cerr << complaint();
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), testing::Eq(copy + " cannot be written: File too large"));
+    EXPECT_FALSE(fs::exists(to() / "maps"));
+}
+
 TEST_F(ImportClassic, coastline_comes_out_as_of_the_later_form) {
     write_variables(binned('c'), triangle_and_square());
     run();
