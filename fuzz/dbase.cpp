@@ -213,7 +213,7 @@ void compare_faces(const Input &input) {
 
 void read_with_limits(const Input &input) {
     const HeapLimit limit(input.size());
-    const StepLimit steps(input.size(), 40, 10'000);
+    const StepLimit steps(input.size(), 60, 10'000);
     DbaseFile dbf = {};
     const int status = decode(dbf, input);
     if (status == 0) accept();
@@ -242,7 +242,19 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     RawTable long_field;
     long_field.fields = {{"LONG", 'C', 255}};
     long_field.records = {std::string(255, 'x')};
-    return {{"every-type", every_type.bytes()},
+    RawTable many_fields;
+    for (int i = 0; i < 2000; i++)
+        many_fields.fields.push_back({std::to_string(i), 'N', 1});
+    many_fields.records.assign(20, std::string(2000, '7'));
+    RawTable many_rows;
+    many_rows.fields = {{"N", 'N', 1}};
+    many_rows.records.assign(100'000, "7");
+    RawTable rows_of_nothing;
+    rows_of_nothing.records.assign(200'000, "");
+    return {large({"many-fields", many_fields.bytes()}),
+            large({"many-rows", many_rows.bytes()}),
+            large({"rows-of-nothing", rows_of_nothing.bytes()}),
+            {"every-type", every_type.bytes()},
             {"cities", cities().bytes()},
             {"padded-header", padded.bytes()},
             {"longest-field", long_field.bytes()},

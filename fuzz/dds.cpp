@@ -150,7 +150,9 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
         {"cube-of-two-faces", {.width = 4, .height = 4, .faces = {0, 4}}},
         {"volume", {.levels = 3, .depth = 4}},
     };
-    std::vector<Fixture> all;
+    std::vector<Fixture> all = {
+        large({"large-dxt1", dds::Texture{.width = 512, .height = 512, .levels = 10}.file()}),
+        large({"line-of-dxt1", dds::Texture{.width = 65536, .height = 1, .levels = 17}.file()})};
     for (const auto &[name, texture] : textures)
         all.push_back({name, texture.file()});
     return all;

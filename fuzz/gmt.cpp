@@ -19,8 +19,14 @@ using namespace lindra::test;
 
 namespace {
 
-constexpr const char *lists[] = {"p:1", "r:1023", "p:7,r:1023", "r:-1 p:-1", "p:7,p:7,p:7,p:7", "p:0",
-                                 "p",   ""};
+struct List {
+    const char *text;
+    size_t items; // that select, at least 1
+};
+
+constexpr List lists[] = {
+    {"p:1", 1}, {"r:1023", 1}, {"p:7,r:1023", 2}, {"r:-1 p:-1", 2}, {"p:7,p:7,p:7,p:7", 4}, {"p:0", 1},
+    {"p", 1},   {"", 1}};
 constexpr const char *resolutions[] = {"c", "l", "i", "h", "f"};
 constexpr size_t rivers = 5; // behind the borders
 
@@ -47,7 +53,7 @@ struct Request {
         : list(from.one_of(lists)), resolution(from.byte() % std::size(resolutions)), west(from.angle()),
           east(from.angle()), south(from.angle()), north(from.angle()) {}
 
-    const char *list;
+    List list;
     size_t resolution;
     double west, east, south, north;
 };
@@ -79,6 +85,7 @@ int deliver(BinnedLines &lines) {
 } // namespace
 
 std::vector<Fixture> lindra::fuzz::fixtures() {
+    using Points = std::vector<std::pair<int, int>>;
     const BinnedFile file = {2, 1, {{0, {{1, {{0, 0}, {65535, 65535}}}, {7, {{9, 9}}}}}, {1, {{2, {}}}}}};
     // p:7,r:1023 and the crude files; west, east, south, north
     const std::string request("\2\0", 2);
@@ -86,7 +93,18 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     const std::string antimeridian = be16(10880) + be16(12160) + be16(-640) + be16(640);
     // The file ends with its last point: behind an odd number of them padding would hide one too many.
     const BinnedFile one_bin = {1, 1, {{0, {{1, {{0, 0}, {1, 2}, {3, 4}, {5, 6}}}}}}};
-    return {{"two-bins", file.bytes(), behind(request + globe)},
+    // A dimension of no points would be that of records.
+    const BinnedSegment one_point = {1, {{1, 2}}};
+    BinnedFile no_points = {1, 1, {{0, {one_point}}}};
+    no_points.bins[0].resize(30'000, {1, {}});
+    const BinnedFile many_points = {1, 1, {{0, {{1, Points(60'000, {1, 2})}}}}};
+    const BinnedFile many_bins = {360, 180, {{7, {one_point}}}};
+    const std::string four_times("\4\0", 2);
+    return {large({"segments-of-nothing", no_points.bytes(), behind(request + globe)}),
+            large({"segments-of-nothing-four-times", no_points.bytes(), behind(four_times + globe)}),
+            large({"many-points", many_points.bytes(), behind(request + globe)}),
+            large({"many-bins", many_bins.bytes(), behind(request + globe)}),
+            {"two-bins", file.bytes(), behind(request + globe)},
             {"two-bins-in-a-window", file.bytes(), behind(request + antimeridian)},
             {"one-bin", one_bin.bytes(), behind(request + globe)}};
 }
@@ -100,12 +118,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     Parameters parameters({data, size});
     const Request request(parameters);
     const Input input(parameters.rest());
-    const HeapLimit limit(size, first_room);
-    const StepLimit steps(size, 10, 2000);
+    // Each item of the list selects all segments anew. One takes 8 bytes in the file and 48 in a handle,
+    // whose room is doubled when it is full: while it is moved 18 for each byte.
+    const HeapLimit limit(size * request.list.items * 18 / 16, first_room);
+    const StepLimit steps(size, 10 * request.list.items, 2000);
     BinnedLines lines;
     GmtMapFile *files = lines.gmt->files + request.resolution;
     if (!bind_file(files[0], input) || !bind_file(files[rivers], input)) return 0;
-    const int selected = lines.select(request.list, resolutions[request.resolution], request.west,
+    const int selected = lines.select(request.list.text, resolutions[request.resolution], request.west,
                                       request.east, request.south, request.north);
     // After a failure the segments of the bins before are there.
     expect(selected < 0 || selected == lines.gmt->nsegs, "the number of segments is returned");

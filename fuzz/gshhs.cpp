@@ -58,6 +58,15 @@ struct Request {
     double west, east, south, north, clon, clat;
 };
 
+// So many points, these in turn; it lies wherever it is looked for.
+RawPolygon all_over(size_t count, const std::vector<std::pair<double, double>> &points) {
+    RawPolygon polygon;
+    for (size_t i = 0; i < count; i++)
+        polygon.points.push_back(points[i % points.size()]);
+    polygon.box = {micro(0), micro(360), micro(-90), micro(90)};
+    return polygon;
+}
+
 // Every polygon, by the decoders of headers and points; returns how many there are.
 size_t walk(const Input &input) {
     size_t count = 0;
@@ -106,7 +115,13 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     const std::string globe = be16(0) + be16(23040) + be16(-5760) + be16(5760) + be16(400) + be16(2900);
     const std::string window = be16(-640) + be16(640) + be16(2880) + be16(3200) + be16(0) + be16(0);
     const std::string island_with_lake = file_of({square(5, 45, 2), square(5.5, 45.5, 1, 2)});
-    return {{"island-with-lake", island_with_lake, behind(request + globe)},
+    const RawPolygon turns = all_over(10'000, {{2147, 0}, {-2147, 0}});
+    const RawPolygon in_and_out = all_over(10'000, {{170, 80}, {1, 46}});
+    const std::vector<RawPolygon> no_points(5000, {{}, 1});
+    return {large({"turns-without-end", file_of({turns}), behind(request + globe)}),
+            large({"in-and-out", file_of({in_and_out}), behind(request + window)}),
+            large({"polygons-of-nothing", file_of(no_points), behind(request + globe)}),
+            {"island-with-lake", island_with_lake, behind(request + globe)},
             {"island-with-lake-in-a-window", island_with_lake, behind(request + window)},
             {"across-greenwich", file_of({square(359, 46, 2)}), behind(request + window)},
             {"old-header", file_of({old, square(6, 46)}), behind(request + globe)},
@@ -123,7 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const Request request(parameters);
     const Input input(parameters.rest());
     const HeapLimit limit(size, first_room);
-    const StepLimit steps(size, 60, 5000);
+    const StepLimit steps(size, 100, 5000);
     const size_t polygons = walk(input);
     Coast coast;
     coast.gs->cache_data[request.resolution] = input.data();

@@ -141,7 +141,17 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     types.dims = {nc::dimension("x", 2), nc::dimension("y", 3)};
     for (int type = nc::byte_code; type <= nc::double_code; type++)
         types.vars.push_back({std::to_string(type), {0, 1}, {}, type});
-    return {{"something-of-everything", rich_header().bytes()},
+    RawHeader attributes_of_nothing;
+    attributes_of_nothing.attrs.assign(10'000, nc::attribute("", nc::byte_code, 0, ""));
+    RawHeader many_variables;
+    for (int i = 0; i < 10'000; i++)
+        many_variables.vars.push_back({std::to_string(i), {}, {}, nc::byte_code});
+    RawHeader many_values;
+    many_values.attrs = {nc::attribute("", nc::double_code, 50'000, std::string(400'000, '\1'))};
+    return {large({"attributes-of-nothing", attributes_of_nothing.bytes()}),
+            large({"many-variables", many_variables.bytes()}),
+            large({"many-values", many_values.bytes()}),
+            {"something-of-everything", rich_header().bytes()},
             {"records", records.bytes()},
             {"attributes-of-every-type", attributes.bytes()},
             {"variables-of-every-type", types.bytes()},
@@ -156,7 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const HeapBalance balance;
     const Input input({data, size});
     const HeapLimit limit(size);
-    const StepLimit steps(size, 20, 5000);
+    // Variables are found by their names: the more there are, the longer it takes to enter one.
+    const StepLimit steps(size, 40, 5000);
     Header header;
     unsigned char *pos = input.data();
     const int status = netcdf_unstuff_header(&pos, &header.hdr);

@@ -187,6 +187,15 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
         null_shapes.push_back(shp::record(number, shp::shape(SHAPE_NULL)));
     all.push_back({"null-shapes", shp::file(SHAPE_POLYGON, null_shapes)});
     all.push_back({"no-records", shp::file(SHAPE_POLYGON, {})});
+    std::vector<std::string> points;
+    for (int number = 1; number <= 10'000; number++) {
+        null_shapes.push_back(shp::record(static_cast<int>(null_shapes.size()) + 1, shp::shape(SHAPE_NULL)));
+        points.push_back(shp::record(number, shp::shape(SHAPE_POINT)));
+    }
+    const std::string parts = shp::shape(SHAPE_POLYGON, 20'000, 20'000);
+    all.push_back(large({"many-null-shapes", shp::file(SHAPE_POLYGON, null_shapes)}));
+    all.push_back(large({"many-points", shp::file(SHAPE_POINT, points)}));
+    all.push_back(large({"many-parts", shp::file(SHAPE_POLYGON, {shp::record(1, parts)})}));
     return all;
 }
 

@@ -119,6 +119,24 @@ std::string table_of_every_type() {
         {" Bonn\xe4  1.5 -12T19991231         1", "*K\xf6ln       9   ?        0123456789"}, header);
 }
 
+// So many records with that shape.
+std::vector<std::string> many(int count, const std::string &shape) {
+    std::vector<std::string> records;
+    for (int number = 1; number <= count; number++)
+        records.push_back(shp::record(number, shape));
+    return records;
+}
+
+std::string many_rows() {
+    return table_file({{"NAME", 'C', 40}, {"N", 'N', 20}},
+                      std::vector<std::string>(500, std::string(61, ' ')));
+}
+
+std::string many_fields() {
+    std::vector<Column> columns(1000, {"SAME", 'N', 1});
+    return table_file(columns, std::vector<std::string>(3, ' ' + std::string(1000, '7')));
+}
+
 // --- Reading ---
 
 struct Files {
@@ -172,6 +190,10 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     const std::string shp = main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(3, 4)});
     const std::string shx = index_file(SHAPE_POINT, {{100, 20}, {128, 20}});
     const std::string dbf = table_of_every_type();
+    const auto put_large = [&](const char *name, const std::string &main, const std::string &table) {
+        all.push_back(
+            large({name, main, [=](const std::string &file) { return files("", table, "", 0, file); }}));
+    };
     const auto put = [&](const char *name, const std::string &file, auto input) {
         all.push_back({name, file, input});
     };
@@ -181,6 +203,12 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     put("points.shx", shx, [=](const std::string &file) { return files(file, dbf, "", 0, shp); });
     put("points.dbf", dbf, [=](const std::string &file) { return files(shx, file, "", 0, shp); });
     put("points-utf16.dbf", dbf, [=](const std::string &file) { return files(shx, file, "UTF-16", 0, shp); });
+    put_large("many-null-shapes", shp::file(SHAPE_POLYGON, many(10'000, shp::shape(SHAPE_NULL))), "");
+    put_large("many-points", shp::file(SHAPE_POINT, many(10'000, shp::shape(SHAPE_POINT))), "");
+    put_large("many-parts", shp::file(SHAPE_POLYGON, many(1, shp::shape(SHAPE_POLYGON, 20'000, 20'000))), "");
+    put_large("nothing-but-gaps", shp::file(SHAPE_POINT, {std::string(200'000, '\1')}), "");
+    put_large("many-rows", shp::file(SHAPE_POINT, many(500, shp::shape(SHAPE_POINT))), many_rows());
+    put_large("many-fields", shp::file(SHAPE_POINT, many(3, shp::shape(SHAPE_POINT))), many_fields());
     put("points.cpg", "SHIFT_JIS", [=](const std::string &file) { return files(shx, dbf, file, 0, shp); });
     return all;
 }
