@@ -9,6 +9,7 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
 
@@ -17,6 +18,23 @@ namespace lindra::tools {
 namespace {
 
 constexpr double points_per_pixel = 0.75; // 72 points and 96 pixels to the inch
+
+// Points. What Cairo takes for a stroke is quadratic in the edges that cross.
+constexpr size_t longest_path = 4000;
+
+size_t points_of(std::span<const PlaneLine> lines) {
+    size_t count = 0;
+    for (const PlaneLine &line : lines)
+        count += line.size();
+    return count;
+}
+
+double length_of(std::span<const PlanePoint> line) {
+    double length = 0;
+    for (size_t i = 1; i < line.size(); i++)
+        length += std::hypot(line[i].x - line[i - 1].x, line[i].y - line[i - 1].y);
+    return length;
+}
 
 struct Ending {
     const char *text;
@@ -105,7 +123,7 @@ void Canvas::set_colour(const Colour &colour) {
     cairo_set_source_rgba(context_, colour.red, colour.green, colour.blue, colour.alpha);
 }
 
-void Canvas::trace_line(const PlaneLine &line) {
+void Canvas::trace_line(std::span<const PlanePoint> line) {
     cairo_new_sub_path(context_);
     for (const PlanePoint &point : line)
         cairo_line_to(context_, point.x, point.y);
@@ -139,14 +157,49 @@ void Canvas::stroke(const Colour &colour, double width) {
         cairo_new_path(context_);
 }
 
-// Ends are flat, so that short gaps stay open.
-void Canvas::stroke(const Stroke &stroke, double unit) {
-    if (stroke.dash == 0) return this->stroke(stroke.colour, stroke.width * unit);
+// Ends are flat, so that short gaps stay open. begun: the length of the line that lies before.
+void Canvas::set_dashes(const Stroke &stroke, double unit, double begun) {
     const double dashes[] = {stroke.dash * unit, stroke.gap * unit};
-    cairo_save(context_);
-    cairo_set_dash(context_, dashes, static_cast<int>(std::size(dashes)), 0);
+    cairo_set_dash(context_, dashes, static_cast<int>(std::size(dashes)), begun);
     cairo_set_line_cap(context_, CAIRO_LINE_CAP_BUTT);
-    this->stroke(stroke.colour, stroke.width * unit);
+}
+
+void Canvas::stroke_in_pieces(std::span<const PlaneLine> lines, const Stroke &stroke, double unit) {
+    for (const PlaneLine &line : lines) {
+        double begun = 0;
+        for (size_t first = 0; first == 0 || first + 1 < line.size(); first += longest_path) {
+            const auto piece =
+                std::span(line).subspan(first).first(std::min(longest_path + 1, line.size() - first));
+            if (stroke.dash > 0) set_dashes(stroke, unit, begun);
+            trace_line(piece);
+            cairo_stroke(context_);
+            begun += length_of(piece);
+        }
+    }
+}
+
+// Where pieces meet they overlap, which would show in a colour that is seen through.
+void Canvas::stroke_lines(std::span<const PlaneLine> lines, const Stroke &stroke, double unit) {
+    if (!stroke.colour.is_seen() || !(stroke.width * unit > 0)) return;
+    const bool is_long = points_of(lines) > longest_path;
+    const bool is_glass = is_long && stroke.colour.alpha < 1;
+    cairo_save(context_);
+    if (is_glass) cairo_push_group(context_);
+    set_colour(
+        {stroke.colour.red, stroke.colour.green, stroke.colour.blue, is_glass ? 1 : stroke.colour.alpha});
+    cairo_set_line_width(context_, stroke.width * unit);
+    if (is_long) {
+        stroke_in_pieces(lines, stroke, unit);
+    } else {
+        if (stroke.dash > 0) set_dashes(stroke, unit, 0);
+        for (const PlaneLine &line : lines)
+            trace_line(line);
+        cairo_stroke(context_);
+    }
+    if (is_glass) {
+        cairo_pop_group_to_source(context_);
+        cairo_paint_with_alpha(context_, stroke.colour.alpha);
+    }
     cairo_restore(context_);
 }
 

@@ -8,6 +8,7 @@
 #include "map/style.hpp"
 
 #include <memory>
+#include <span>
 #include <string>
 
 typedef struct _cairo cairo_t;
@@ -36,7 +37,6 @@ class Canvas {
     Canvas(const Canvas &) = delete;
     Canvas &operator=(const Canvas &) = delete;
 
-    void trace_line(const PlaneLine &line);
     void trace_rings(const PlaneLines &rings);
     void trace_box(const PlaneBox &box);
 
@@ -44,8 +44,8 @@ class Canvas {
     void fill(const Colour &colour);
     void stroke(const Colour &colour, double width);
 
-    // Of lengths that many pixels to the unit.
-    void stroke(const Stroke &stroke, double unit);
+    // The lines as one: where they meet nothing is painted twice. Of lengths that many pixels to the unit.
+    void stroke_lines(std::span<const PlaneLine> lines, const Stroke &stroke, double unit);
 
     // start: of the base line. A halo keeps the text readable on lines.
     void write(const std::string &text, double size, PlanePoint start, const Colour &colour);
@@ -63,6 +63,9 @@ class Canvas {
     struct Surface;
 
     void set_colour(const Colour &colour);
+    void set_dashes(const Stroke &stroke, double unit, double begun);
+    void trace_line(std::span<const PlanePoint> line);
+    void stroke_in_pieces(std::span<const PlaneLine> lines, const Stroke &stroke, double unit);
 
     std::unique_ptr<Surface> surface_;
     cairo_t *context_;

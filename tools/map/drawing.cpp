@@ -18,21 +18,65 @@ namespace lindra::tools {
 
 namespace {
 
-constexpr double thinning = 0.2; // pixels: a point nearer to the last one is left out
+constexpr double thinning = 0.2;      // pixels: a point nearer to the last one is left out
+constexpr double straightness = 0.05; // pixels: so are those no farther from the straight way past them
 
 bool is_thin(PlanePoint a, PlanePoint b) {
     return std::fabs(a.x - b.x) + std::fabs(a.y - b.y) < thinning;
 }
 
+// The directions in which a straight way from a point passes all points that a line has had since.
+class Sleeve {
+  public:
+    explicit Sleeve(PlanePoint from) : from_(from) {}
+
+    // Whether the way to the point passes those before it, none of which lies farther.
+    bool reaches(PlanePoint to) const {
+        const PlanePoint way = {to.x - from_.x, to.y - from_.y};
+        if (std::hypot(way.x, way.y) < length_) return false;
+        return length_ == 0 || (cross(right_, way) >= 0 && cross(way, left_) >= 0);
+    }
+
+    // A point that it reaches, or the first.
+    void take(PlanePoint to) {
+        const PlanePoint way = {to.x - from_.x, to.y - from_.y};
+        const double length = std::hypot(way.x, way.y);
+        if (length == 0) return;
+        const double aside = straightness / length;
+        const PlanePoint left = {way.x - way.y * aside, way.y + way.x * aside};
+        const PlanePoint right = {way.x + way.y * aside, way.y - way.x * aside};
+        if (length_ == 0 || cross(left, left_) > 0) left_ = left;
+        if (length_ == 0 || cross(right_, right) > 0) right_ = right;
+        length_ = length;
+    }
+
+  private:
+    static double cross(PlanePoint a, PlanePoint b) { return a.x * b.y - a.y * b.x; }
+
+    PlanePoint from_;
+    PlanePoint left_ = {}, right_ = {};
+    double length_ = 0; // of the way to the farthest
+};
+
 // The last point stays where it is: the pieces of a line end on the border. Nothing is left of a line that is
 // all within the reach of its first point, such as the shore of a small island.
 PlaneLine thinned_line(const PlaneLine &line, const Page &page) {
-    PlaneLine result;
-    for (size_t i = 0; i < line.size(); i++) {
+    if (line.empty()) return {};
+    PlaneLine result = {page.at(line.front())};
+    PlanePoint last = result.front(); // that is not too near to the one before
+    Sleeve sleeve(last);
+    for (size_t i = 1; i < line.size(); i++) {
         const PlanePoint point = page.at(line[i]);
-        const bool ends = i == 0 || i + 1 == line.size();
-        if (ends || !is_thin(point, result.back())) result.push_back(point);
+        const bool ends = i + 1 == line.size();
+        if (!ends && is_thin(point, last)) continue;
+        if (!sleeve.reaches(point)) {
+            result.push_back(last);
+            sleeve = Sleeve(last);
+        }
+        sleeve.take(point);
+        last = point;
     }
+    if (line.size() > 1) result.push_back(last);
     if (result.size() == 2 && is_thin(result.front(), result.back())) result.clear();
     return result;
 }
@@ -134,11 +178,9 @@ void Drawing::paint_areas(Canvas &canvas, int level) const {
 void Drawing::paint_shores(Canvas &canvas, int level) const {
     const Style &style = request_.style;
     const Colour colour = level == 0 ? style.coast : style.shore;
-    const double width = (level == 0 ? style.coast_width : style.shore_width) * unit_;
-    for (const PlaneLine &line : levels_[static_cast<size_t>(level)].shores) {
-        canvas.trace_line(line);
-        canvas.stroke(colour, width);
-    }
+    const double width = level == 0 ? style.coast_width : style.shore_width;
+    for (const PlaneLine &line : levels_[static_cast<size_t>(level)].shores)
+        canvas.stroke_lines({&line, 1}, {colour, width}, unit_);
 }
 
 // The lines of a level are one path, so that where they meet nothing is painted twice. Major ones come last.
@@ -146,9 +188,7 @@ void Drawing::paint_lines(Canvas &canvas, LineKind kind) const {
     for (auto group = lines_.rbegin(); group != lines_.rend(); ++group) {
         const auto [group_kind, level] = group->first;
         if (group_kind != kind) continue;
-        for (const PlaneLine &line : group->second)
-            canvas.trace_line(line);
-        canvas.stroke(line_stroke(request_.style, kind, level), unit_);
+        canvas.stroke_lines(group->second, line_stroke(request_.style, kind, level), unit_);
     }
 }
 
@@ -158,11 +198,8 @@ void Drawing::paint_shapes(Canvas &canvas) const {
         canvas.trace_rings(shape.area);
         canvas.fill(style.shape);
     }
-    for (const PageShape &shape : shapes_) {
-        for (const PlaneLine &line : shape.lines)
-            canvas.trace_line(line);
-        canvas.stroke(style.shape_line, style.shape_width * unit_);
-    }
+    for (const PageShape &shape : shapes_)
+        canvas.stroke_lines(shape.lines, {style.shape_line, style.shape_width}, unit_);
     for (const PageShape &shape : shapes_)
         for (const PlanePoint &dot : shape.dots) {
             canvas.trace_rings({disc_round(dot, style.dot_size / 2 * unit_)});
@@ -171,16 +208,14 @@ void Drawing::paint_shapes(Canvas &canvas) const {
 }
 
 void Drawing::paint_graticule(Canvas &canvas) const {
-    for (const PlaneLine &line : layout_.page.at(layout_.graticule.lines))
-        canvas.trace_line(line);
-    canvas.stroke(request_.style.graticule, request_.style.graticule_width * unit_);
+    canvas.stroke_lines(layout_.page.at(layout_.graticule.lines),
+                        {request_.style.graticule, request_.style.graticule_width}, unit_);
 }
 
 // Twice as wide as asked for: the outer half is clipped away.
 void Drawing::paint_frame(Canvas &canvas) const {
-    for (const PlaneLine &line : layout_.page.at(chart_->border()))
-        canvas.trace_line(line);
-    canvas.stroke(request_.style.frame, 2 * request_.style.frame_width * unit_);
+    canvas.stroke_lines(layout_.page.at(chart_->border()),
+                        {request_.style.frame, 2 * request_.style.frame_width}, unit_);
 }
 
 void Drawing::paint_map(Canvas &canvas) const {

@@ -41,7 +41,7 @@ struct Style {
 struct Stroke {
     Colour colour;
     double width;
-    double dash, gap; // 0 for a solid line
+    double dash = 0, gap = 0; // 0 for a solid line
 };
 
 // How borders and rivers of a level are drawn.
