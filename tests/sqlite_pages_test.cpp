@@ -362,6 +362,15 @@ TEST_F(SqlitePages, lack_of_memory_while_files_are_opened_is_told) {
     EXPECT_GT(failed, 10);
 }
 
+TEST_F(SqlitePages, file_that_a_journal_names_is_not_opened) {
+    open_watched(path);
+    std::vector<char> room(static_cast<size_t>(way.szOsFile));
+    auto *file = reinterpret_cast<sqlite3_file *>(room.data());
+    const int flags = SQLITE_OPEN_SUPER_JOURNAL | SQLITE_OPEN_READONLY;
+    EXPECT_EQ(way.xOpen(&way, path.c_str(), file, flags, nullptr), SQLITE_AUTH);
+    EXPECT_EQ(file->pMethods, nullptr);
+}
+
 TEST_F(SqlitePages, file_without_a_name_is_one_of_the_systems_making) {
     open_watched(path);
     std::vector<char> room(static_cast<size_t>(way.szOsFile));

@@ -8,7 +8,9 @@
 // system; what is read of a database and of the log beside it is looked at, if it is a page of rows.
 //
 // Nor does SQLite look at what it opens: a FIFO with the name of a journal blocks it, and it opens again when
-// a signal ends that. What is no regular file is refused here, too.
+// a signal ends that. What is no regular file is refused here, too; and so is a super-journal, the list of
+// the databases of one change: the journal beside a database names it, by any path, and when the change has
+// been taken back SQLite deletes what stands there.
 //
 // That a page is one of rows is told by its first byte. The pages of a chain begin with the number of the
 // next one, whose first byte is 0 in every file that is short enough for a row to claim more than it; so does
@@ -201,6 +203,7 @@ sqlite3_file *database_of(const char *name, sqlite3_file *file, int flags) {
 int open_file(sqlite3_vfs *vfs, const char *name, sqlite3_file *file, int flags, int *out_flags) {
     static constexpr sqlite3_io_methods without_memory = methods(1), with_memory = methods(2);
     auto *self = new (file) CheckedFile{{nullptr}, database_of(name, file, flags)};
+    if (flags & SQLITE_OPEN_SUPER_JOURNAL) return SQLITE_AUTH;
     if (const int refused = refuse_special_files(name, flags); refused != SQLITE_OK) return refused;
     const int result = real(vfs)->xOpen(real(vfs), name, real(file), flags, out_flags);
     // What has methods will be closed, even if opening it failed.

@@ -59,6 +59,7 @@ std::string advice(int result) {
     if ((result & 0xff) == SQLITE_CORRUPT)
         return "; the file is damaged: delete it and make it anew with lindra index";
     if ((result & 0xff) == SQLITE_NOTADB) return "; name one that lindra index has made";
+    if (result == SQLITE_AUTH) return ": its journal names another file, which was left alone; run it again";
     if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
     return "";
 }
