@@ -4,6 +4,7 @@
 #include "endless_tree.hpp"
 #include "lying_row.hpp"
 #include "ordinary_user.hpp"
+#include "special_file.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
 #include "torture/faults.hpp"
@@ -762,6 +763,61 @@ TEST_F(DatabaseTest, journal_of_a_change_that_is_over_is_passed_over) {
     directory.write("world-journal", std::string(512, '\0'));
     EXPECT_EQ(filename_of(file_row(opened(path()), "17")), "shapes/roads.shp");
 }
+
+namespace {
+
+// What SQLite looks for beside a database.
+class SpecialFileBeside : public DatabaseTest, public testing::WithParamInterface<const char *> {
+  protected:
+    // A file that is waited for would be waited for without end.
+    void SetUp() override { alarm(60); }
+    void TearDown() override { alarm(0); }
+
+    // What a row is read as with the file beside a database whose journal is of that mode; the database stays
+    // as it is.
+    std::string read_beside(const char *ending, const std::string &mode) {
+        made("PRAGMA journal_mode = " + mode + ";" + world);
+        const std::string before = bytes_of(path());
+        make_special_file(GetParam(), path() + ending);
+        Dbptr view = {};
+        const bool is_open = lindra_db_open(path().c_str(), &view) == 0;
+        const std::string name = is_open ? filename_of(file_row(view, "17")) : "refused";
+        if (is_open) lindra_db_close(view);
+        EXPECT_EQ(bytes_of(path()), before);
+        for (const std::string each : {"", "-journal", "-wal", "-shm"})
+            std::filesystem::remove_all(path() + each);
+        return name;
+    }
+
+    static bool is_loop() { return GetParam() == std::string("loop"); }
+};
+
+} // namespace
+
+TEST_P(SpecialFileBeside, is_refused_as_a_journal_or_log) {
+    for (const char *ending : {"-journal", "-wal"})
+        for (const char *mode : {"DELETE", "WAL"})
+            EXPECT_EQ(read_beside(ending, mode), is_loop() ? "shapes/roads.shp" : "refused")
+                << ending << mode;
+}
+
+// No other can write in write-ahead mode then, so that the database is read as it is.
+TEST_P(SpecialFileBeside, is_no_memory_of_a_log) {
+    for (const char *mode : {"DELETE", "WAL"})
+        EXPECT_EQ(read_beside("-shm", mode), "shapes/roads.shp") << mode;
+}
+
+TEST_P(SpecialFileBeside, is_refused_as_the_memory_of_a_log_that_is_there) {
+    made("PRAGMA journal_mode = WAL;" + std::string(world));
+    const std::string log = directory.write("world-wal", std::string(4, '\0'));
+    make_special_file(GetParam(), path("world-shm"));
+    Dbptr view = {};
+    EXPECT_EQ(lindra_db_open(path().c_str(), &view), -1);
+    EXPECT_EQ(bytes_of(log), std::string(4, '\0'));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SpecialFileBeside, testing::Values("fifo", "directory", "loop", "/dev/zero"),
+                         name_of_special_file);
 
 TEST_F(DatabaseTest, file_that_a_writer_holds_is_refused_after_a_wait) {
     made(world);

@@ -3,6 +3,7 @@
 // Shapefiles and textures that another process cuts while they are read.
 
 #include "cut_files.hpp"
+#include "special_file.hpp"
 
 #include "lindra/lindra.hpp"
 
@@ -624,14 +625,7 @@ class SpecialFile : public FaultGuard, public testing::WithParamInterface<const 
     // A path of that kind with the ending, or nothing where there can be none.
     std::string make(const std::string &kind, const std::string &ending) const {
         const std::string path = (directory.path() / ("special" + ending)).string();
-        if (kind == "fifo")
-            EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
-        else if (kind == "directory")
-            std::filesystem::create_directory(path);
-        else if (kind == "loop")
-            std::filesystem::create_symlink(path, path);
-        else
-            std::filesystem::create_symlink(kind, path);
+        make_special_file(kind, path);
         return path;
     }
 };
@@ -686,11 +680,7 @@ TEST_F(FaultGuard, unreadable_files_are_refused_with_the_reason) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SpecialFile,
                          testing::Values("fifo", "directory", "loop", "/dev/zero", "/proc/self/maps"),
-                         [](const auto &kind) {
-                             std::string name = kind.param;
-                             std::ranges::replace(name, '/', '_');
-                             return name;
-                         });
+                         name_of_special_file);
 
 } // namespace
 } // namespace lindra::test

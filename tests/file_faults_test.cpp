@@ -6,6 +6,7 @@
 #include "cut_files.hpp"
 #include "gshhs_builder.hpp"
 #include "shapefile_files.hpp"
+#include "special_file.hpp"
 
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
@@ -14,6 +15,7 @@
 #include "program.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_writer.hpp"
+#include "shapes/sqlite.hpp"
 
 #include <gtest/gtest.h>
 
@@ -443,17 +445,9 @@ TEST_F(FileFaults, nothing_changed_is_no_complaint) {
 class SpecialFileCommand : public FileFaults, public testing::WithParamInterface<const char *> {
   protected:
     std::string make(const std::string &name) const {
-        const std::string kind = GetParam();
         const std::string at = path(name);
         std::filesystem::create_directories(std::filesystem::path(at).parent_path());
-        if (kind == "fifo")
-            EXPECT_EQ(mkfifo(at.c_str(), 0600), 0);
-        else if (kind == "directory")
-            std::filesystem::create_directory(at);
-        else if (kind == "loop")
-            std::filesystem::create_symlink(at, at);
-        else
-            std::filesystem::create_symlink(kind, at);
+        make_special_file(GetParam(), at);
         return at;
     }
 
@@ -535,11 +529,100 @@ TEST_P(SpecialFileCommand, import_refuses_it) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SpecialFileCommand,
                          testing::Values("fifo", "directory", "loop", "/dev/zero", "/proc/self/maps"),
-                         [](const auto &kind) {
-                             std::string name = kind.param;
-                             std::ranges::replace(name, '/', '_');
-                             return name;
-                         });
+                         name_of_special_file);
+
+// What SQLite looks for beside an index.
+class SpecialFileBesideIndex : public SpecialFileCommand {
+  protected:
+    const std::string index = path("shapes.db");
+
+    // Runs the command over an index whose journal is of that mode, with the file beside it. It is refused
+    // and told, or not looked for.
+    void run(const std::string &arguments, const std::string &mode, const std::string &ending) const {
+        SCOPED_TRACE(mode + ending);
+        make_index(mode);
+        const std::string before = read_file(index);
+        const std::string beside = make("shapes.db" + ending);
+        const Result result = run_lindra(arguments);
+        if (is_looked_for(mode, ending)) {
+            EXPECT_EQ(result.code, 1);
+        }
+        if (result.code != 0) {
+            EXPECT_EQ(read_file(index), before);
+            EXPECT_EQ(result.output, "");
+            EXPECT_TRUE(is_told(result.errors, beside)) << result.errors;
+        }
+        for (const std::string each : {"", "-journal", "-wal", "-shm"})
+            std::filesystem::remove_all(index + each);
+    }
+
+    void run_everywhere(const std::string &arguments) const {
+        for (const char *mode : {"DELETE", "WAL"})
+            for (const char *ending : {"-journal", "-wal", "-shm"})
+                run(arguments, mode, ending);
+    }
+
+  private:
+    void make_index(const std::string &mode) const {
+        directory.write("roads.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+        EXPECT_EQ(run_lindra("index " + path("roads.shp") + " -o " + index).code, 0);
+        tools::SqliteConnection(index, tools::SqliteConnection::Access::write)
+            .run(("PRAGMA journal_mode = " + mode).c_str());
+    }
+
+    // A link that leads round is not there for SQLite, nor is a file that is empty.
+    static bool is_looked_for(const std::string &mode, const std::string &ending) {
+        const std::string kind = GetParam();
+        return kind != "loop" && kind != "/proc/self/maps" && (ending != "-shm" || mode == "WAL");
+    }
+
+    // In one line. Which links SQLite follows depends on its version.
+    bool is_told(const std::string &errors, const std::string &beside) const {
+        if (!errors.starts_with("lindra: " + index + ": ") || std::ranges::count(errors, '\n') != 1)
+            return false;
+        const std::string kind = GetParam();
+        return kind == "/proc/self/maps" ||
+               errors.ends_with(": " + beside + " is no regular file; remove it\n");
+    }
+};
+
+TEST_P(SpecialFileBesideIndex, is_refused_by_fetch) {
+    run_everywhere("fetch " + index + " --id 1");
+}
+
+TEST_P(SpecialFileBesideIndex, is_refused_by_index) {
+    const std::string more = directory.write("rivers.shp", main_file_of(SHAPE_POINT, {point_shape(3, 4)}));
+    run_everywhere("index " + more + " -o " + index);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SpecialFileBesideIndex,
+                         testing::Values("fifo", "directory", "loop", "/dev/zero", "/proc/self/maps"),
+                         name_of_special_file);
+
+TEST_F(FileFaults, directory_in_the_place_of_a_journal_is_told_and_no_index_is_begun) {
+    const std::string file = directory.write("roads.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    for (const std::string ending : {"-journal", "-wal"}) {
+        const std::string beside = path("shapes.db" + ending);
+        std::filesystem::create_directory(beside);
+        const Result result = run_lindra("index " + file + " -o " + path("shapes.db"));
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(result.errors.ends_with(": " + beside + " is no regular file; remove it\n"))
+            << result.errors;
+        EXPECT_FALSE(std::filesystem::exists(path("shapes.db")));
+        std::filesystem::remove(beside);
+    }
+}
+
+TEST_F(FileFaults, journal_elsewhere_is_to_be_put_in_its_place) {
+    const std::string file = directory.write("roads.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
+    directory.write("elsewhere", "");
+    std::filesystem::create_symlink(path("elsewhere"), path("shapes.db-journal"));
+    const Result result = run_lindra("index " + file + " -o " + path("shapes.db"));
+    if (result.code == 0) GTEST_SKIP() << "this SQLite follows links";
+    EXPECT_TRUE(result.errors.ends_with(
+        ": " + path("shapes.db-journal is a link; put in its place what it leads to\n")))
+        << result.errors;
+}
 
 // --- Files that are closed to the user --------------------------------------------------------------------
 

@@ -2,6 +2,7 @@
 //
 // `lindra index`, and that what it makes finds the same as a look at every record.
 
+#include "big_endian.hpp"
 #include "indexed_shapes.hpp"
 #include "lying_row.hpp"
 #include "ordinary_user.hpp"
@@ -16,6 +17,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <unistd.h>
@@ -522,6 +524,36 @@ TEST_F(Index, folder_that_may_not_be_written_is_told_with_the_reason) {
     const Result result = run_lindra("index " + path("a.shp") + " -o " + path("locked/shapes.db"));
     EXPECT_EQ(result.code, 1);
     EXPECT_TRUE(has(result.errors, "locked/shapes.db cannot be made: Permission denied")) << result.errors;
+}
+
+// Of a change that has changed no page yet, as one of several databases ("Database File Format", sqlite.org,
+// section 3).
+std::string journal_that_names(const std::string &file, const std::string &database) {
+    constexpr uint64_t page_size = 4096;
+    const std::string mark = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+    const int pages = static_cast<int>(fs::file_size(database) / page_size);
+    std::string journal = mark + be32(0) + be32(7) + be32(pages) + be32(512) + be32(page_size);
+    journal.resize(512);
+    const int sum = std::accumulate(file.begin(), file.end(), 0);
+    return journal + be32((1 << 30) / page_size + 1) + file + be32(static_cast<int>(file.size())) +
+           be32(sum) + mark;
+}
+
+// SQLite would delete it.
+TEST_F(Index, file_that_a_journal_names_is_left_alone) {
+    write("a", {point_shape(1, 1)});
+    ASSERT_EQ(index().code, 0);
+    const std::string other = directory.write("other", "not to be lost\n");
+    directory.write("shapes.db-journal", journal_that_names(other, database()));
+    EXPECT_TRUE(has(fetch("").errors, "a run of lindra index was cut short; run it again\n"));
+    const Result result = index();
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, ": its journal names another file, which was left alone; run it again\n"))
+        << result.errors;
+    EXPECT_EQ(read_file(other), "not to be lost\n");
+    EXPECT_EQ(index().code, 0);
+    EXPECT_EQ(read_file(other), "not to be lost\n");
+    EXPECT_EQ(shapes(), 1);
 }
 
 TEST_F(Index, encoding_that_is_unknown_is_a_wrong_argument) {

@@ -5,6 +5,7 @@
 
 #include "big_endian.hpp"
 #include "guarded_buffer.hpp"
+#include "special_file.hpp"
 #include "sqlite_maker.hpp"
 #include "temporary_directory.hpp"
 #include "torture/faults.hpp"
@@ -305,6 +306,80 @@ TEST_F(SqlitePages, way_is_there_only_while_a_database_is_opened_and_never_the_d
     EXPECT_EQ(default_way, system);
     EXPECT_EQ(sqlite3_vfs_find(nullptr), system);
     EXPECT_EQ(sqlite3_vfs_find("lindra"), nullptr);
+}
+
+// --- What is opened
+
+namespace {
+
+// What opening the database, and reading its schema and log, says.
+int read_schema(const std::string &path) {
+    sqlite3 *connection = nullptr;
+    int result = lindra::open_distrusting_rows(path.c_str(), &connection, SQLITE_OPEN_READONLY);
+    if (result == SQLITE_OK) result = sqlite3_exec(connection, "SELECT * FROM t", nullptr, nullptr, nullptr);
+    if (result != SQLITE_OK && connection) result = sqlite3_extended_errcode(connection);
+    sqlite3_close(connection);
+    return result;
+}
+
+} // namespace
+
+TEST_F(SqlitePages, what_is_no_regular_file_is_not_opened) {
+    const std::string special = path + "-special";
+    for (const char *kind : {"fifo", "directory", "/dev/zero"}) {
+        make_special_file(kind, special);
+        EXPECT_EQ(read_schema(special), SQLITE_CANTOPEN_ISDIR) << kind;
+        std::filesystem::remove(special);
+    }
+}
+
+TEST_F(SqlitePages, link_to_a_regular_file_is_followed) {
+    const std::string link = (directory.path() / "link").string();
+    std::filesystem::create_symlink(path, link);
+    EXPECT_EQ(read_schema(link), SQLITE_OK);
+}
+
+TEST_F(SqlitePages, what_cannot_be_looked_at_is_not_opened) {
+    int failed = 0;
+    for (int nth = 1; failed == nth - 1; nth++) {
+        const Faults faults(FaultKind::system_call, nth, false);
+        const int result = read_schema(path);
+        failed += Faults::failed();
+        EXPECT_EQ(result, Faults::failed() ? SQLITE_CANTOPEN_ISDIR : SQLITE_OK) << nth;
+    }
+    EXPECT_EQ(failed, 3) << "the database, its log and the memory of that";
+}
+
+TEST_F(SqlitePages, lack_of_memory_while_files_are_opened_is_told) {
+    int failed = 0;
+    for (int nth = 1; failed == nth - 1; nth++) {
+        const Faults faults(FaultKind::sqlite_allocation, nth, false);
+        const int result = read_schema(path);
+        failed += Faults::failed();
+        EXPECT_TRUE(Faults::failed() || result == SQLITE_OK) << nth;
+        EXPECT_TRUE(result == SQLITE_OK || result == SQLITE_NOMEM || result == SQLITE_IOERR_NOMEM) << result;
+    }
+    EXPECT_GT(failed, 10);
+}
+
+TEST_F(SqlitePages, file_that_a_journal_names_is_not_opened) {
+    open_watched(path);
+    std::vector<char> room(static_cast<size_t>(way.szOsFile));
+    auto *file = reinterpret_cast<sqlite3_file *>(room.data());
+    const int flags = SQLITE_OPEN_SUPER_JOURNAL | SQLITE_OPEN_READONLY;
+    EXPECT_EQ(way.xOpen(&way, path.c_str(), file, flags, nullptr), SQLITE_AUTH);
+    EXPECT_EQ(file->pMethods, nullptr);
+}
+
+TEST_F(SqlitePages, file_without_a_name_is_one_of_the_systems_making) {
+    open_watched(path);
+    std::vector<char> room(static_cast<size_t>(way.szOsFile));
+    auto *file = reinterpret_cast<sqlite3_file *>(room.data());
+    const int flags = SQLITE_OPEN_TEMP_DB | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
+                      SQLITE_OPEN_EXCLUSIVE | SQLITE_OPEN_DELETEONCLOSE;
+    ASSERT_EQ(way.xOpen(&way, nullptr, file, flags, nullptr), SQLITE_OK);
+    EXPECT_EQ(file->pMethods->xWrite(file, "x", 1, 0), SQLITE_OK);
+    EXPECT_EQ(file->pMethods->xClose(file), SQLITE_OK);
 }
 
 TEST(SqliteThatCannotStart, opens_nothing) {

@@ -7,6 +7,11 @@
 // this SQLite's way to the files of a system (its VFS) is wrapped: all calls go through to that of the
 // system; what is read of a database and of the log beside it is looked at, if it is a page of rows.
 //
+// Nor does SQLite look at what it opens: a FIFO with the name of a journal blocks it, and it opens again when
+// a signal ends that. What is no regular file is refused here, too; and so is a super-journal, the list of
+// the databases of one change: the journal beside a database names it, by any path, and when the change has
+// been taken back SQLite deletes what stands there.
+//
 // That a page is one of rows is told by its first byte. The pages of a chain begin with the number of the
 // next one, whose first byte is 0 in every file that is short enough for a row to claim more than it; so does
 // a page that tells the parents of others, which has 0 rows where its first byte is that of an index. Files
@@ -16,11 +21,14 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <span>
+#include <sys/stat.h>
 
 namespace lindra {
 
@@ -165,6 +173,28 @@ constexpr sqlite3_io_methods methods(int version) {
     return all;
 }
 
+// What is not there may be made.
+bool is_file_or_absent(const char *name) {
+    struct stat found;
+    if (stat(name, &found) != 0) return errno == ENOENT;
+    errno = 0; // which a caller may ask for
+    return S_ISREG(found.st_mode);
+}
+
+// The files that SQLite keeps nowhere have no name. The memory that is shared behind a log it opens past the
+// way to files.
+int refuse_special_files(const char *name, int flags) {
+    // Of the plain SQLITE_CANTOPEN it concludes that a journal has a change to be taken back.
+    constexpr int refused = SQLITE_CANTOPEN_ISDIR;
+    if (!name) return SQLITE_OK;
+    if (!is_file_or_absent(name)) return refused;
+    if (!(flags & SQLITE_OPEN_WAL)) return SQLITE_OK;
+    const std::unique_ptr<char, decltype(&sqlite3_free)> memory(
+        sqlite3_mprintf("%s-shm", sqlite3_filename_database(name)), sqlite3_free);
+    if (!memory) return SQLITE_NOMEM;
+    return is_file_or_absent(memory.get()) ? SQLITE_OK : refused;
+}
+
 sqlite3_file *database_of(const char *name, sqlite3_file *file, int flags) {
     if (flags & SQLITE_OPEN_MAIN_DB) return file;
     return flags & SQLITE_OPEN_WAL ? sqlite3_database_file_object(name) : nullptr;
@@ -173,6 +203,8 @@ sqlite3_file *database_of(const char *name, sqlite3_file *file, int flags) {
 int open_file(sqlite3_vfs *vfs, const char *name, sqlite3_file *file, int flags, int *out_flags) {
     static constexpr sqlite3_io_methods without_memory = methods(1), with_memory = methods(2);
     auto *self = new (file) CheckedFile{{nullptr}, database_of(name, file, flags)};
+    if (flags & SQLITE_OPEN_SUPER_JOURNAL) return SQLITE_AUTH;
+    if (const int refused = refuse_special_files(name, flags); refused != SQLITE_OK) return refused;
     const int result = real(vfs)->xOpen(real(vfs), name, real(file), flags, out_flags);
     // What has methods will be closed, even if opening it failed.
     if (const sqlite3_io_methods *found = real(file)->pMethods)

@@ -169,8 +169,8 @@ LINDRA_API Dbptr dblookup(Dbptr db, const char *database, const char *table, con
 /* lindra_db_open opens the SQLite file at path to be read and sets db to a view of it with everything else
  * LINDRA_DB_ALL. Each call opens the file anew. The file is never written; one in write-ahead mode gets
  * SQLite's -wal and -shm files beside it where they can be made. Returns 0, or -1 with db as it was: no
- * regular file or none of SQLite's, one that cannot be read or that needs repair by a writer first, exhausted
- * memory. */
+ * regular file or none of SQLite's, one that cannot be read or that needs repair by a writer first, no
+ * regular file in the place of its journal or log, exhausted memory. */
 LINDRA_API int lindra_db_open(const char *path, Dbptr *db);
 
 /* lindra_db_close closes the database of a view and releases its memory; every view of it then fails. Returns

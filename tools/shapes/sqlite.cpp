@@ -30,6 +30,26 @@ int64_t file_size(const std::string &path) {
     return missing ? 0 : static_cast<int64_t>(size);
 }
 
+bool is_of_system(int result) {
+    return (result & 0xff) == SQLITE_CANTOPEN || (result & 0xff) == SQLITE_IOERR;
+}
+
+// What beside the database SQLite can neither open nor delete. Links it does not follow there.
+std::string obstacle(const std::string &path, int result) {
+    namespace fs = std::filesystem;
+    if ((result & 0xff) != SQLITE_CANTOPEN && result != SQLITE_IOERR_DELETE) return "";
+    for (const char *ending : {"-journal", "-wal", "-shm"}) {
+        const std::string beside = path + ending;
+        std::error_code ignored;
+        const fs::file_status status = fs::symlink_status(beside, ignored);
+        if (!fs::exists(status) || fs::is_regular_file(status)) continue;
+        return beside + (fs::is_regular_file(beside, ignored)
+                             ? " is a link; put in its place what it leads to"
+                             : " is no regular file; remove it");
+    }
+    return "";
+}
+
 std::string advice(int result) {
     if ((result & 0xff) == SQLITE_BUSY)
         return ": another program is writing it; try again when that has ended";
@@ -39,6 +59,7 @@ std::string advice(int result) {
     if ((result & 0xff) == SQLITE_CORRUPT)
         return "; the file is damaged: delete it and make it anew with lindra index";
     if ((result & 0xff) == SQLITE_NOTADB) return "; name one that lindra index has made";
+    if (result == SQLITE_AUTH) return ": its journal names another file, which was left alone; run it again";
     if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
     return "";
 }
@@ -100,10 +121,12 @@ int64_t SqliteConnection::number(const char *sql) {
 void SqliteConnection::fail() const {
     const int result = sqlite3_extended_errcode(handle());
     const int reason = sqlite3_system_errno(handle());
-    const bool is_of_system = (result & 0xff) == SQLITE_CANTOPEN || (result & 0xff) == SQLITE_IOERR;
-    require_memory(is_of_system ? reason : 0);
-    fail(result, sqlite3_errmsg(handle()) +
-                     (is_of_system && reason ? std::string(": ") + std::strerror(reason) : ""));
+    const std::string told = sqlite3_errmsg(handle());
+    if (!is_of_system(result)) fail(result, told);
+    require_memory(reason);
+    if (const std::string beside = obstacle(path_, result); !beside.empty())
+        fail(result, told + ": " + beside);
+    fail(result, told + (reason ? std::string(": ") + std::strerror(reason) : ""));
 }
 
 // SQLite's own way to say that it has no memory is to give none.
