@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iconv.h>
+#include <random>
 #include <string_view>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -192,6 +193,34 @@ TEST(Attributes, a_name_that_occurs_again_is_numbered) {
     EXPECT_EQ((*unnamed)[0].attributes()["FIELD_1"], attribute_value("x"));
     EXPECT_EQ(unnamed.lines(repair_kind::table),
               Lines{"memory.dbf:32: has a field without a name of its own, which is called FIELD_1"});
+}
+
+// Each field's name is compared with that of every field before it.
+Lines names_by_the_plain_rule(Lines names) {
+    for (size_t i = 0; i < names.size(); i++) {
+        const auto behind = names.begin() + static_cast<ptrdiff_t>(i);
+        if (!names[i].empty() && std::find(names.begin(), behind, names[i]) == behind) continue;
+        names[i] += (names[i].empty() ? "FIELD_" : "_") + std::to_string(i + 1);
+    }
+    return names;
+}
+
+TEST(Attributes, names_are_numbered_by_the_plain_rule_also_where_the_number_makes_another_ones_name) {
+    const Lines known = {"", "A", "B", "A_2", "A_3", "A_2_3", "A_3_4", "FIELD_1", "FIELD_2", "FIELD_3_4"};
+    std::mt19937 random(1);
+    for (int tables = 0; tables < 2000; tables++) {
+        std::vector<Column> columns;
+        Lines names;
+        for (size_t count = 1 + random() % 8; names.size() < count;) {
+            names.push_back(known[random() % known.size()]);
+            columns.push_back({names.back(), 'C', 1});
+        }
+        auto file = with_table(0, table_file(columns, {}));
+        Lines seen;
+        for (const table_field &field : file->fields())
+            seen.push_back(field.name);
+        ASSERT_EQ(seen, names_by_the_plain_rule(names));
+    }
 }
 
 // --- Tables that break the rules ---

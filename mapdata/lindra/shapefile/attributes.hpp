@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -220,11 +221,13 @@ class attribute_table {
     }
 
     void name_apart() {
+        std::set<std::string_view> names;
         for (size_t i = 0; i < fields_.size(); i++) {
             std::string &name = fields_[i].name;
-            if (!name.empty() && *find(name) == i) continue;
+            if (!name.empty() && names.insert(name).second) continue;
             name += name.empty() ? "FIELD_" : "_";
             name += std::to_string(i + 1);
+            names.insert(name);
             report_(repair_kind::table, layout_->header_size + i * layout_->descriptor_size,
                     "has a field without a name of its own, which is called " + name);
         }
