@@ -6,6 +6,8 @@
 // What a header says is used where the rows bear it out: a row begins with a flag, a blank or an asterisk.
 // The rows begin where the header says it ends, else behind the descriptors; they are as long as the header
 // says, else as the fields are; there are as many as the header says, but no more than the file holds.
+//
+// Every field that is kept has a byte in every whole row, so that there are no more values than bytes.
 #ifndef LINDRA_SHAPEFILE_ATTRIBUTES_HPP
 #define LINDRA_SHAPEFILE_ATTRIBUTES_HPP
 
@@ -27,7 +29,7 @@
 namespace lindra {
 
 // table_field: a column of the table. Names are in UTF-8; an empty one, or one that occurs again, is
-// numbered.
+// numbered. A field of no bytes, or one that begins behind the row, is none.
 struct table_field {
     std::string name;
     char type;       // C text, N number, F real, D date, L logical, others
@@ -126,6 +128,7 @@ class attribute_table {
                                             report_, decoder_);
         const size_t descriptors_end = read_fields();
         place_rows(descriptors_end);
+        leave_out_fields_without_bytes();
         count_rows();
     }
 
@@ -220,6 +223,9 @@ class attribute_table {
         report_(repair_kind::table, layout_->header_size, "has texts longer than 255 bytes");
     }
 
+    // Of the field that is number i in the file.
+    size_t descriptor_offset(size_t i) const { return layout_->header_size + i * layout_->descriptor_size; }
+
     void name_apart() {
         std::set<std::string_view> names;
         for (size_t i = 0; i < fields_.size(); i++) {
@@ -228,9 +234,21 @@ class attribute_table {
             name += name.empty() ? "FIELD_" : "_";
             name += std::to_string(i + 1);
             names.insert(name);
-            report_(repair_kind::table, layout_->header_size + i * layout_->descriptor_size,
+            report_(repair_kind::table, descriptor_offset(i),
                     "has a field without a name of its own, which is called " + name);
         }
+    }
+
+    // Such fields have no value in any row, and nothing in the file would bound how many values that makes.
+    void leave_out_fields_without_bytes() {
+        const auto is_without_bytes = [&](const table_field &each) {
+            return each.length == 0 || each.offset >= row_size_;
+        };
+        for (size_t i = 0; i < fields_.size(); i++)
+            if (is_without_bytes(fields_[i]))
+                report_(repair_kind::table, descriptor_offset(i),
+                        "has a field " + fields_[i].name + " without a byte in the rows, which is left out");
+        std::erase_if(fields_, is_without_bytes);
     }
 
     // --- Rows ---
