@@ -387,13 +387,30 @@ TEST(Attributes, a_field_whose_place_is_just_behind_the_row_is_left_out) {
     EXPECT_EQ(file->fields().size(), 1U);
 }
 
+TEST(Attributes, a_row_that_is_not_there_has_no_fields_and_no_values) {
+    auto file = with_table(2, table_file({{"A", 'C', 2}, {"B", 'N', 3}}, {" ab 12"}));
+    EXPECT_TRUE((*file)[0].attributes().exists());
+    const attribute_row row = (*file)[1].attributes();
+    EXPECT_FALSE(row.exists());
+    EXPECT_EQ(row.size(), 0U);
+    EXPECT_FALSE((*file)[1].deleted());
+    EXPECT_EQ(row[1], none);
+    EXPECT_EQ(row["B"], none);
+    EXPECT_EQ(row.raw(1), "");
+    EXPECT_THROW(row[2], error);
+    EXPECT_THROW(row.raw(2), error);
+    EXPECT_THROW(row["C"], error);
+    EXPECT_EQ(file.told(repair_kind::attribute), 0U);
+    EXPECT_FALSE((*OpenShapefile(points(1)))[0].attributes().exists());
+}
+
 TEST(Attributes, a_count_of_rows_beyond_the_file_is_cut_to_it) {
     TableHeader header;
     header.rows = -1;
     auto file = with_table(3, table_file({{"A", 'C', 2}}, {" ab", " cd"}, header));
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
     EXPECT_EQ((*file)[2].attributes()["A"], none);
-    EXPECT_EQ((*file)[2].attributes().size(), 1U);
+    EXPECT_FALSE((*file)[2].attributes().exists());
     EXPECT_FALSE((*file)[2].deleted());
     EXPECT_EQ(file.lines(repair_kind::table),
               (Lines{"memory.dbf:4: says that it has 4294967295 rows, and has 2 in whole",

@@ -47,17 +47,23 @@ class attribute_row {
     attribute_row(const attribute_table &table, uint64_t offset, std::string_view bytes)
         : table_(&table), offset_(offset), bytes_(bytes) {}
 
-    // The number of fields.
+    // Whether the table has the row.
+    bool exists() const { return !bytes_.empty(); }
+
+    // The number of fields; 0 where there is no row, so that a loop over the values of all records takes no
+    // longer than the table is large.
     size_t size() const;
 
-    // The value of a field. Throws error for a name that the table does not have, or a number beyond size().
+    // The value of a field; none where there is no row. Throws error for a name or a number that the table
+    // does not have.
     attribute_value operator[](std::string_view name) const;
     attribute_value operator[](size_t field) const;
 
-    // The bytes of a field as they are, fewer where the row is cut. Throws error for a number beyond size().
+    // The bytes of a field as they are, fewer where the row is cut, and none where there is no row. Throws
+    // error for a number that the table does not have.
     std::string_view raw(size_t field) const;
 
-    bool deleted() const { return !bytes_.empty() && bytes_[0] == '*'; }
+    bool deleted() const { return exists() && bytes_[0] == '*'; }
 
   private:
     const table_field &field(size_t i) const;
@@ -138,7 +144,7 @@ class attribute_table {
     // The number of rows.
     size_t size() const { return rows_; }
 
-    // Row i; where there is none, a row without values.
+    // Row i; where there is none, one that does not exist.
     attribute_row row(size_t i) const {
         if (i >= rows_) return {*this, file_.size(), {}};
         const uint64_t at = begin_ + i * row_size_;
@@ -344,7 +350,7 @@ class attribute_table {
 };
 
 inline size_t attribute_row::size() const {
-    return table_ ? table_->fields().size() : 0;
+    return exists() ? table_->fields().size() : 0;
 }
 
 inline void attribute_row::refuse(const std::string &name) const {
@@ -352,7 +358,7 @@ inline void attribute_row::refuse(const std::string &name) const {
 }
 
 inline const table_field &attribute_row::field(size_t i) const {
-    if (i >= size()) refuse(std::to_string(i));
+    if (!table_ || i >= table_->fields().size()) refuse(std::to_string(i));
     return table_->fields()[i];
 }
 
