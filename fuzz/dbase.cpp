@@ -87,8 +87,8 @@ bool is_name(const std::string &text) {
     return !text.empty() && std::ranges::all_of(text, [](unsigned char c) { return isgraph(c); });
 }
 
-// The size of a row by its fields, which all have a type and a name of their own; 0 where they have not, or
-// do not end where the header does.
+// The size of a row by its fields, which all have a type, a name of their own and a byte at least; 0 where
+// they have not, or do not end where the header does.
 size_t row_size(const Input &input) {
     const size_t end = little16(input.data() + 8);
     if (end > input.size() || end % descriptor_size != 1 || input.data()[end - 1] != terminator) return 0;
@@ -98,7 +98,9 @@ size_t row_size(const Input &input) {
         const unsigned char *const descriptor = input.data() + at;
         const std::string name = name_at(descriptor);
         if (!is_name(name) || !isupper(descriptor[name_size]) || !names.insert(name).second) return 0;
-        size += descriptor[name_size + 5];
+        const size_t length = descriptor[name_size + 5];
+        if (length == 0) return 0;
+        size += length;
     }
     return size;
 }

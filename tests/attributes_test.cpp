@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iconv.h>
+#include <random>
 #include <string_view>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -194,7 +195,60 @@ TEST(Attributes, a_name_that_occurs_again_is_numbered) {
               Lines{"memory.dbf:32: has a field without a name of its own, which is called FIELD_1"});
 }
 
+// Each field's name is compared with that of every field before it.
+Lines names_by_the_plain_rule(Lines names) {
+    for (size_t i = 0; i < names.size(); i++) {
+        const auto behind = names.begin() + static_cast<ptrdiff_t>(i);
+        if (!names[i].empty() && std::find(names.begin(), behind, names[i]) == behind) continue;
+        names[i] += (names[i].empty() ? "FIELD_" : "_") + std::to_string(i + 1);
+    }
+    return names;
+}
+
+TEST(Attributes, names_are_numbered_by_the_plain_rule_also_where_the_number_makes_another_ones_name) {
+    const Lines known = {"", "A", "B", "A_2", "A_3", "A_2_3", "A_3_4", "FIELD_1", "FIELD_2", "FIELD_3_4"};
+    std::mt19937 random(1);
+    for (int tables = 0; tables < 2000; tables++) {
+        std::vector<Column> columns;
+        Lines names;
+        for (size_t count = 1 + random() % 8; names.size() < count;) {
+            names.push_back(known[random() % known.size()]);
+            columns.push_back({names.back(), 'C', 1});
+        }
+        auto file = with_table(0, table_file(columns, {}));
+        Lines seen;
+        for (const table_field &field : file->fields())
+            seen.push_back(field.name);
+        ASSERT_EQ(seen, names_by_the_plain_rule(names));
+    }
+}
+
 // --- Tables that break the rules ---
+
+TEST(Attributes, a_field_of_no_bytes_is_left_out_and_the_others_stay_where_they_are) {
+    auto file =
+        with_table(1, table_file({{"Z", 'C', 0}, {"A", 'C', 2}, {"N", 'N', 0}, {"B", 'C', 3}, {"A", 'D', 0}},
+                                 {" abcde"}));
+    ASSERT_EQ(file->fields().size(), 2U);
+    const attribute_row row = (*file)[0].attributes();
+    EXPECT_EQ(row.size(), 2U);
+    EXPECT_EQ(row["A"], attribute_value("ab"));
+    EXPECT_EQ(row["B"], attribute_value("cde"));
+    EXPECT_THROW(row["Z"], error);
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:160: has a field without a name of its own, which is called A_5",
+                     "memory.dbf:32: has a field Z without a byte in the rows, which is left out",
+                     "memory.dbf:96: has a field N without a byte in the rows, which is left out",
+                     "memory.dbf:160: has a field A_5 without a byte in the rows, which is left out"}));
+}
+
+TEST(Attributes, a_text_of_256_bytes_whose_length_stands_among_the_decimals_is_no_field_of_no_bytes) {
+    TableHeader header;
+    header.row_size = 1 + 256;
+    auto file = with_table(1, table_file({{"A", 'C', 0, 1}}, {" " + std::string(256, 'x')}, header));
+    EXPECT_EQ((*file)[0].attributes()["A"], attribute_value(std::string(256, 'x')));
+    EXPECT_EQ(file.lines(repair_kind::table), Lines{"memory.dbf:32: has texts longer than 255 bytes"});
+}
 
 TEST(Attributes, rows_begin_where_the_header_says_be_it_even_or_odd) {
     for (const std::string &mark :
@@ -307,13 +361,47 @@ TEST(Attributes, rows_that_end_with_the_file_show_how_long_they_are) {
                      "memory.dbf:4: says that it has 10 rows, and has 2 in whole"}));
 }
 
-TEST(Attributes, a_field_that_reaches_beyond_the_row_has_no_value) {
+TEST(Attributes, a_field_that_reaches_beyond_the_row_has_no_value_and_one_that_begins_there_is_left_out) {
+    TableHeader header;
+    header.row_size = 4;
+    const std::string table =
+        table_file({{"A", 'C', 2}, {"B", 'C', 200}, {"C", 'C', 1}}, {" ab1", " cd2"}, header);
+    auto file = with_table(2, table);
+    const attribute_row row = (*file)[1].attributes();
+    EXPECT_EQ(row["A"], attribute_value("cd"));
+    EXPECT_EQ(row["B"], none);
+    EXPECT_EQ(row.raw(1), "2");
+    EXPECT_EQ(row.size(), 2U);
+    EXPECT_THROW(row["C"], error);
+    EXPECT_EQ(file.lines(repair_kind::table),
+              (Lines{"memory.dbf:10: says that a row has 4 bytes; the fields take 204, read as 4",
+                     "memory.dbf:96: has a field C without a byte in the rows, which is left out"}));
+    EXPECT_EQ(file.told(repair_kind::attribute), 1U);
+}
+
+TEST(Attributes, a_field_whose_place_is_just_behind_the_row_is_left_out) {
     TableHeader header;
     header.row_size = 3;
-    const std::string table = table_file({{"A", 'C', 2}, {"B", 'C', 200}}, {" ab", " cd"}, header);
-    auto file = with_table(2, table);
+    auto file = with_table(2, table_file({{"A", 'C', 2}, {"B", 'C', 200}}, {" ab", " cd"}, header));
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
-    EXPECT_EQ((*file)[1].attributes()["B"], none);
+    EXPECT_EQ(file->fields().size(), 1U);
+}
+
+TEST(Attributes, a_row_that_is_not_there_has_no_fields_and_no_values) {
+    auto file = with_table(2, table_file({{"A", 'C', 2}, {"B", 'N', 3}}, {" ab 12"}));
+    EXPECT_TRUE((*file)[0].attributes().exists());
+    const attribute_row row = (*file)[1].attributes();
+    EXPECT_FALSE(row.exists());
+    EXPECT_EQ(row.size(), 0U);
+    EXPECT_FALSE((*file)[1].deleted());
+    EXPECT_EQ(row[1], none);
+    EXPECT_EQ(row["B"], none);
+    EXPECT_EQ(row.raw(1), "");
+    EXPECT_THROW(row[2], error);
+    EXPECT_THROW(row.raw(2), error);
+    EXPECT_THROW(row["C"], error);
+    EXPECT_EQ(file.told(repair_kind::attribute), 0U);
+    EXPECT_FALSE((*OpenShapefile(points(1)))[0].attributes().exists());
 }
 
 TEST(Attributes, a_count_of_rows_beyond_the_file_is_cut_to_it) {
@@ -322,7 +410,7 @@ TEST(Attributes, a_count_of_rows_beyond_the_file_is_cut_to_it) {
     auto file = with_table(3, table_file({{"A", 'C', 2}}, {" ab", " cd"}, header));
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("cd"));
     EXPECT_EQ((*file)[2].attributes()["A"], none);
-    EXPECT_EQ((*file)[2].attributes().size(), 1U);
+    EXPECT_FALSE((*file)[2].attributes().exists());
     EXPECT_FALSE((*file)[2].deleted());
     EXPECT_EQ(file.lines(repair_kind::table),
               (Lines{"memory.dbf:4: says that it has 4294967295 rows, and has 2 in whole",
@@ -335,6 +423,7 @@ TEST(Attributes, a_last_row_that_is_cut_keeps_its_whole_fields) {
     EXPECT_EQ((*file)[1].attributes()["A"], attribute_value("ef"));
     EXPECT_EQ((*file)[1].attributes()["B"], none);
     EXPECT_EQ((*file)[1].attributes().raw(1), "g");
+    EXPECT_EQ((*file)[1].attributes().size(), 2U);
     EXPECT_EQ(file.repairs()[0].text, "says that it has 2 rows, and has 1 in whole");
     EXPECT_EQ(file.told(repair_kind::attribute), 1U);
 }

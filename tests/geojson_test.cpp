@@ -653,6 +653,22 @@ TEST(Geojson, a_feature_without_a_table_has_no_properties) {
               R"({"type":"Feature","geometry":{"type":"Point","coordinates":[1,2]},"properties":null})");
 }
 
+TEST(Geojson, a_feature_without_a_row_in_the_table_has_no_properties_and_one_without_fields_has_empty_ones) {
+    const std::string shapes = main_file_of(SHAPE_NULL, {le32(SHAPE_NULL), le32(SHAPE_NULL)});
+    OpenShapefile file(shapes, "", table_file({{"A", 'N', 1}, {"B", 'N', 1}}, {" 12"}));
+    EXPECT_EQ(geojson((*file)[0]), R"({"type":"Feature","geometry":null,"properties":{"A":1,"B":2}})");
+    EXPECT_EQ(geojson((*file)[1]), R"({"type":"Feature","geometry":null,"properties":null})");
+    OpenShapefile empty(shapes, "", table_file({{"A", 'N', 0}}, {" "}));
+    EXPECT_EQ(geojson((*empty)[0]), R"({"type":"Feature","geometry":null,"properties":{}})");
+}
+
+TEST(Geojson, a_feature_of_a_row_that_is_cut_has_all_fields) {
+    const std::string table = table_file({{"A", 'N', 1}, {"B", 'N', 2}, {"C", 'N', 1}}, {" 1234"});
+    OpenShapefile file(main_file_of(SHAPE_NULL, {le32(SHAPE_NULL)}), "", table.substr(0, table.size() - 3));
+    EXPECT_EQ(geojson((*file)[0]),
+              R"({"type":"Feature","geometry":null,"properties":{"A":1,"B":null,"C":null}})");
+}
+
 TEST(Geojson, a_collection_leaves_out_what_is_deleted) {
     OpenShapefile file(main_file_of(SHAPE_POINT, {point_shape(1, 2), point_shape(3, 4), le32(SHAPE_NULL)}),
                        "", table_file({{"A", 'N', 1}}, {" 1", "*2", " 3"}));

@@ -430,6 +430,17 @@ TEST_F(Index, attributes_of_any_bytes_are_sound_json) {
     }
 }
 
+TEST_F(Index, a_shape_without_a_row_in_the_table_has_no_attributes_in_index_and_geojson) {
+    write("a", {point_shape(1, 1), point_shape(2, 2)}, name_column, {" one     "}, "");
+    ASSERT_EQ(index().code, 0);
+    EXPECT_EQ(number("SELECT attributes ->> 'NAME' = 'one' FROM shape WHERE recno = 1"), 1);
+    EXPECT_EQ(number("SELECT attributes IS NULL FROM shape WHERE recno = 2"), 1);
+    const Result result = fetch("--format geojson");
+    ASSERT_EQ(result.code, 0);
+    EXPECT_TRUE(nlohmann::json::parse(result.output)["features"][1]["properties"].is_null());
+    EXPECT_EQ(fetch("--where 'NAME IS NULL' --format geojson").code, 0);
+}
+
 TEST_F(Index, attributes_of_64_kb_are_kept_and_those_too_large_for_the_views_told_and_left_out) {
     const std::vector<Column> columns(800, {"NOTE", 'C', 255});
     const std::string large = padded(" ", 1 + 800 * 255, '\x01'); // six bytes of JSON each

@@ -52,7 +52,7 @@ std::optional<shape_box> box_of(const shape_record &record) {
 // Empty when there are none.
 std::string attributes_of(const shape_record &record) {
     std::string text;
-    if (record.table()) detail::append_properties(text, record.table(), record.attributes());
+    if (record.attributes().exists()) detail::append_properties(text, record);
     if (text.size() <= longest_attributes) return text;
     record.report()(repair_kind::table, record.offset(),
                     "record " + std::to_string(record.number()) + " has " + std::to_string(text.size()) +

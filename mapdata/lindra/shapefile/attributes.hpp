@@ -6,6 +6,8 @@
 // What a header says is used where the rows bear it out: a row begins with a flag, a blank or an asterisk.
 // The rows begin where the header says it ends, else behind the descriptors; they are as long as the header
 // says, else as the fields are; there are as many as the header says, but no more than the file holds.
+//
+// Every field that is kept has a byte in every whole row, so that there are no more values than bytes.
 #ifndef LINDRA_SHAPEFILE_ATTRIBUTES_HPP
 #define LINDRA_SHAPEFILE_ATTRIBUTES_HPP
 
@@ -19,6 +21,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +29,7 @@
 namespace lindra {
 
 // table_field: a column of the table. Names are in UTF-8; an empty one, or one that occurs again, is
-// numbered.
+// numbered. A field of no bytes, or one that begins behind the row, is none.
 struct table_field {
     std::string name;
     char type;       // C text, N number, F real, D date, L logical, others
@@ -44,17 +47,23 @@ class attribute_row {
     attribute_row(const attribute_table &table, uint64_t offset, std::string_view bytes)
         : table_(&table), offset_(offset), bytes_(bytes) {}
 
-    // The number of fields.
+    // Whether the table has the row.
+    bool exists() const { return !bytes_.empty(); }
+
+    // The number of fields; 0 where there is no row, so that a loop over the values of all records takes no
+    // longer than the table is large.
     size_t size() const;
 
-    // The value of a field. Throws error for a name that the table does not have, or a number beyond size().
+    // The value of a field; none where there is no row. Throws error for a name or a number that the table
+    // does not have.
     attribute_value operator[](std::string_view name) const;
     attribute_value operator[](size_t field) const;
 
-    // The bytes of a field as they are, fewer where the row is cut. Throws error for a number beyond size().
+    // The bytes of a field as they are, fewer where the row is cut, and none where there is no row. Throws
+    // error for a number that the table does not have.
     std::string_view raw(size_t field) const;
 
-    bool deleted() const { return !bytes_.empty() && bytes_[0] == '*'; }
+    bool deleted() const { return exists() && bytes_[0] == '*'; }
 
   private:
     const table_field &field(size_t i) const;
@@ -125,6 +134,7 @@ class attribute_table {
                                             report_, decoder_);
         const size_t descriptors_end = read_fields();
         place_rows(descriptors_end);
+        leave_out_fields_without_bytes();
         count_rows();
     }
 
@@ -134,7 +144,7 @@ class attribute_table {
     // The number of rows.
     size_t size() const { return rows_; }
 
-    // Row i; where there is none, a row without values.
+    // Row i; where there is none, one that does not exist.
     attribute_row row(size_t i) const {
         if (i >= rows_) return {*this, file_.size(), {}};
         const uint64_t at = begin_ + i * row_size_;
@@ -219,15 +229,32 @@ class attribute_table {
         report_(repair_kind::table, layout_->header_size, "has texts longer than 255 bytes");
     }
 
+    // Of the field that is number i in the file.
+    size_t descriptor_offset(size_t i) const { return layout_->header_size + i * layout_->descriptor_size; }
+
     void name_apart() {
+        std::set<std::string_view> names;
         for (size_t i = 0; i < fields_.size(); i++) {
             std::string &name = fields_[i].name;
-            if (!name.empty() && *find(name) == i) continue;
+            if (!name.empty() && names.insert(name).second) continue;
             name += name.empty() ? "FIELD_" : "_";
             name += std::to_string(i + 1);
-            report_(repair_kind::table, layout_->header_size + i * layout_->descriptor_size,
+            names.insert(name);
+            report_(repair_kind::table, descriptor_offset(i),
                     "has a field without a name of its own, which is called " + name);
         }
+    }
+
+    // Such fields have no value in any row, and nothing in the file would bound how many values that makes.
+    void leave_out_fields_without_bytes() {
+        const auto is_without_bytes = [&](const table_field &each) {
+            return each.length == 0 || each.offset >= row_size_;
+        };
+        for (size_t i = 0; i < fields_.size(); i++)
+            if (is_without_bytes(fields_[i]))
+                report_(repair_kind::table, descriptor_offset(i),
+                        "has a field " + fields_[i].name + " without a byte in the rows, which is left out");
+        std::erase_if(fields_, is_without_bytes);
     }
 
     // --- Rows ---
@@ -323,7 +350,7 @@ class attribute_table {
 };
 
 inline size_t attribute_row::size() const {
-    return table_ ? table_->fields().size() : 0;
+    return exists() ? table_->fields().size() : 0;
 }
 
 inline void attribute_row::refuse(const std::string &name) const {
@@ -331,7 +358,7 @@ inline void attribute_row::refuse(const std::string &name) const {
 }
 
 inline const table_field &attribute_row::field(size_t i) const {
-    if (i >= size()) refuse(std::to_string(i));
+    if (!table_ || i >= table_->fields().size()) refuse(std::to_string(i));
     return table_->fields()[i];
 }
 

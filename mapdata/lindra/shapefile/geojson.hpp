@@ -289,15 +289,16 @@ class geometry_writer {
     bool has_z_;
 };
 
-inline void append_properties(std::string &out, const attribute_table *table, const attribute_row &row) {
-    if (!table) {
+inline void append_properties(std::string &out, const shape_record &record) {
+    const attribute_row row = record.attributes();
+    if (!row.exists()) {
         out += "null";
         return;
     }
     out += '{';
     for (size_t i = 0; i < row.size(); i++) {
         if (i) out += ',';
-        append_text(out, table->fields()[i].name);
+        append_text(out, record.table()->fields()[i].name);
         out += ':';
         append_value(out, row[i]);
     }
@@ -314,12 +315,12 @@ inline std::string geojson_geometry(const shape_record &record) {
 }
 
 // append_geojson appends a record as the text of a Feature: its shape, and its attributes by their names,
-// dates as "YYYY-MM-DD". Without a table the properties are null.
+// dates as "YYYY-MM-DD". Without a row of its own the properties are null (RFC 7946, 2016, section 3.2).
 inline void append_geojson(std::string &out, const shape_record &record) {
     out += R"({"type":"Feature","geometry":)";
     detail::geometry_writer(out, record).write();
     out += R"(,"properties":)";
-    detail::append_properties(out, record.table(), record.attributes());
+    detail::append_properties(out, record);
     out += '}';
 }
 

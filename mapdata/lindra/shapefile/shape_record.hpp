@@ -208,7 +208,7 @@ class shape_record {
     // The record's bytes behind its header.
     byte_span contents() const { return contents_; }
 
-    // Its row of the table: empty when there is no table, without values when there is no row.
+    // Its row of the table, which does not exist when there is no table or no row.
     attribute_row attributes() const { return table_ ? table_->row(index_) : attribute_row(); }
 
     // Whether its row is marked as deleted.
