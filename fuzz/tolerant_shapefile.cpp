@@ -132,9 +132,10 @@ std::string many_rows() {
                       std::vector<std::string>(500, std::string(61, ' ')));
 }
 
-std::string many_fields() {
-    std::vector<Column> columns(1000, {"SAME", 'N', 1});
-    return table_file(columns, std::vector<std::string>(3, ' ' + std::string(1000, '7')));
+// Of one byte each.
+std::string many_fields(size_t fields, size_t rows) {
+    const std::vector<Column> columns(fields, {"SAME", 'N', 1});
+    return table_file(columns, std::vector<std::string>(rows, ' ' + std::string(fields, '7')));
 }
 
 // --- Reading ---
@@ -208,7 +209,9 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     put_large("many-parts", shp::file(SHAPE_POLYGON, many(1, shp::shape(SHAPE_POLYGON, 20'000, 20'000))), "");
     put_large("nothing-but-gaps", shp::file(SHAPE_POINT, {std::string(200'000, '\1')}), "");
     put_large("many-rows", shp::file(SHAPE_POINT, many(500, shp::shape(SHAPE_POINT))), many_rows());
-    put_large("many-fields", shp::file(SHAPE_POINT, many(3, shp::shape(SHAPE_POINT))), many_fields());
+    put_large("many-fields", shp::file(SHAPE_POINT, many(3, shp::shape(SHAPE_POINT))), many_fields(1000, 3));
+    put_large("narrow-fields", shp::file(SHAPE_POINT, many(60, shp::shape(SHAPE_POINT))),
+              many_fields(500, 60));
     put("points.cpg", "SHIFT_JIS", [=](const std::string &file) { return files(shx, dbf, file, 0, shp); });
     return all;
 }
@@ -224,7 +227,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const lindra::shapefile_bytes bytes = {span_of(shp), span_of(shx), span_of(dbf),
                                            text_of({cpg.data(), cpg.size()})};
     const HeapLimit limit(size, iconv_tables);
-    const StepLimit steps(size, 50, 2000);
+    // A value may have one byte in the table, and is looked at four times, with the name of its field.
+    const StepLimit steps(size + 6 * files.dbf.size(), 50, 2000);
     size_t repairs = 0;
     const auto count = [&](const lindra::repair &told) { repairs += !told.text.empty(); };
     const size_t heard = read(bytes, {files.encoding, count});
