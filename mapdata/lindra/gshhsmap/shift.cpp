@@ -62,15 +62,39 @@ class Search {
     double shift_ = 0;
 };
 
-std::optional<double> common_shift(const GshhsMap *gs, const Outline &outline) {
-    std::optional<double> common;
-    for (const Stretch &stretch : outline.coarse) {
-        if (!stretch.level) return {};
-        const std::optional<double> shift = shift_of_all(gs, longitudes_of(stretch));
-        if (!shift || (common && *common != *shift)) return {};
-        common = shift;
+// The shift that all points would give, where they all give the same.
+class CommonShift {
+  public:
+    explicit CommonShift(const GshhsMap *gs) : gs_(gs) {}
+
+    // Negative where they do not.
+    int look_at(Range range) {
+        const std::optional<double> here = shift_of_all(gs_, range);
+        if (!here || (shift_ && *shift_ != *here)) return -1;
+        shift_ = here;
+        return 1;
     }
-    return common;
+
+    std::optional<double> shift() const { return shift_; }
+
+  private:
+    const GshhsMap *gs_;
+    std::optional<double> shift_;
+};
+
+std::optional<double> common_shift(const GshhsMap *gs, const Outline &outline) {
+    CommonShift common(gs);
+    Points points(outline.points);
+    const int result = outline.visit(
+        [&](const Stretch &stretch) {
+            if (!stretch.level) return 0;
+            points.pass(stretch);
+            return common.look_at(longitudes_of(stretch));
+        },
+        [&](const Stretch &stretch) {
+            return points.each(stretch, [&](Point point) { return common.look_at({point.lon, point.lon}); });
+        });
+    return result < 0 ? std::nullopt : common.shift();
 }
 
 } // namespace

@@ -116,7 +116,7 @@ int WindowClip::add_whole(const Stretch &stretch, Points &points) {
 int WindowClip::add(const Outline &outline) {
     Points points(outline.points);
     return outline.visit([&](const Stretch &stretch) { return add_whole(stretch, points); },
-                        [&](const Stretch &stretch) { return add_each(stretch, points); });
+                         [&](const Stretch &stretch) { return add_each(stretch, points); });
 }
 
 } // namespace lindra::gshhs
