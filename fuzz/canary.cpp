@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Bugs planted on purpose: a read past the end behind a word that only a fuzzer with feedback finds; and for
-// the replay and the sweeps, heap beyond the limit, here and in a child whose end nobody asks about; memory
-// that is lost; a loop without an end; and, where steps are counted, more of them than the input accounts
-// for. A fuzzer that does not find the first, a replay or a sweep that does not fail for the others, is dead.
+// the replay and the sweeps, heap beyond the limit, here and in a child whose end nobody asks about; a read
+// past the end in such a one; memory that is lost; a loop without an end; and, where steps are counted, more
+// of them than the input accounts for. A fuzzer that does not find the first, a replay or a sweep that does
+// not fail for the others, is dead.
 
 #include "harness/fixture.hpp"
 #include "harness/heap.hpp"
@@ -56,14 +57,21 @@ void take_heap() {
     static_cast<void>(size);
 }
 
-void take_heap_in_child() {
+// In a child that says nothing, and whose end nobody asks about.
+template <class Work>
+void in_child(Work work) {
     const pid_t child = fork();
     if (child == 0) {
         close(STDERR_FILENO);
-        take_heap();
+        work();
         _exit(0);
     }
     waitpid(child, nullptr, 0);
+}
+
+void read_past_end(const Input &input) {
+    volatile unsigned char byte = *input.end();
+    static_cast<void>(byte);
 }
 
 } // namespace
@@ -84,7 +92,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     accept();
     if (begins_with_word(input)) sum = sum + *input.end();
     if (asks_for("heap", input)) take_heap();
-    if (asks_for("child", input)) take_heap_in_child();
+    if (asks_for("child", input)) in_child(take_heap);
+    if (asks_for("fault in a child", input)) in_child([&] { read_past_end(input); });
     if (asks_for("leak", input)) sum = sum + static_cast<unsigned>(lost() != 0);
     if (asks_for("pairs", input)) sum = sum + count_pairs(input);
     return 0;

@@ -77,9 +77,10 @@ struct Header {
     NetcdfHeader *hdr = nullptr;
 };
 
-// An attribute that was not reached is printed in as many lines as the file claims it has elements.
+// An attribute that was not reached is printed in as many lines as the file claims it has elements, whatever
+// its size. Each takes six steps, which those of any input have room for.
 bool is_short(const NetcdfAttr *attrs, int32_t count) {
-    constexpr int32_t most = 1 << 12;
+    constexpr int32_t most = 1 << 9;
     return std::all_of(attrs, attrs + count, [](const NetcdfAttr &attr) { return attr.values.n <= most; });
 }
 

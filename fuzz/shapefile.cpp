@@ -182,6 +182,10 @@ std::vector<Fixture> lindra::fuzz::fixtures() {
     all.push_back({"several-records",
                    shp::file(SHAPE_POLYGON, {shp::record(1, many), shp::record(2, shp::shape(SHAPE_NULL)),
                                              shp::record(3, shp::shape(SHAPE_POLYGON))})});
+    std::vector<std::string> null_shapes;
+    for (int number = 1; number <= 20; number++)
+        null_shapes.push_back(shp::record(number, shp::shape(SHAPE_NULL)));
+    all.push_back({"null-shapes", shp::file(SHAPE_POLYGON, null_shapes)});
     all.push_back({"no-records", shp::file(SHAPE_POLYGON, {})});
     return all;
 }
@@ -194,7 +198,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const HeapBalance balance;
     const Input input({data, size});
     const HeapLimit limit(size);
-    const StepLimit steps(size, 20, 2000);
+    // A null shape of 12 bytes takes 340.
+    const StepLimit steps(size, 50, 2000);
     void *file = nullptr;
     unsigned char *pos = input.data();
     const int status = esri_unstuff_stream(ESRI_FILE, &file, input.data(), &pos);

@@ -72,6 +72,14 @@ TEST(Attributes, numbers_are_integers_where_they_can_be) {
     EXPECT_EQ(read('N', " 3,14"), attribute_value(3.14));
 }
 
+TEST(Attributes, white_space_and_zeros_on_either_side_are_no_part_of_a_number) {
+    for (const char padding : {' ', '\t', '\n', '\v', '\f', '\r', '\0'}) {
+        EXPECT_EQ(read('N', std::string("42") + padding), attribute_value(int64_t{42})) << int{padding};
+        EXPECT_EQ(read('N', padding + std::string("42")), attribute_value(int64_t{42})) << int{padding};
+        EXPECT_EQ(read('F', std::string(3, padding)), none) << int{padding};
+    }
+}
+
 TEST(Attributes, floating_numbers_are_real) {
     EXPECT_EQ(read('F', "  5"), attribute_value(5.0));
     EXPECT_EQ(read('F', "1.000000e-05"), attribute_value(1e-5));

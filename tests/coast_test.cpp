@@ -25,13 +25,22 @@ using namespace lindra::test;
 using lindra::tools::area_pieces;
 using lindra::tools::clip_area;
 using lindra::tools::Coastline;
-using lindra::tools::copies;
 using lindra::tools::DataError;
 using lindra::tools::Polygon;
 using lindra::tools::shifted;
 using lindra::tools::shore_pieces;
 
 constexpr Window world = {-180, 180, -90, 90};
+
+// The multiples of 360 by which the line is to be shifted to meet the window.
+std::vector<double> shifts(const Line &line, const Window &window) {
+    std::vector<double> result;
+    const auto [first, last] = lindra::tools::turns_to(line, window);
+    for (int turn = first; turn <= last; turn++)
+        result.push_back(360.0 * turn);
+    return result;
+}
+
 constexpr int ice_front = 5;
 constexpr int grounding_line = 6;
 
@@ -185,7 +194,7 @@ std::map<int, double> clipped_areas(Coastline &coastline, const Window &window) 
     std::map<int, double> sums;
     coastline.visit(window, [&](const Polygon &polygon) {
         const Ring area = polygon.area();
-        for (double turn : copies(area, window))
+        for (double turn : shifts(area, window))
             sums[polygon.id] += area_of(clip_area(shifted(area, turn), window));
     });
     return sums;
@@ -288,18 +297,18 @@ TEST(Lattice, every_window_has_land_and_water_where_the_file_has_them) {
 
 TEST(Copies, are_the_turns_that_bring_a_ring_into_the_window) {
     const Ring ring = {{-6, 50}, {2, 50}, {2, 58}};
-    EXPECT_EQ(copies(ring, {-180, 180, -90, 90}), std::vector<double>{0});
-    EXPECT_EQ(copies(ring, {0, 360, -90, 90}), (std::vector<double>{0, 360}));
-    EXPECT_EQ(copies(ring, {350, 370, -90, 90}), std::vector<double>{360});
-    EXPECT_EQ(copies(ring, {-365, -355, -90, 90}), std::vector<double>{-360});
+    EXPECT_EQ(shifts(ring, {-180, 180, -90, 90}), std::vector<double>{0});
+    EXPECT_EQ(shifts(ring, {0, 360, -90, 90}), (std::vector<double>{0, 360}));
+    EXPECT_EQ(shifts(ring, {350, 370, -90, 90}), std::vector<double>{360});
+    EXPECT_EQ(shifts(ring, {-365, -355, -90, 90}), std::vector<double>{-360});
 }
 
 TEST(Copies, there_are_none_of_a_ring_beside_the_window) {
     const Ring ring = {{-6, 50}, {2, 50}, {2, 58}};
-    EXPECT_TRUE(copies(ring, {3, 350, -90, 90}).empty());
-    EXPECT_TRUE(copies(ring, {-10, 10, 59, 90}).empty());
-    EXPECT_TRUE(copies(ring, {-10, 10, 0, 49}).empty());
-    EXPECT_TRUE(copies({}, world).empty());
+    EXPECT_TRUE(shifts(ring, {3, 350, -90, 90}).empty());
+    EXPECT_TRUE(shifts(ring, {-10, 10, 59, 90}).empty());
+    EXPECT_TRUE(shifts(ring, {-10, 10, 0, 49}).empty());
+    EXPECT_TRUE(shifts({}, world).empty());
 }
 
 const Polygon cap = {1, 1, {{0, -60}, {120, -70}, {240, -65}, {360, -60}}, -1};

@@ -95,6 +95,11 @@ inline void write_at(const std::string &path, uint64_t offset, const std::string
     file << bytes;
 }
 
+// The contents of a record without a shape, which readers pass over, and which make a file a large one.
+inline std::string large_null_shape() {
+    return std::string(16 * megabyte, '\0');
+}
+
 // Three records of many points at 0, 0.
 struct LargeShapes {
     static constexpr uint64_t count = 3;

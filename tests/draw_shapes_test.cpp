@@ -8,6 +8,8 @@
 #include "map/map_shape.hpp"
 #include "program.hpp"
 
+#include <sys/stat.h>
+
 using namespace lindra::test;
 using namespace lindra::tools;
 
@@ -132,10 +134,91 @@ TEST_F(DrawShapes, metres_without_a_prj_file_are_an_error) {
     EXPECT_TRUE(has(strange.errors, "PROJ does not understand the coordinate system")) << strange.errors;
 }
 
+// What is no well-known text, but PROJ would take, and with it a file of that name.
+TEST_F(DrawShapes, prj_file_is_well_known_text_and_nothing_else) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const std::string init = directory.write("init", "<x> +proj=longlat +datum=WGS84 <>\n");
+    for (const std::string &definition :
+         {"+init=" + init + ":x", std::string("EPSG:4326"), std::string("+proj=longlat +datum=WGS84"),
+          "proj=pipeline step proj=hgridshift grids=" + init}) {
+        directory.write("a.prj", definition);
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1) << definition;
+        EXPECT_TRUE(has(result.errors, "PROJ does not understand the coordinate system")) << result.errors;
+    }
+}
+
+// One that was read would make the first two good systems.
+TEST_F(DrawShapes, prj_file_has_no_other_files_read) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const std::string init = directory.write("init", "<x> +proj=longlat +datum=WGS84 <>\n");
+    const std::string without_end(degrees, std::string_view(degrees).size() - 1);
+    const std::string with_grids = R"(GEOGCS["x",DATUM["d",SPHEROID["s",6378137,298.257223563],)"
+                                   R"(EXTENSION["PROJ4_GRIDS",")" +
+                                   init + R"("]],PRIMEM["Greenwich",0],UNIT["degree",0.0174532925199433]])";
+    for (const std::string &definition :
+         {without_end + ",EXTENSION[\"PROJ4\",\"+init=" + init + ":x +proj=longlat\"]]",
+          without_end + ",EXTENSION[\"PROJ4\",\"+proj=longlat +ellps=clrk66 +nadgrids=@" + init + "\"]]",
+          with_grids}) {
+        directory.write("a.prj", definition);
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1) << definition;
+        EXPECT_TRUE(has(result.errors, "a.shp: the .prj file beside it would have " + init + " read"))
+            << result.errors;
+        EXPECT_FALSE(std::filesystem::exists(path("map.png")));
+    }
+}
+
+TEST_F(DrawShapes, files_of_proj_are_read_and_a_grid_that_is_none_is_none) {
+    write_polygon("a", {square(2, 8, 2, 8)});
+    const std::string without_end(degrees, std::string_view(degrees).size() - 1);
+    for (const std::string grids : {"@null", "@no_such_grid.gsb"}) {
+        directory.write("a.prj", without_end +
+                                     ",EXTENSION[\"PROJ4\",\"+proj=longlat +ellps=WGS84 +nadgrids=" + grids +
+                                     "\"]]");
+        EXPECT_EQ(draw(path("a.shp") + " --window 0/10/0/10").at(100, 100), red) << grids;
+    }
+}
+
 TEST_F(DrawShapes, file_that_is_missing_is_told) {
     const Result result = run_lindra("draw " + path("missing.shp") + " -o " + path("map.png"));
     EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(has(result.errors, "missing.shp: byte 0: No such file or directory")) << result.errors;
+    EXPECT_TRUE(has(result.errors, "missing.shp cannot be read: No such file or directory")) << result.errors;
+}
+
+TEST_F(DrawShapes, messages_name_the_file_that_the_user_has_named) {
+    const auto complaint = [&](const std::string &name) {
+        const Result result = run_lindra("draw " + name + " -o " + path("map.png"));
+        EXPECT_NE(result.code, 0);
+        return result.errors;
+    };
+    write("roads", {diagonal(1, 1, 9, 9)});
+    const std::string table = directory.write("roads.dbf", "x");
+    EXPECT_EQ(complaint(table), "lindra: " + table + " is no shapefile; name the file in .shp\n");
+    const std::string folder = directory.path().string();
+    EXPECT_EQ(complaint(folder), "lindra: " + folder + " is no shapefile; name the file in .shp\n");
+    EXPECT_EQ(complaint(path("none")),
+              "lindra: there is no shapefile " + path("none") + ", nor " + path("none.shp") + "\n");
+    EXPECT_EQ(complaint("''"), "lindra: the name of a shapefile is empty; leave it out, or name one\n");
+    EXPECT_FALSE(std::filesystem::exists(path("map.png")));
+}
+
+// Opening a FIFO would wait for its writer.
+TEST_F(DrawShapes, prj_file_that_cannot_be_read_is_told) {
+    write("a", {diagonal(1, 1, 9, 9)});
+    const auto expect = [&](const std::string &reason) {
+        const Result result = run_lindra("draw " + path("a.shp") + " -o " + path("map.png"));
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.errors,
+                  "lindra: " + path("a.shp") + ": " + path("a.prj") + " cannot be read: " + reason + "\n");
+        std::filesystem::remove(path("a.prj"));
+    };
+    ASSERT_EQ(mkfifo(path("a.prj").c_str(), 0600), 0);
+    expect("it is not a regular file");
+    std::filesystem::create_directory(path("a.prj"));
+    expect("it is a directory");
+    std::filesystem::create_symlink("a.prj", path("a.prj"));
+    expect("Too many levels of symbolic links");
 }
 
 TEST_F(DrawShapes, damaged_file_is_told_and_drawn_as_far_as_it_goes) {
@@ -208,7 +291,19 @@ TEST_F(DrawShapes, fetch_tells_files_that_cannot_be_placed_and_draws_the_others)
     ASSERT_EQ(index().code, 0);
     const Result result = fetch(std::string(looks) + "--size 200 -o " + path("map.png"));
     EXPECT_EQ(result.code, 1);
-    EXPECT_TRUE(has(result.errors, "metres.shp: its coordinates are not degrees")) << result.errors;
+    EXPECT_TRUE(has(result.errors, "metres.shp: shape 2: its coordinates are not degrees")) << result.errors;
     EXPECT_TRUE(has(result.errors, "1 of 2 shapes could not be fetched")) << result.errors;
     EXPECT_EQ(Picture(read_file(path("map.png"))).width(), 200);
+}
+
+TEST_F(DrawShapes, fetch_tells_a_prj_file_once_and_draws_no_map_of_nothing) {
+    write("a", {diagonal(1, 1, 2, 2), diagonal(2, 2, 3, 3)});
+    directory.write("a.prj", "no coordinate system");
+    ASSERT_EQ(index().code, 0);
+    const Result result = fetch(std::string(looks) + "-o " + path("map.png"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.errors, "lindra: " + path("a.shp") +
+                                 ": shape 1: PROJ does not understand the coordinate system in the .prj file "
+                                 "beside it\nlindra: 2 of 2 shapes could not be fetched\n");
+    EXPECT_FALSE(std::filesystem::exists(path("map.png")));
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "command.hpp"
+#include "ordinary_user.hpp"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -126,6 +127,13 @@ TEST_F(Dump, what_is_no_file_of_a_known_format_is_refused) {
     const Result folder = run_lindra("dump " + directory.path().string());
     EXPECT_EQ(folder.code, 1);
     EXPECT_NE(folder.errors.find(" cannot be read: it is a directory"), std::string::npos);
+}
+
+TEST_F(Dump, file_that_may_not_be_read_is_told_with_the_reason) {
+    const std::string path = directory.write("locked", "CDF");
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    const OrdinaryUser user(directory.path());
+    EXPECT_EQ(run_lindra("dump " + path).errors, "lindra: " + path + " cannot be read: Permission denied\n");
 }
 
 TEST_F(Dump, every_cut_header_is_told_with_the_byte_and_prints_nothing) {

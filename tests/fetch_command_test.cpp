@@ -4,6 +4,7 @@
 
 #include "endless_tree.hpp"
 #include "indexed_shapes.hpp"
+#include "ordinary_user.hpp"
 
 #include "shapes/sqlite.hpp"
 
@@ -122,8 +123,18 @@ TEST_F(Fetch, empty_window_or_expression_does_not_ask_for_all_shapes) {
         const Result result = fetch(option + " \"\"");
         EXPECT_EQ(result.code, 2);
         EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "lindra: " + option + " is empty; leave it out for all shapes\n");
+        EXPECT_EQ(result.errors, "lindra: " + option + " is empty; give it a value, or leave it out\n");
     }
+}
+
+TEST_F(Fetch, options_of_a_map_are_refused_where_there_is_none) {
+    const Result nowhere = fetch("--projection robinson --size 100");
+    EXPECT_EQ(nowhere.code, 2);
+    EXPECT_EQ(nowhere.errors, "lindra: --size is for a map; name one with -o, such as map.png\n");
+    const Result both = fetch("--format geojson -o " + path("x.PNG"));
+    EXPECT_EQ(both.code, 2);
+    EXPECT_TRUE(has(both.errors, "x.PNG is the name of a picture; leave out --format")) << both.errors;
+    EXPECT_FALSE(fs::exists(path("x.PNG")));
 }
 
 TEST_F(Fetch, window_finds_boxes_that_meet_it_on_their_edges_too) {
@@ -245,9 +256,11 @@ TEST_F(Fetch, shapefile_that_is_gone_is_told_once_and_the_others_are_fetched) {
     for (const std::string format : {"text", "geojson"}) {
         const Result result = fetch("--format " + format);
         EXPECT_EQ(result.code, 1);
-        EXPECT_EQ(result.errors, "lindra: " + fs::canonical(directory.path()).string() +
-                                     "/roads.shp: shape 1: the file is gone\n"
-                                     "lindra: 3 of 5 shapes could not be fetched\n");
+        EXPECT_EQ(result.errors,
+                  "lindra: " + fs::canonical(directory.path()).string() +
+                      "/roads.shp: shape 1: the file is gone; put it back, or run lindra index "
+                      "again\n"
+                      "lindra: 3 of 5 shapes could not be fetched\n");
         EXPECT_TRUE(has(result.output, "Levuka"));
     }
 }
@@ -345,7 +358,8 @@ TEST_F(Fetch, row_that_leads_to_no_file_or_place_is_told_and_the_others_are_fetc
                             "UPDATE shape SET offset = 'here' WHERE shapeid = 2;"
                             "UPDATE shape SET offset = -1 WHERE shapeid = 3");
     const std::string lost = "lindra: file 99 of " + fs::canonical(database()).string() +
-                             ": shape 1: the file is gone\n"
+                             ": shape 1: the index has no such file; delete it and make it anew with lindra "
+                             "index\n"
                              "lindra: there is no shape 2\n"
                              "lindra: there is no shape 3\n"
                              "lindra: 3 of 4 shapes could not be fetched\n";
@@ -425,7 +439,13 @@ TEST_F(Fetch, shape_that_geojson_cannot_have_is_told) {
 TEST_F(Fetch, index_that_is_none_is_told) {
     const Result missing = run_lindra("fetch " + path("missing.db"));
     EXPECT_EQ(missing.code, 1);
-    EXPECT_TRUE(has(missing.errors, "missing.db is not there; make it with lindra index")) << missing.errors;
+    const std::string whole = fs::canonical(directory.path()).string() + "/missing.db";
+    EXPECT_EQ(missing.errors,
+              "lindra: " + whole + " is not there; make it with lindra index DIRECTORY -o " + whole + "\n");
+    fs::create_symlink("missing.db", path("link.db"));
+    const Result link = run_lindra("fetch " + path("link.db"));
+    EXPECT_EQ(link.code, 1);
+    EXPECT_TRUE(has(link.errors, "link.db is a link that leads nowhere")) << link.errors;
     directory.write("begun.db", "");
     const Result begun = run_lindra("fetch " + path("begun.db"));
     EXPECT_EQ(begun.code, 1);
@@ -435,6 +455,33 @@ TEST_F(Fetch, index_that_is_none_is_told) {
     EXPECT_EQ(run_lindra("fetch " + path("roads.shp")).code, 1);
     EXPECT_EQ(run_lindra("fetch /dev/null").code, 1);
     EXPECT_EQ(run_lindra("fetch").code, 2);
+    EXPECT_EQ(run_lindra("fetch ''").errors,
+              "lindra: the name of a file is empty; leave it out, or name one\n");
+}
+
+TEST_F(Fetch, index_that_may_not_be_read_is_told_with_the_reason) {
+    fs::permissions(database(), fs::perms::none);
+    const OrdinaryUser user(directory.path());
+    const Result result = fetch("");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "shapes.db: unable to open database file: Permission denied"))
+        << result.errors;
+}
+
+TEST_F(Fetch, index_that_is_damaged_is_told_with_what_to_do) {
+    const std::string whole = read_file(database());
+    std::string no_schema = whole;
+    no_schema.replace(no_schema.find("CREATE TABLE filename"), 6, "CHOICE");
+    for (const std::string &damaged :
+         {whole.substr(0, 100) + std::string(whole.size() - 100, 'x'), no_schema}) {
+        directory.write("shapes.db", damaged);
+        const Result result = fetch("");
+        EXPECT_EQ(result.code, 1);
+        EXPECT_TRUE(has(result.errors, "; the file is damaged: delete it and make it anew with lindra index"))
+            << result.errors;
+    }
+    EXPECT_TRUE(
+        has(run_lindra("fetch " + path("roads.shp")).errors, "; name one that lindra index has made"));
 }
 
 namespace {

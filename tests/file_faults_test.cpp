@@ -11,6 +11,7 @@
 #include "common/file_faults.hpp"
 #include "common/input_file.hpp"
 #include "common/output_file.hpp"
+#include "program.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_writer.hpp"
 
@@ -23,6 +24,39 @@
 #include <regex>
 #include <sys/mman.h>
 #include <sys/stat.h>
+
+// The file that is cut, and how much of it stays: when the command has mapped it, or when it takes the first
+// line of a map from it.
+static std::string cut_when_mapped, cut_when_walked;
+static uint64_t cut_to = 0;
+
+static void cut(std::string &path) {
+    if (truncate(path.c_str(), static_cast<off_t>(cut_to)) != 0) abort();
+    path.clear();
+}
+
+extern "C" {
+decltype(mapfile) __real_mapfile;
+decltype(gshhsmap_nextseg) __real_gshhsmap_nextseg;
+decltype(gmtmap_nextseg) __real_gmtmap_nextseg;
+
+int64_t __wrap_mapfile(const char *path, Arr **cache, char **data) {
+    const int64_t size = __real_mapfile(path, cache, data);
+    if (cut_when_mapped == path) cut(cut_when_mapped);
+    return size;
+}
+int __wrap_gshhsmap_nextseg(GshhsMap *map, int *count, int *room, float **lon, float **lat, char *type,
+                            int *level, int *inside) {
+    if (!cut_when_walked.empty()) cut(cut_when_walked);
+    return __real_gshhsmap_nextseg(map, count, room, lon, lat, type, level, inside);
+}
+
+int __wrap_gmtmap_nextseg(GmtMap *map, int *count, int *room, float **lon, float **lat, char *type,
+                          int *level) {
+    if (!cut_when_walked.empty()) cut(cut_when_walked);
+    return __real_gmtmap_nextseg(map, count, room, lon, lat, type, level);
+}
+}
 
 namespace lindra::test {
 namespace {
@@ -72,6 +106,76 @@ class RunningCommand {
     FILE *output_;
     std::string text_;
 };
+
+// The command in a process of the test's own, in which the calls above are replaced.
+Result run_here(std::vector<std::string> words) {
+    const TemporaryDirectory scratch;
+    const std::string output = (scratch.path() / "output").string();
+    const std::string errors = (scratch.path() / "errors").string();
+    words.insert(words.begin(), "lindra");
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        if (!freopen(output.c_str(), "w", stdout) || !freopen(errors.c_str(), "w", stderr)) _exit(99);
+        const int code = tools::run_program(static_cast<int>(arguments.size()), arguments.data());
+        fflush(nullptr);
+        _exit(code);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_file(output), read_file(errors)};
+}
+
+// Files of every kind that are large enough to be mapped. Most of each is passed over, so that it is read
+// fast.
+
+std::string write_large_lines(const TemporaryDirectory &directory, size_t lines) {
+    std::vector<std::string> shapes(lines, path_shape(SHAPE_POLYLINE, {Path(4'000, {1.0, 2.0})}));
+    shapes.push_back(large_null_shape());
+    return directory.write("large.shp", main_file_of(SHAPE_POLYLINE, shapes));
+}
+
+// The rest belongs to no record: a null shape that is gone would be read as two million records of nothing.
+std::string write_large_shapefile(const TemporaryDirectory &directory) {
+    const std::string line = path_shape(SHAPE_POLYLINE, {Path(4'000, {1.0, 2.0})});
+    const std::string main = directory.write("large.shp", main_file_of(SHAPE_POLYLINE, {line}));
+    std::filesystem::resize_file(main, 17 * megabyte);
+    return main;
+}
+
+std::string write_large_table(const TemporaryDirectory &directory) {
+    const std::vector<std::string> rows(1'000, " a row" + std::string(4, ' '));
+    const std::string table = directory.write("large.dbf", table_file({{"NAME", 'C', 9}}, rows));
+    std::filesystem::resize_file(table, 17 * megabyte);
+    return table;
+}
+
+// What is behind the first polygon lies elsewhere.
+std::string write_large_coast(const TemporaryDirectory &directory) {
+    RawPolygon near = square(10, 10), far = square(100, 10);
+    near.n = 10'000;
+    far.n = 2'200'000;
+    const uint64_t begin_of_far = near.header().size() + 8 * uint64_t{10'000};
+    const std::string coast = directory.write("maps/lindra/gshhs_c.b", near.bytes());
+    std::filesystem::resize_file(coast, begin_of_far + far.header().size() + 8 * uint64_t{2'200'000});
+    write_at(coast, begin_of_far, far.bytes());
+    return coast;
+}
+
+// Behind the last value of a binned file may be anything.
+std::string write_large_rivers(const TemporaryDirectory &directory) {
+    const std::string rivers = directory.write("maps/lindra/binned_river_c.cdf",
+                                               read_file(LINDRA_TEST_DATA "/maps/lindra/binned_river_c.cdf"));
+    std::filesystem::resize_file(rivers, 17 * megabyte);
+    return rivers;
+}
+
+constexpr const char *window_of_maps = "5/15/5/15";
+constexpr std::pair<std::string (*)(const TemporaryDirectory &), const char *> large_maps[] = {
+    {write_large_coast, "coast"}, {write_large_rivers, "rivers"}};
 
 // A FIFO that holds one page: who writes more waits until it is read.
 class SlowReader {
@@ -123,20 +227,87 @@ TEST_F(FileFaults, coastline_cut_while_it_is_exported_is_an_error) {
     EXPECT_EQ(result.output.find("\n0 0"), std::string::npos) << "nothing of what is gone is written";
 }
 
+TEST_F(FileFaults, file_cut_while_it_is_dumped_is_an_error) {
+    for (const auto write : {write_large_shapefile, write_large_table})
+        for (const char *form : {"--json", "--"}) {
+            const std::string file = write(directory);
+            cut_when_mapped = file;
+            cut_to = page;
+            const Result result = run_here({"dump", form, file});
+            expect_complaint(result, file, page);
+            EXPECT_EQ(result.output, "");
+        }
+}
+
+TEST_F(FileFaults, file_emptied_while_its_header_is_dumped_is_an_error) {
+    for (const std::string &file : {LargeTexture::write(directory), write_large_rivers(directory)}) {
+        cut_when_mapped = file;
+        cut_to = 0;
+        const Result result = run_here({"dump", file});
+        expect_complaint(result, file, 0);
+        EXPECT_EQ(result.output, "");
+    }
+}
+
+TEST_F(FileFaults, map_data_cut_while_it_is_drawn_is_an_error) {
+    const Environment data("LINDRA_DATA", directory.path().c_str());
+    for (const auto &[write, layer] : large_maps)
+        for (const char *ending : {".png", ".svg"}) {
+            const std::string file = write(directory), picture = path(layer) + ending;
+            cut_when_walked = file;
+            cut_to = page;
+            const Result result =
+                run_here({"draw", "--layers", layer, "--resolution", "c", "--window", window_of_maps,
+                          "--style", "text=none", "--size", "200x", "-o", picture});
+            expect_complaint(result, file, page);
+            EXPECT_FALSE(std::filesystem::exists(picture));
+        }
+}
+
+TEST_F(FileFaults, shapefile_cut_while_it_is_drawn_is_an_error) {
+    const std::string file = LargeShapes::write(directory), picture = path("map.png");
+    directory.write("map.png", "before");
+    cut_when_mapped = file;
+    cut_to = 12 * megabyte;
+    const Result result = run_here({"draw", file, "--style", "text=none", "-o", picture});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(std::regex_match(
+        result.errors,
+        std::regex("lindra: .*large\\.shp: byte [0-9]+: changed while it was read; try again\n")))
+        << result.errors;
+    EXPECT_EQ(read_file(picture), "before");
+}
+
 // What is read then may be old or new; it is read to its end, by all that reads shapes.
 TEST_F(FileFaults, file_that_is_overwritten_while_it_is_read_does_no_harm) {
-    const std::vector<std::string> shapes(300, multipoint_shape(Path(4'000, {1.0, 2.0})));
-    const std::string main = directory.write("large.shp", main_file_of(SHAPE_MULTIPOINT, shapes));
-    ASSERT_GT(std::filesystem::file_size(main), 17 * megabyte);
+    const std::string main = write_large_lines(directory, 10);
+    ASSERT_GT(std::filesystem::file_size(main), 16 * megabyte);
     const std::string database = path("shapes.db");
     ASSERT_EQ(run_lindra("index " + main + " -o " + database).code, 0);
-    const Rewriter rewriter(main, 100, std::filesystem::file_size(main));
+    const Rewriter rewriter(main, 100, std::filesystem::file_size(main) - large_null_shape().size());
     for (const std::string &command : std::vector<std::string>{
              "dump --json " + main, "index " + main + " -o " + path("new.db"),
              "fetch --format geojson " + database, "draw " + main + " -o " + path("map.png")}) {
         const Result result = run_lindra(command);
         EXPECT_TRUE(result.code == 0 || result.code == 1) << command << ": " << result.code;
         EXPECT_TRUE(result.code == 0 || result.errors.starts_with("lindra: ")) << result.errors;
+    }
+}
+
+// Both of a map: as it is selected and as it is walked.
+TEST_F(FileFaults, map_data_that_is_overwritten_while_it_is_drawn_does_no_harm) {
+    const Environment data("LINDRA_DATA", directory.path().c_str());
+    for (const auto &[write, layer] : large_maps) {
+        const std::string file = write(directory), picture = path(layer) + ".png";
+        const Rewriter rewriter(file, 0, 400'000);
+        for (int round = 0; round < 3; round++) {
+            const Result result =
+                run_lindra(std::string("draw --resolution c --style text=none --size 200x --layers ") +
+                           layer + " -o " + picture);
+            EXPECT_TRUE(result.code == 0 || result.code == 1) << result.code;
+            EXPECT_EQ(result.code == 0, result.errors.empty()) << result.errors;
+            EXPECT_EQ(result.code == 0, std::filesystem::remove(picture));
+        }
     }
 }
 
@@ -319,19 +490,17 @@ TEST_P(SpecialFileCommand, draw_refuses_it) {
     EXPECT_FALSE(std::filesystem::exists(path("out.png")));
 }
 
-TEST_P(SpecialFileCommand, draw_takes_none_for_a_coordinate_system) {
+TEST_P(SpecialFileCommand, draw_takes_no_coordinate_system_from_it) {
     directory.write("roads.shp", main_file_of(SHAPE_POINT, {point_shape(1, 2)}));
     make("roads.prj");
     // Without text: the fonts that are looked up for it are never given back (see leak_suppressions.cpp).
     const Result result =
         run_lindra("draw " + path("roads.shp") + " --style text=none -o " + path("out.png"));
-    if (GetParam() == std::string("/proc/self/maps")) { // a regular file, and no coordinate system
-        EXPECT_EQ(result.code, 1);
-        EXPECT_NE(result.errors.find("PROJ does not understand"), std::string::npos) << result.errors;
-        return;
-    }
-    EXPECT_EQ(result.code, 0) << result.errors;
-    EXPECT_TRUE(std::filesystem::exists(path("out.png")));
+    const bool is_regular = GetParam() == std::string("/proc/self/maps"); // and no coordinate system
+    EXPECT_EQ(result.code, 1);
+    EXPECT_NE(result.errors.find(is_regular ? "PROJ does not understand" : "roads.prj"), std::string::npos)
+        << result.errors;
+    EXPECT_FALSE(std::filesystem::exists(path("out.png")));
 }
 
 TEST_P(SpecialFileCommand, index_refuses_it) {

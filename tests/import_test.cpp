@@ -2,13 +2,17 @@
 
 #include "binned_file_maker.hpp"
 #include "classic_file_maker.hpp"
+#include "cut_files.hpp"
 #include "gone_reader.hpp"
 #include "native_polygons.hpp"
 #include "ordinary_user.hpp"
 #include "sanitized.hpp"
+#include "temporary_directory.hpp"
 
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "import/coastlines.hpp"
+#include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
 #include "program.hpp"
 
@@ -16,20 +20,66 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <netcdf.h>
+#include <new>
 #include <random>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+// Calls that the trial makes; each fails for the reason, an errno, that is set.
+static int failing_read = 0, failing_pipe = 0, failing_fork = 0;
+
+// What is done to a file when libnetcdf has opened it.
+static std::function<void(const char *path)> on_nc_open;
+
+extern "C" {
+int __real_nc_open(const char *path, int mode, int *id);
+int __wrap_nc_open(const char *path, int mode, int *id) {
+    const int status = __real_nc_open(path, mode, id);
+    if (on_nc_open) on_nc_open(path);
+    return status;
+}
+ssize_t __real_read(int file, void *to, size_t size);
+int __real_pipe2(int *ends, int flags);
+pid_t __real_fork();
+ssize_t __wrap_read(int file, void *to, size_t size) {
+    if (failing_read) return errno = failing_read, -1;
+    return __real_read(file, to, size);
+}
+int __wrap_pipe2(int *ends, int flags) {
+    if (failing_pipe) return errno = failing_pipe, -1;
+    return __real_pipe2(ends, flags);
+}
+pid_t __wrap_fork() {
+    if (failing_fork) return errno = failing_fork, -1;
+    return __real_fork();
+}
+}
+
 namespace lindra::test {
 
 namespace {
+
+// Sets one of those above while it lives.
+class FailingCall {
+  public:
+    FailingCall(int &call, int reason) : call_(call) { call_ = reason; }
+    ~FailingCall() { call_ = 0; }
+    FailingCall(const FailingCall &) = delete;
+    FailingCall &operator=(const FailingCall &) = delete;
+
+  private:
+    int &call_;
+};
 
 namespace fs = std::filesystem;
 using tools::DataError;
@@ -68,7 +118,8 @@ class Import : public testing::Test {
         try {
             run();
         } catch (const DataError &error) {
-            EXPECT_TRUE(!fs::exists(to() / "maps/lindra") || fs::is_empty(to() / "maps/lindra"));
+            EXPECT_FALSE(fs::is_directory(to()) && fs::is_empty(to()));
+            EXPECT_FALSE(fs::exists(to() / "maps/lindra"));
             return error.what();
         }
         ADD_FAILURE() << "import did not refuse";
@@ -640,6 +691,26 @@ TEST_F(ImportClassic, line_file_is_taken_over_as_it_is) {
     EXPECT_TRUE(read_bytes(to() / "maps/lindra/binned_river_c.cdf") == rivers_of_the_world());
 }
 
+// Of no file more than this comes onto the disk.
+void allow_file_size(rlim_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit most = {bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &most);
+}
+
+TEST_F(ImportClassic, lack_of_room_for_the_copy_is_not_blamed_on_the_file) {
+    write(from() / "binned_river_c.nc", rivers_of_the_world());
+    const std::string copy = to() / "maps/lindra/binned_river_c.cdf";
+    EXPECT_EXIT(
+        {
+            allow_file_size(4096);
+            std::cerr << complaint();
+            _exit(0);
+        },
+        testing::ExitedWithCode(0), testing::Eq(copy + " cannot be written: File too large"));
+    EXPECT_FALSE(fs::exists(to() / "maps"));
+}
+
 TEST_F(ImportClassic, coastline_comes_out_as_of_the_later_form) {
     write_variables(binned('c'), triangle_and_square());
     run();
@@ -749,6 +820,69 @@ TEST_F(ImportClassic, line_file_that_cannot_be_read_back_is_refused) {
               start + "gmtmap_select: bin 1 has 1 segments from 1, the file has 1" + reinstall);
     EXPECT_EQ(message_of("N_segments_in_a_bin", be16(-1) + be16(1)),
               start + "bin 0 has -1 segments" + reinstall);
+}
+
+// --- Files that change while they are imported
+
+class ImportChanging : public ImportClassic {
+  protected:
+    ~ImportChanging() override { on_nc_open = nullptr; }
+
+    // Cuts each file to a half: in the child that tries it, or not before it has passed there.
+    static void cut_in(bool trial) {
+        const pid_t parent = getpid();
+        on_nc_open = [trial, parent](const char *path) {
+            if ((getpid() != parent) == trial) fs::resize_file(path, fs::file_size(path) / 2);
+        };
+    }
+
+    void expect_told(const fs::path &changed) const {
+        EXPECT_EQ(refusal(), changed.string() + " changed while it was read; run the command again");
+        EXPECT_FALSE(fs::exists(to()));
+    }
+};
+
+TEST_F(ImportChanging, coastline_that_is_cut_is_told) {
+    for (const bool trial : {true, false}) {
+        write_variables(binned('c'), triangle_and_square());
+        cut_in(trial);
+        expect_told(binned('c'));
+        on_nc_open = nullptr;
+        write(binned('c'), classic_file(triangle_and_square()));
+        cut_in(trial);
+        expect_told(binned('c'));
+        on_nc_open = nullptr;
+    }
+}
+
+TEST_F(ImportChanging, line_file_that_is_cut_is_told) {
+    write(border(), two_borders());
+    cut_in(true);
+    expect_told(border());
+}
+
+TEST_F(ImportChanging, file_that_is_replaced_or_removed_is_told) {
+    write(border(), two_borders());
+    on_nc_open = [](const char *path) { fs::remove(path); };
+    expect_told(border());
+    write(border(), two_borders());
+    on_nc_open = [&](const char *path) {
+        write(directory_ / "new", two_borders());
+        fs::rename(directory_ / "new", path);
+    };
+    expect_told(border());
+}
+
+TEST_F(ImportChanging, file_that_is_overwritten_is_told_or_was_imported_before) {
+    write_variables(binned('c'), triangle_and_square());
+    run();
+    const std::string whole = read_bytes(native('c'));
+    const Rewriter rewriter(binned('c').string(), 0, fs::file_size(binned('c')));
+    for (int round = 0; round < 5; round++) {
+        const std::string message = complaint();
+        EXPECT_TRUE(message.empty() || message.starts_with(binned('c').string() + " ")) << message;
+        EXPECT_TRUE(read_bytes(native('c')) == whole);
+    }
 }
 
 // One int, short, byte or double of a good file replaced, and what import says then.
@@ -883,6 +1017,25 @@ TEST_F(Import, files_finished_before_a_failure_stay) {
     EXPECT_EQ(std::distance(fs::directory_iterator(to() / "maps/lindra"), {}), 1);
 }
 
+TEST_F(Import, failure_removes_the_directories_that_it_made) {
+    std::ofstream(binned('c')) << "this is text";
+    EXPECT_THROW(run(), DataError);
+    EXPECT_FALSE(fs::exists(to()));
+    write_variables(binned('f'), triangle_and_square());
+    EXPECT_THROW(run(), DataError);
+    EXPECT_TRUE(fs::exists(native('f')));
+}
+
+TEST_F(Import, failure_keeps_the_directories_that_were_there) {
+    std::ofstream(binned('c')) << "this is text";
+    for (const char *there : {"", "maps", "maps/lindra"}) {
+        fs::remove_all(to());
+        fs::create_directories(to() / there);
+        EXPECT_THROW(run(), DataError);
+        EXPECT_TRUE(fs::is_empty(to() / there)) << there;
+    }
+}
+
 TEST_F(Import, data_directory_that_cannot_be_made_is_named) {
     write_variables(binned('c'), triangle_and_square());
     std::ofstream(to()) << "a file in the way";
@@ -916,26 +1069,131 @@ TEST(Trial, complaint_comes_through) {
     }
 }
 
-TEST(Trial, memory_beyond_what_a_file_accounts_for_becomes_a_complaint) {
-#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
-    GTEST_SKIP() << "sanitizers map more than any limit";
-#endif
-    constexpr size_t megabyte = 1 << 20;
-    EXPECT_NO_THROW(tools::try_reading("file", [] { std::vector<char>(32 * megabyte); }));
-    EXPECT_THROW(tools::try_reading("file", [] { std::vector<char>(128 * megabyte); }), DataError);
+std::string told_by(const std::function<void()> &read) {
+    try {
+        tools::try_reading("file", read);
+    } catch (const DataError &error) {
+        return error.what();
+    }
+    return "";
 }
 
 TEST(Trial, crash_becomes_a_complaint) {
-    for (const auto &crash : {+[] { abort(); }, +[] { throw std::bad_alloc(); }, +[] { _exit(3); }}) {
+    std::string damaged = "file is damaged: reading it with libnetcdf failed badly";
+    damaged += reinstall;
+    const std::vector<std::function<void()>> crashes = {[] { abort(); }, [] { _exit(1); }, [] { _exit(77); },
+                                                        [] { throw std::runtime_error("no complaint"); }};
+    for (const auto &crash : crashes) {
         testing::internal::CaptureStderr();
-        try {
-            tools::try_reading("file", crash);
-            ADD_FAILURE();
-        } catch (const DataError &error) {
-            EXPECT_EQ(std::string(error.what()).find("file is damaged: "), 0U);
-        }
+        EXPECT_EQ(told_by(crash), damaged);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     }
+}
+
+TEST(Trial, how_children_end_is_known_to_a_process_that_was_started_without_interest_in_it) {
+    const auto before = signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(told_by([] {}), "");
+    EXPECT_EQ(told_by([] { throw DataError("the complaint"); }), "the complaint");
+    signal(SIGCHLD, before);
+}
+
+TEST(Trial, complaint_that_cannot_be_read_is_no_success) {
+    for (const std::function<void()> &read :
+         {std::function([] { throw DataError("the complaint"); }), std::function([] {})}) {
+        const FailingCall reading(failing_read, EIO);
+        EXPECT_EQ(told_by(read),
+                  "what a child process says cannot be read: Input/output error; run the command again");
+    }
+}
+
+TEST(Trial, process_that_cannot_be_had_is_told) {
+    for (const auto &[call, what] : {std::pair(&failing_fork, "no child process can be started"),
+                                     std::pair(&failing_pipe, "no pipe can be made")}) {
+        const FailingCall refused(*call, EAGAIN);
+        EXPECT_EQ(told_by([] {}),
+                  std::string(what) + ": Resource temporarily unavailable; run the command again");
+    }
+}
+
+TEST(Trial, process_for_which_there_is_no_memory_is_exhausted_memory) {
+    for (int *call : {&failing_fork, &failing_pipe}) {
+        const FailingCall refused(*call, ENOMEM);
+        EXPECT_THROW(tools::try_reading("file", [] {}), std::bad_alloc);
+    }
+}
+
+// --- Memory: 64 MiB for a file of which the size is not known
+
+constexpr size_t megabyte = 1 << 20;
+
+class TrialMemory : public testing::Test {
+  protected:
+    void SetUp() override {
+#if defined(LINDRA_ADDRESS_SANITIZER) || defined(LINDRA_THREAD_SANITIZER)
+        GTEST_SKIP() << "sanitizers map more than any limit";
+#endif
+    }
+};
+
+// As much as this process has mapped, and some more.
+class MemoryLimit {
+  public:
+    explicit MemoryLimit(size_t more) {
+        rlim_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        getrlimit(RLIMIT_AS, &before_);
+        const rlimit lower{pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + more, before_.rlim_max};
+        setrlimit(RLIMIT_AS, &lower);
+    }
+    ~MemoryLimit() { setrlimit(RLIMIT_AS, &before_); }
+    MemoryLimit(const MemoryLimit &) = delete;
+    MemoryLimit &operator=(const MemoryLimit &) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+const std::string asks_for_too_much =
+    std::string("file asks for more memory than a file of its size can need") + reinstall;
+
+TEST_F(TrialMemory, more_than_a_file_accounts_for_becomes_a_complaint) {
+    EXPECT_EQ(told_by([] { std::vector<char>(32 * megabyte); }), "");
+    EXPECT_EQ(told_by([] { std::vector<char>(128 * megabyte); }), asks_for_too_much);
+    EXPECT_EQ(told_by([] { tools::works(malloc(128 * megabyte) ? NC_NOERR : NC_ENOMEM); }),
+              asks_for_too_much);
+}
+
+TEST_F(TrialMemory, more_than_a_file_accounts_for_is_no_lack_of_memory_here) {
+    // Here is less than the file asks for, and more than it may.
+    const MemoryLimit limit(96 * megabyte);
+    EXPECT_EQ(told_by([] { std::vector<char>(128 * megabyte); }), asks_for_too_much);
+}
+
+TEST_F(TrialMemory, what_lacks_here_is_exhausted_memory) {
+    const MemoryLimit limit(32 * megabyte);
+    EXPECT_EQ(told_by([] { std::vector<char>(16 * megabyte); }), "");
+    EXPECT_THROW(tools::try_reading("file", [] { std::vector<char>(48 * megabyte); }), std::bad_alloc);
+}
+
+TEST_F(TrialMemory, what_lacks_once_is_had_the_second_time) {
+    const TemporaryDirectory directory;
+    const auto lack_once = [&] {
+        if (fs::exists(directory.path() / "tried")) return;
+        directory.write("tried", "");
+        throw std::bad_alloc();
+    };
+    EXPECT_EQ(told_by(lack_once), "");
+}
+
+TEST_F(TrialMemory, what_lacked_and_was_swallowed_is_told) {
+    const auto swallow = [] {
+        tools::watch_memory();
+        try {
+            std::vector<char>(128 * megabyte);
+        } catch (const std::bad_alloc &) {
+        }
+    };
+    EXPECT_EQ(told_by(swallow), asks_for_too_much);
 }
 
 // --- The files of the Debian package gmt-gshhg-low

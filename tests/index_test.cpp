@@ -144,7 +144,7 @@ TEST_F(Index, table_that_cannot_be_read_is_told_and_read_by_the_next_run) {
     for (int run = 0; run < 2; run++) {
         const Result result = index();
         EXPECT_EQ(result.code, 1);
-        EXPECT_TRUE(has(result.errors, "roads.dbf: byte 0: ")) << result.errors;
+        EXPECT_TRUE(has(result.errors, "roads.dbf: is no regular file")) << result.errors;
         EXPECT_TRUE(has(result.errors, summary(1, 1, 0, 0))) << result.errors;
     }
 }
@@ -508,6 +508,85 @@ TEST_F(Index, place_that_cannot_be_written_is_an_error_and_nothing_is_left) {
     }
     const Result full = run_lindra("index " + path("a.shp") + " -o /dev/full");
     EXPECT_EQ(full.code, 1);
+    const Result nowhere = run_lindra("index " + path("a.shp") + " -o " + path("no/shapes.db"));
+    EXPECT_TRUE(
+        has(nowhere.errors, "; make the directory " + fs::canonical(directory.path()).string() + "/no first"))
+        << nowhere.errors;
+}
+
+TEST_F(Index, folder_that_may_not_be_written_is_told_with_the_reason) {
+    write("a", {point_shape(1, 1)});
+    fs::create_directory(path("locked"));
+    fs::permissions(path("locked"), static_cast<fs::perms>(0555));
+    const OrdinaryUser user(directory.path());
+    const Result result = run_lindra("index " + path("a.shp") + " -o " + path("locked/shapes.db"));
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(has(result.errors, "locked/shapes.db cannot be made: Permission denied")) << result.errors;
+}
+
+TEST_F(Index, encoding_that_is_unknown_is_a_wrong_argument) {
+    write("a", {point_shape(1, 1)});
+    const Result result = index(path("a.shp") + " --encoding foo");
+    EXPECT_EQ(result.code, 2);
+    EXPECT_EQ(result.errors, "lindra: there is no encoding 'foo'; `iconv -l` lists them\n");
+    EXPECT_FALSE(fs::exists(database()));
+}
+
+TEST_F(Index, names_that_are_empty_are_wrong_arguments) {
+    write("a", {point_shape(1, 1)});
+    const Result input = run_lindra("index '' -o " + database());
+    EXPECT_EQ(input.code, 2);
+    EXPECT_EQ(input.errors, "lindra: the name of a file is empty; leave it out, or name one\n");
+    const Result output = run_lindra("index " + path("a.shp") + " -o ''");
+    EXPECT_EQ(output.code, 2);
+    EXPECT_EQ(output.errors, "lindra: --output is empty; give it a value, or leave it out\n");
+    EXPECT_FALSE(fs::exists(database()));
+}
+
+TEST_F(Index, directory_that_is_gone_is_told_with_what_to_do) {
+    write("a", {point_shape(1, 1)});
+    const std::string away =
+        "mkdir " + path("gone") + " && cd " + path("gone") + " && rmdir " + path("gone") + " && ";
+    const std::string line =
+        away + LINDRA_COMMAND_PATH " index a.shp -o " + database() + " 2>" + path("errors");
+    EXPECT_NE(std::system(line.c_str()), 0);
+    EXPECT_EQ(read_file(path("errors")),
+              "lindra: the directory that lindra runs in cannot be found: No such file or "
+              "directory; go to another one, or name a.shp by its whole path\n");
+}
+
+// Runs the index under a limit of the size of files, in blocks of 512 bytes.
+struct LimitedIndex : Index {
+    std::string errors;
+
+    int run(int blocks, const std::string &name) {
+        const std::string line = "ulimit -f " + std::to_string(blocks) + "; " LINDRA_COMMAND_PATH " index " +
+                                 path(name) + " -o " + database() + " 2>" + path("errors");
+        const int status = std::system(line.c_str());
+        errors = read_file(path("errors"));
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+};
+
+TEST_F(LimitedIndex, limit_is_told_and_nothing_is_left_of_a_new_database) {
+    write("a", {point_shape(1, 1)});
+    EXPECT_EQ(run(1, "a.shp"), 1);
+    EXPECT_TRUE(has(errors, "lindra: " + database() + ": ")) << errors;
+    EXPECT_FALSE(fs::exists(database()));
+    EXPECT_FALSE(fs::exists(database() + "-journal"));
+}
+
+// SQLite goes back by itself as far as it can, and its reason must stay the one that is told.
+TEST_F(LimitedIndex, database_that_may_not_grow_stays_as_it_was) {
+    write("a", {point_shape(1, 1)});
+    ASSERT_EQ(index().code, 0);
+    write("b", std::vector<std::string>(5000, point_shape(2, 2)));
+    for (const int blocks : {1, 16, 200}) {
+        EXPECT_EQ(run(blocks, "b.shp"), 1);
+        EXPECT_TRUE(has(errors, "lindra: " + database() + ": ")) << errors;
+        EXPECT_FALSE(has(errors, "savepoint")) << errors;
+        EXPECT_EQ(shapes(), 1);
+    }
 }
 
 // The superuser may write everywhere but where the kernel makes the files.
@@ -531,7 +610,24 @@ TEST_F(Index, nothing_to_index_is_an_error_and_makes_no_database) {
     }
     directory.write("notes.txt", "x");
     EXPECT_EQ(index(path("notes.txt")).code, 1);
+    EXPECT_FALSE(fs::exists(database()));
     EXPECT_EQ(run_lindra("index").code, 2);
+}
+
+TEST_F(Index, new_database_stays_only_with_a_file_in_it) {
+    directory.write("text.shp", "text");
+    const Result none = index();
+    EXPECT_EQ(none.code, 1);
+    EXPECT_TRUE(has(none.errors, "text.shp: ")) << none.errors;
+    EXPECT_TRUE(has(none.errors, "1 file could not be read in whole; no database was made")) << none.errors;
+    EXPECT_FALSE(fs::exists(database()));
+    write("a", {});
+    const Result some = index();
+    EXPECT_EQ(some.code, 1);
+    EXPECT_TRUE(has(some.errors, "all else is in " + database())) << some.errors;
+    EXPECT_EQ(number("SELECT count(*) FROM filename"), 1);
+    EXPECT_EQ(index(path("text.shp")).code, 1);
+    EXPECT_EQ(number("SELECT count(*) FROM filename"), 1);
 }
 
 // However far it comes: what is in the database is whole, and the next run makes the rest.

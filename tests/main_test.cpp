@@ -33,6 +33,22 @@ TEST(Command, unknown_commands_and_options_are_one_line_that_names_them) {
     EXPECT_EQ(none.errors, "lindra: a command is needed; see lindra --help\n");
 }
 
+// What would end the line or steer a terminal: in an argument here, as it may be in a file or in its name.
+TEST(Command, messages_are_one_line_whatever_they_quote) {
+    const Result result = run_lindra("dump \"$(printf 'a\\nb\\033]0;c\\007\\302\\233d')\"");
+    EXPECT_EQ(result.code, 1);
+    EXPECT_EQ(result.errors, "lindra: a?b?]0;c??d cannot be read: No such file or directory\n");
+}
+
+// A variable of a script that was never set does not ask for what is usual.
+TEST(Command, options_without_a_value_are_refused) {
+    for (const std::string option :
+         {"draw --window", "draw --size", "draw --center", "segments --output", "import . --output"}) {
+        const std::string name = option.substr(option.rfind('-') - 1);
+        expect_usage(option + " ''", "lindra: " + name + " is empty; give it a value, or leave it out\n");
+    }
+}
+
 TEST(Command, version_and_help_go_to_standard_output) {
     const Result version = run_lindra("--version");
     EXPECT_EQ(version.code, 0);
@@ -45,7 +61,7 @@ TEST(Command, version_and_help_go_to_standard_output) {
 
 TEST(Command, help_fits_a_terminal) {
     constexpr size_t terminal = 80;
-    for (const char *command : {"segments", "dump", "import", "texture"}) {
+    for (const char *command : {"draw", "segments", "dump", "import", "index", "fetch", "texture"}) {
         std::istringstream help(run_lindra(command + std::string(" --help")).output);
         for (std::string line; std::getline(help, line);)
             EXPECT_LE(line.size(), terminal) << line;

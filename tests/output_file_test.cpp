@@ -81,6 +81,41 @@ TEST_F(OutputFileTest, follows_a_symbolic_link) {
     EXPECT_EQ(content(file), "after");
 }
 
+TEST_F(OutputFileTest, follows_a_link_to_what_is_not_there_yet) {
+    fs::create_directory(directory.path() / "there");
+    fs::create_symlink("there/file", directory.path() / "link");
+    fs::create_symlink("link", directory.path() / "other");
+    write_whole(directory.path() / "other", "after");
+    EXPECT_TRUE(fs::is_symlink(directory.path() / "link"));
+    EXPECT_EQ(content(directory.path() / "there/file"), "after");
+}
+
+TEST_F(OutputFileTest, writes_to_a_pipe_by_its_descriptor) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    write_whole("/dev/fd/" + std::to_string(ends[1]), "through");
+    close(ends[1]);
+    char got[8] = {};
+    EXPECT_EQ(read(ends[0], got, sizeof got - 1), 7);
+    close(ends[0]);
+    EXPECT_STREQ(got, "through");
+}
+
+TEST_F(OutputFileTest, refuses_links_that_lead_round) {
+    const fs::path link = directory.path() / "link";
+    fs::create_symlink("link", link);
+    EXPECT_EQ(refusal(link), link.string() + " cannot be created: Too many levels of symbolic links");
+    EXPECT_TRUE(fs::is_symlink(link));
+}
+
+TEST_F(OutputFileTest, file_that_is_replaced_leaves_its_rights) {
+    directory.write("file", "before");
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    write_whole(file, "after");
+    EXPECT_EQ(content(file), "after");
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
 TEST_F(OutputFileTest, writes_to_a_fifo_as_it_is) {
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     std::string got;

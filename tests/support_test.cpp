@@ -3,6 +3,7 @@
 #include "allocations.hpp"
 #include "fail.hpp"
 #include "log_capture.hpp"
+#include "ordinary_user.hpp"
 #include "temporary_directory.hpp"
 #include "torture/faults.hpp"
 
@@ -21,6 +22,7 @@
 #include <thread>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 using namespace lindra::test;
 
@@ -385,6 +387,30 @@ TEST_F(DataDirectories, directory_of_that_name_is_passed_over) {
     EXPECT_EQ(found("maps/lindra/a.b"), in_second);
 }
 
+TEST_F(DataDirectories, what_is_no_file_is_passed_over_and_nothing_is_told) {
+    std::filesystem::create_directories(first);
+    ASSERT_EQ(mkfifo((first + "/fifo").c_str(), 0600), 0);
+    for (const auto &[name, target] :
+         {std::pair("device", "/dev/zero"), {"loop", "loop"}, {"dangling", "absent"}, {"link", "fifo"}})
+        std::filesystem::create_symlink(target, first + "/" + name);
+    LogCapture log;
+    for (const std::string name : {"fifo", "device", "loop", "dangling", "link"}) {
+        EXPECT_EQ(found(name.c_str()), "none") << name;
+        const std::string in_second = root.write("second/" + name, "");
+        EXPECT_EQ(found(name.c_str()), in_second) << name;
+    }
+    EXPECT_EQ(log.take(), Lines{});
+}
+
+// It is told when it is mapped; another one, of other contents, does not stand in for it.
+TEST_F(DataDirectories, file_that_may_not_be_read_is_found) {
+    const std::string closed = root.write("first/a.b", "");
+    root.write("second/a.b", "");
+    std::filesystem::permissions(closed, std::filesystem::perms::none);
+    const OrdinaryUser other(root.path());
+    EXPECT_EQ(found("a.b"), closed);
+}
+
 TEST_F(DataDirectories, own_variable_takes_the_place_of_lindra_data) {
     root.write("first/a.b", "");
     const std::string own = root.write("own/a.b", "");
@@ -609,15 +635,38 @@ TEST_F(MapFile, large_file_is_mapped_whole) {
     close(pipe_ends[1]);
 }
 
+// None of them is waited for.
 TEST_F(MapFile, only_regular_files_are_opened) {
-    const std::string fifo = directory.path() / "fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    std::filesystem::create_symlink("loop", directory.path() / "loop");
-    EXPECT_EQ(mapfile(fifo.c_str(), nullptr, &data), -1);
-    EXPECT_EQ(mapfile(directory.path().c_str(), nullptr, &data), -1);
-    EXPECT_EQ(mapfile((directory.path() / "loop").c_str(), nullptr, &data), -1);
-    EXPECT_EQ(mapfile("/dev/zero", nullptr, &data), -1);
-    EXPECT_EQ(mapfile("/proc/self/status", nullptr, &data), -1);
+    const std::filesystem::path here = directory.path();
+    ASSERT_EQ(mkfifo((here / "fifo").c_str(), 0600), 0);
+    ASSERT_EQ(mknod((here / "socket").c_str(), S_IFSOCK | 0600, 0), 0);
+    std::filesystem::create_symlink("loop", here / "loop");
+    std::filesystem::create_symlink("absent", here / "dangling");
+    std::filesystem::create_symlink("fifo", here / "link");
+    for (const std::string &path :
+         std::vector<std::string>{here, here / "fifo", here / "socket", here / "loop", here / "dangling",
+                                  here / "link", "/dev/zero", "/dev/null", "/proc/self/status"}) {
+        data = reinterpret_cast<char *>(this);
+        EXPECT_EQ(mapfile(path.c_str(), nullptr, &data), -1) << path;
+        EXPECT_EQ(data, nullptr) << path;
+        Arr *cache = nullptr;
+        data = reinterpret_cast<char *>(this);
+        EXPECT_EQ(mapfile(path.c_str(), &cache, &data), -1) << path;
+        EXPECT_EQ(data, nullptr) << path;
+        freearr(cache, free);
+    }
+}
+
+TEST_F(MapFile, file_that_may_not_be_read_is_negative_and_leaves_null) {
+    for (const uintmax_t size : {uintmax_t{7}, uintmax_t{17} << 20}) {
+        const std::string path = directory.write("closed", "content");
+        std::filesystem::resize_file(path, size);
+        std::filesystem::permissions(path, std::filesystem::perms::none);
+        const OrdinaryUser user(directory.path());
+        data = reinterpret_cast<char *>(this);
+        EXPECT_EQ(mapfile(path.c_str(), nullptr, &data), -1) << size;
+        EXPECT_EQ(data, nullptr);
+    }
 }
 
 TEST_F(MapFile, exhausted_memory_of_the_cache_is_a_failure) {

@@ -5,8 +5,10 @@
 // unguarded.
 
 #include "cut_files.hpp"
+#include "dbase_builder.hpp"
 #include "gmt_builder.hpp"
 #include "gshhs_builder.hpp"
+#include "netcdf_builder.hpp"
 #include "shapefile_builder.hpp"
 #include "sqlite_maker.hpp"
 #include "texture_builder.hpp"
@@ -116,6 +118,31 @@ bool decodes_a_texture() {
     return is_right;
 }
 
+// The text of a field of the table's second record; empty where it is not read.
+std::string text_of_second(DbaseFile &table, const char *field) {
+    Arr *fields = nullptr;
+    esri_get_dbase_fields(&table, 1, &fields);
+    const auto *const found = static_cast<const char *>(getarr(fields, field));
+    std::string text = found ? found : "";
+    freearr(fields, free);
+    return text;
+}
+
+bool decodes_a_table() {
+    Bounded bytes(cities().bytes());
+    unsigned char *cursor = bytes.data();
+    DbaseFile table = {};
+    if (esri_decode_dbase_file(&table, bytes.data(), &cursor) != 0) return false;
+    lindra_print_dbase_file("", &table);
+    const bool is_right = text_of_second(table, "NAME") == "Bonn";
+    lindra_clear_esri(DBASE_FILE, &table);
+    return is_right;
+}
+
+TEST_F(FirstUseDeathTest, structures_of_tables) {
+    EXPECT_EXIT(use_first(decodes_a_table), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(FirstUseDeathTest, structures_of_shapefiles) {
     EXPECT_EXIT(use_first(decodes_a_shapefile), testing::ExitedWithCode(0), "");
 }
@@ -197,6 +224,45 @@ TEST_F(Threads, records_are_fetched_through_one_view_and_through_views_of_their_
         }
     });
     lindra_db_close(shared);
+}
+
+TEST_F(Threads, tables_are_decoded_into_structures_of_their_own) {
+    on_all_threads([](size_t thread) {
+        const std::string people = std::to_string(1000 + thread);
+        DbaseFile table = {};
+        for (int i = 0; i < rounds; i++) {
+            RawTable model = cities();
+            model.records[1] = "Bonn          " + people + "t";
+            Bounded bytes(model.bytes());
+            unsigned char *cursor = bytes.data();
+            EXPECT_EQ(esri_decode_dbase_file(&table, bytes.data(), &cursor), 0);
+            EXPECT_EQ(text_of_second(table, "PEOPLE"), people);
+            clrtbl(table.fields, free);
+        }
+        lindra_clear_esri(DBASE_FILE, &table);
+    });
+}
+
+TEST_F(Threads, netcdf_headers_are_decoded_and_printed_each_to_a_stream_of_its_own) {
+    on_all_threads([](size_t thread) {
+        RawHeader model = rich_header();
+        const std::string name = "thread" + std::to_string(thread);
+        model.attrs.push_back(nc::text_attribute(name, "is here"));
+        NetcdfHeader *header = nullptr;
+        std::string first;
+        for (int i = 0; i < rounds; i++) {
+            Bounded bytes(model.bytes());
+            unsigned char *cursor = bytes.data();
+            EXPECT_EQ(netcdf_unstuff_header(&cursor, &header), 0);
+            const std::string printed = listing(header);
+            if (i == 0) first = printed;
+            EXPECT_EQ(printed, first);
+        }
+        EXPECT_NE(first.find(name), std::string::npos);
+        EXPECT_NE(first.find("is here"), std::string::npos);
+        netcdf_clear_header(header);
+        free(header);
+    });
 }
 
 TEST_F(Threads, texts_of_netcdf_types_and_values_are_those_of_the_thread) {

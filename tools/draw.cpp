@@ -56,14 +56,19 @@ it begins: 0/360/-90/90 has the Pacific in the middle.
 constexpr const char *style_notes =
     R"(Widths and sizes are pixels of a page whose longer side is 1200, and grow with
 it. Major rivers have the width given, lesser ones less; intermittent rivers,
-canals and marine borders are dashed. With text=none,frame=none,graticule=none the page is the bare map.
+canals and marine borders are dashed. With text=none,frame=none,graticule=none
+the page is the bare map.
+
+Exit status: 0; 1 when data is missing, damaged or cannot be written; 2 for
+wrong arguments.
 )";
 
 constexpr const char *examples =
     R"(Examples:
   lindra draw
       the world, as world.png
-  lindra draw --window -15/40/34/72 --projection laea --title Europe -o europe.pdf
+  lindra draw --window -15/40/34/72 --projection laea --title Europe \
+              -o europe.pdf
       Europe on a page to print
   lindra draw --window 5/10/59/64 --projection merc --resolution f -o fjords.png
       fjords of Norway, with every point of the data
@@ -73,9 +78,11 @@ constexpr const char *examples =
       Asia on a globe, at night, with golden coasts
   lindra draw --projection stere --window -180/180/-90/-60 -o antarctica.png
       Antarctica
-  lindra draw --window -125/-66/24/50 --layers coast,land,lakes,borders:1-2,rivers:1-4 -o states.png
+  lindra draw --window -125/-66/24/50 -o states.png \
+              --layers coast,land,lakes,borders:1-2,rivers:1-4
       the United States with their states and rivers
-  lindra draw roads.shp towns.shp --layers land,coast --style shape-line=red,dot-size=5
+  lindra draw roads.shp towns.shp --layers land,coast \
+              --style shape-line=red,dot-size=5
       the shapes of two shapefiles, over the land they are on
   lindra draw --layers coast --style plain,coast-width=1 -o outlines.svg
       outlines alone)";
@@ -103,9 +110,9 @@ void add_draw(CommandLine &program) {
                 "shapes, or all that the projection shows well");
     command.add("--projection", options->picture.projection, "NAME", "One of the list below");
     command.add("--center,--centre", options->picture.centre, "LON/LAT",
-                "The place in the middle of an azimuthal projection.\n"
-                "Without it, the middle of the window; 20 degrees north\n"
-                "where the window holds both poles");
+                "The place in the middle of an azimuthal\n"
+                "projection. Without it, that of the window; 20\n"
+                "degrees north where it holds both poles");
     command.add("--resolution", options->picture.resolution, "NAME",
                 "c(rude), l(ow), i(ntermediate), h(igh), f(ull), or\n"
                 "auto: what suits the size of a pixel");
@@ -116,10 +123,10 @@ void add_draw(CommandLine &program) {
                 "when no area is named");
     command.add("--size", options->picture.size, "WxH",
                 "Pixels of the page, 1 to 20000. A side left out\n"
-                "(1200x, x800) follows from the shape of the map.\n"
+                "(1200, 1200x, x800) follows from the map's shape.\n"
                 "Without it, the longer side is 1200");
     command.add("--style", options->picture.style, "NAME,KEY=VALUE,...", "Colours and widths, see below");
-    command.add("--title", options->picture.title, "TEXT", "Stands above the map");
+    command.add_text("--title", options->picture.title, "TEXT", "Stands above the map");
     command.footer(explanations());
     command.action([options] { draw_map(*options); });
 }

@@ -8,6 +8,7 @@
 #include "common/errors.hpp"
 #include "common/feature_output.hpp"
 #include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "common/standard_output.hpp"
 #include "dump/json.hpp"
 #include "map/picture.hpp"
@@ -20,6 +21,7 @@
 #include "lindra/lindra.hpp"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -29,6 +31,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <strings.h>
 #include <vector>
 
 namespace lindra::tools {
@@ -38,30 +41,39 @@ namespace {
 constexpr const char *description = "Fetch shapes from shapefiles by a database that lindra index has made.";
 
 constexpr const char *footer =
-    R"(Without a window, an expression or numbers it is all shapes. Coordinates and windows are in the unit of the
-shapefiles, whatever that is. A shape meets a window when their boxes do, on their edges too; shapes without
-a box (null shapes) meet none.
+    R"(Without a window, an expression or numbers it is all shapes. Coordinates and
+windows are in the unit of the shapefiles, whatever that is. A shape meets a
+window when their boxes do, on their edges too; shapes without a box (null
+shapes) meet none.
 
-The expression of --where is one of SQLite, with the attributes as columns, and behind them filename, shapeid,
-recno, shape_type, xmin, ymin, xmax and ymax. A shape without an attribute has NULL there, dates are texts
-YYYY-MM-DD, logical values 1 and 0. It can read and compute, and nothing else.
+The expression of --where is one of SQLite, with the attributes as columns, and
+behind them filename, shapeid, recno, shape_type, xmin, ymin, xmax and ymax. A
+shape without an attribute has NULL there, dates are texts YYYY-MM-DD, logical
+values 1 and 0. It can read and compute, and nothing else.
 
-  text        each record as lindra dump prints it, numbered by its shapeid, with its file and its attributes
-  geojson     one FeatureCollection (RFC 7946): id is the shapeid, properties are the attributes, and beside
-              them stand file and record, its number there; coordinates are those of the file
+  text        each record as lindra dump prints it, numbered by its shapeid,
+              with its file and its attributes; to standard output only
+  geojson     one FeatureCollection (RFC 7946): id is the shapeid, properties
+              are the attributes, and beside them stand file and record, its
+              number there; coordinates are those of the file
   geojsonseq  the same features as a text sequence (RFC 8142), one line each
 
-With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the window when it is in degrees or
-of all that is found. Coordinates go through PROJ where a .prj file tells what they are.
+With -o and a name in .png, .svg or .pdf the shapes are drawn on a map, of the
+window when it is in degrees or of all that is found. Coordinates go through
+PROJ where a .prj file tells what they are.
 
-Records that break the format are refused as text, and read as far as they make sense otherwise; either is
-told on standard error.
-Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for wrong arguments.
+Records that break the format are refused as text, and read as far as they make
+sense otherwise; either is told on standard error.
+
+Exit status: 0; 1 when a shape could not be fetched or is not there; 2 for
+wrong arguments.
 
 Examples:
   lindra fetch shapes.db --window 5/15/45/50
-  lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" --format geojson -o towns.json
-  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 -o lines.png
+  lindra fetch shapes.db --where "POP > 1000 AND NAME LIKE 'A%'" \
+               --format geojson -o towns.json
+  lindra fetch shapes.db --where "shape_type = 3" --window -15/40/34/72 \
+               -o lines.png
   lindra fetch shapes.db --id 17)";
 
 enum class Format { text, geojson, geojsonseq, picture };
@@ -74,19 +86,25 @@ struct Options {
     std::string format;
     std::string output;
     PictureOptions picture;
+    std::string map_option; // one that only a map has, where it is given
 };
 
 bool is_picture(const std::string &path) {
-    return path.ends_with(".png") || path.ends_with(".svg") || path.ends_with(".pdf");
+    const std::string ending = std::filesystem::path(path).extension().string();
+    return std::ranges::any_of(std::array{".png", ".svg", ".pdf"},
+                               [&](const char *each) { return strcasecmp(ending.c_str(), each) == 0; });
 }
 
 Format parse_format(const Options &options) {
+    if (is_picture(options.output) && !options.format.empty())
+        throw UsageError(options.output +
+                         " is the name of a picture; leave out --format, or name another file");
     if (options.format == "geojson") return Format::geojson;
     if (options.format == "geojsonseq") return Format::geojsonseq;
     if (!options.format.empty() && options.format != "text")
         throw UsageError("there is no format '" + options.format +
                          "'; the formats are text, geojson and geojsonseq");
-    if (is_picture(options.output) && options.format.empty()) return Format::picture;
+    if (is_picture(options.output)) return Format::picture;
     if (!options.output.empty())
         throw UsageError(
             "the format text goes to standard output; leave out -o, or ask for --format geojson");
@@ -98,12 +116,6 @@ void require_other_output(const Options &options) {
     std::error_code ignored;
     if (!options.output.empty() && std::filesystem::equivalent(options.output, options.index, ignored))
         throw UsageError(options.output + " is the database itself; name another file for the output");
-}
-
-// An empty text is what a script's variable gives that was never set: it does not ask for everything.
-void require_text(Option option, const std::string &text) {
-    if (option.is_given() && text.empty())
-        throw UsageError(option.name() + " is empty; leave it out for all shapes");
 }
 
 std::vector<int64_t> chosen_shapes(const Options &options, const std::filesystem::path &index) {
@@ -123,22 +135,22 @@ class FetchReport {
 
     void not_there(int64_t shapeid) {
         if (!by_number_) return broken(shapeid, "is told of and is not there");
-        say("there is no shape " + std::to_string(shapeid));
+        tell("there is no shape " + std::to_string(shapeid));
         lost_++;
     }
 
     // Of the index itself.
     void broken(int64_t shapeid, const std::string &what) {
-        say(index_ + ": shape " + std::to_string(shapeid) + " " + what +
-            "; delete the file and make it anew with lindra index");
+        tell(index_ + ": shape " + std::to_string(shapeid) + " " + what +
+             "; delete the file and make it anew with lindra index");
         lost_++;
     }
 
     void lost(const IndexedFile &file, const IndexedShape &shape, const std::string &why) {
         lost_++;
         if (lost_of_.insert(file.path).second)
-            say(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
-                (file.missing.empty() ? why : file.missing));
+            tell(file.path + ": shape " + std::to_string(shape.shapeid) + ": " +
+                 (file.missing.empty() ? why : file.missing));
     }
 
     void mended(const IndexedFile &file, int64_t shapeid, const std::string &why) {
@@ -164,10 +176,8 @@ class FetchReport {
     }
 
   private:
-    static void say(const std::string &line) { fprintf(stderr, "lindra: %s\n", shown(line).c_str()); }
-
     void first(const IndexedFile &file, const std::string &what) {
-        if (told_.insert(file.path).second) say(file.path + ": " + what);
+        if (told_.insert(file.path).second) tell(file.path + ": " + what);
     }
 
     std::string index_;
@@ -278,20 +288,49 @@ std::string window_of_map(const Options &options) {
     return is_area && is_in_degrees(window) ? options.window : "";
 }
 
+// The coordinate systems of the files, each asked for once, also where there is none to be had.
+class CoordinateSystems {
+  public:
+    // Throws DataError.
+    const CoordinateSystem &of(int64_t fileid, const std::string &path) {
+        const auto [found, is_new] = known_.try_emplace(fileid);
+        if (is_new) make(path, found->second);
+        if (!found->second.system) throw DataError(found->second.failure);
+        return *found->second.system;
+    }
+
+  private:
+    struct Answer {
+        std::optional<CoordinateSystem> system;
+        std::string failure;
+    };
+
+    static void make(const std::string &path, Answer &answer) {
+        try {
+            answer.system.emplace(path);
+        } catch (const DataError &reason) {
+            answer.failure = reason.what();
+        }
+    }
+
+    std::map<int64_t, Answer> known_; // by the file's number
+};
+
+// Where every shape is lost, there is nothing to be drawn.
 void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Options &options,
                  FetchReport &report) {
-    std::map<int64_t, CoordinateSystem> systems;
+    CoordinateSystems systems;
     std::vector<MapShape> drawn;
     const auto draw = [&](const IndexedShape &shape, const IndexedFile &file, const shape_record &record) {
         try {
-            const CoordinateSystem &system = systems.try_emplace(shape.fileid, file.path).first->second;
-            if (std::optional<MapShape> on_earth = system.on_earth(record))
+            if (std::optional<MapShape> on_earth = systems.of(shape.fileid, file.path).on_earth(record))
                 drawn.push_back(*std::move(on_earth));
         } catch (const DataError &reason) {
             report.lost(file, shape, reason.what());
         }
     };
     visit_shapes(reader, shapes, report, draw);
+    if (drawn.empty()) report.finish(shapes.size());
     PictureOptions picture = options.picture;
     picture.output = options.output;
     picture.window = window_of_map(options);
@@ -300,6 +339,8 @@ void draw_shapes(IndexReader &reader, std::span<const int64_t> shapes, const Opt
 
 void fetch(const Options &options) {
     const Format format = parse_format(options);
+    if (format != Format::picture && !options.map_option.empty())
+        throw UsageError(options.map_option + " is for a map; name one with -o, such as map.png");
     require_other_output(options);
     const std::filesystem::path index = whole_path(options.index);
     const std::vector<int64_t> shapes = chosen_shapes(options, index);
@@ -327,12 +368,12 @@ std::string shape_number(const std::string &text) {
 }
 
 // What of lindra draw's options suits a map of shapes.
-void add_picture_options(const Subcommand &command, PictureOptions &picture) {
-    command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help");
-    command.add("--layers", picture.layers, "LAYER,...",
-                "Below the shapes on the map; see lindra draw --help");
-    command.add("--size", picture.size, "WxH", "Of the map, pixels");
-    command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help");
+std::vector<Option> add_picture_options(const Subcommand &command, PictureOptions &picture) {
+    return {
+        command.add("--projection", picture.projection, "NAME", "Of the map; see lindra draw --help"),
+        command.add("--layers", picture.layers, "LAYER,...", "Below the shapes; see lindra draw --help"),
+        command.add("--size", picture.size, "WxH", "Of the map, pixels"),
+        command.add("--style", picture.style, "NAME,KEY=VALUE,...", "Of the map; see lindra draw --help")};
 }
 
 } // namespace
@@ -340,10 +381,10 @@ void add_picture_options(const Subcommand &command, PictureOptions &picture) {
 void add_fetch(CommandLine &program) {
     const auto options = std::make_shared<Options>();
     const Subcommand command = program.add("fetch", description);
-    command.add("INDEX", options->index, "TEXT", "The database").required();
-    const Option window =
-        command.add("--window", options->window, "W/E/S/N",
-                    "Shapes whose boxes meet it; in degrees, east below west crosses the antimeridian");
+    command.add("INDEX", options->index, "", "The database").required();
+    const Option window = command.add("--window", options->window, "W/E/S/N",
+                                      "Shapes whose boxes meet it; in degrees, east below\n"
+                                      "west crosses the antimeridian");
     const Option where =
         command.add("--where", options->where, "SQL", "Shapes whose attributes make this expression true");
     command.add("--id", options->ids, "N,...", "The shapes of these numbers")
@@ -352,12 +393,13 @@ void add_fetch(CommandLine &program) {
         .excludes(where);
     command.add("--format", options->format, "text|geojson|geojsonseq", "How to write them (default: text)");
     command.add("-o,--output", options->output, "FILE",
-                "Write to FILE, which appears when it is complete; a map when it ends in .png, .svg or .pdf");
-    add_picture_options(command, options->picture);
+                "Write to FILE, which appears when it is complete;\n"
+                "a map when it ends in .png, .svg or .pdf");
+    const std::vector<Option> of_map = add_picture_options(command, options->picture);
     command.footer(footer);
-    command.action([options, window, where] {
-        require_text(window, options->window);
-        require_text(where, options->where);
+    command.action([options, of_map] {
+        for (const Option &option : of_map)
+            if (option.is_given()) options->map_option = option.name();
         fetch(*options);
     });
 }

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace lindra::tools {
 
@@ -80,10 +81,31 @@ void require_directory(const fs::path &directory) {
         throw DataError("the directory " + directory.string() + " cannot be read: " + std::strerror(errno));
 }
 
+// Removes the directories on a way that were made meanwhile and into which nothing has come.
+class MadeDirectories {
+  public:
+    explicit MadeDirectories(fs::path way) {
+        std::error_code unknown;
+        for (; !way.empty() && !fs::exists(way, unknown) && !unknown; way = way.parent_path())
+            missing_.push_back(way);
+    }
+    // Innermost first; one that holds something stays, and so do those around it.
+    ~MadeDirectories() {
+        for (const fs::path &each : missing_)
+            rmdir(each.c_str());
+    }
+    MadeDirectories(const MadeDirectories &) = delete;
+    MadeDirectories &operator=(const MadeDirectories &) = delete;
+
+  private:
+    std::vector<fs::path> missing_;
+};
+
 } // namespace
 
 void import_all(const ImportOptions &options) {
     require_directory(options.from);
+    const MadeDirectories made(map_directory(options));
     if (import_coastlines(options) + import_line_files(options) == 0)
         throw DataError(options.from.string() + " has none of binned_{GSHHS,border,river}_{c,l,i,h,f}.nc; " +
                         how_to_get);

@@ -10,7 +10,7 @@
 #include "common/interruption.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
-#include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "shapes/complaints.hpp"
 #include "shapes/file_stamp.hpp"
 #include "shapes/index_file.hpp"
@@ -19,7 +19,7 @@
 
 #include "lindra/lindra.hpp"
 
-#include <cstdio>
+#include <cerrno>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,24 +32,32 @@ namespace {
 constexpr const char *description =
     "Make a database of the shapes in many shapefiles, or bring one up to date.\n"
     "\n"
-    "Of every shape it holds the file and the place in it, record number, type, bounding box (in an R*Tree)\n"
-    "and attributes (as JSON). lindra fetch finds shapes with it.";
+    "Of every shape it holds the file and the place in it, record number, type,\n"
+    "bounding box (in an R*Tree) and attributes (as JSON). lindra fetch finds shapes\n"
+    "with it.";
 
 constexpr const char *footer =
-    R"(A directory stands for all .shp files below it. Files whose size and time of change are those in the database
-are not read again, with their .shx, .dbf and .cpg files; files that are gone are taken out. A run that is
-cut short keeps the files that it has read, and the next one goes on from there. Names of files below the
-database's directory are kept relative to it, so that the two can be moved together.
+    R"(A directory stands for all .shp files below it. Files whose size and time of
+change are those in the database are not read again, with their .shx, .dbf and
+.cpg files; files that are gone are taken out. A run that is cut short keeps the
+files that it has read, and the next one goes on from there. Names of files
+below the database's directory are kept relative to it, so that the two can be
+moved together.
 
-What a shapefile has wrong is told, and what can be read of it is in the database.
-Exit status: 0; 1 when a file could not be read in whole, or the database not be written; 2 for wrong arguments.
+What a shapefile has wrong is told, and what can be read of it is in the
+database.
+
+Exit status: 0; 1 when a file could not be read in whole, or the database not
+be written; 2 for wrong arguments.
 
 Examples:
   lindra index maps -o maps/shapes.db
       every shapefile below maps
   lindra index roads.shp rivers.shp -o shapes.db
       two more; what else the database holds stays
-  sqlite3 shapes.db "SELECT filename, count(*) FROM shape JOIN filename USING(fileid) GROUP BY 1"
+  sqlite3 shapes.db \
+    "SELECT filename, count(*) FROM shape JOIN filename USING(fileid)
+     GROUP BY fileid"
       how many shapes each file has)";
 
 // As long as the library's database views hand out.
@@ -75,6 +83,7 @@ class Indexing {
     explicit Indexing(const Options &options)
         : options_(options), found_(walk_shapefiles(options.inputs)), path_(whole_path(options.output)),
           names_(path_) {
+        require_encoding();
         for (const std::string &problem : found_.problems)
             refuse(problem);
         require_shapefiles();
@@ -88,24 +97,37 @@ class Indexing {
             remove_vanished(index);
             read(index, tasks());
             index.commit();
-            tell(index.shapes());
+            is_kept_ = index.is_kept();
+            if (is_kept_ || Interruption::is_asked()) sum_up(index.shapes());
         }
         Interruption::end_if_asked();
         if (refused_)
-            throw DataError(counted(refused_, "file") + " could not be read in whole; all else is in " +
-                            shown(options_.output));
+            throw DataError(counted(refused_, "file") + " could not be read in whole; " +
+                            (is_kept_ ? "all else is in " + options_.output : "no database was made"));
+        if (!is_kept_) refuse_inputs();
     }
 
   private:
+    // Without descriptors iconv knows none.
+    void require_encoding() const {
+        if (options_.encoding.empty()) return;
+        if (detail::text_decoder(options_.encoding).refusal() == EINVAL &&
+            detail::text_decoder(detail::standard_encoding).is_open())
+            throw UsageError("there is no encoding '" + options_.encoding + "'; `iconv -l` lists them");
+    }
+
     // An empty database would help nobody; in one that is there, files may be gone.
     void require_shapefiles() const {
-        if (found_.files.empty() && !is_there(path_))
-            throw DataError("there is no .shp file at " + shown(options_.inputs.front()));
+        if (found_.files.empty() && !is_there(path_)) refuse_inputs();
+    }
+
+    [[noreturn]] void refuse_inputs() const {
+        throw DataError("there is no .shp file at " + options_.inputs.front());
     }
 
     void say(const std::string &line) {
         if (progress_) progress_->hide();
-        fprintf(stderr, "lindra: %s\n", shown(line).c_str());
+        tell(line);
     }
 
     void refuse(const std::string &line) {
@@ -216,7 +238,7 @@ class Indexing {
             index.remove(known->second.fileid);
     }
 
-    void tell(int64_t shapes) {
+    void sum_up(int64_t shapes) {
         std::string line = options_.output + ": " + counted(shapes, "shape") + "; " + counted(read_, "file") +
                            " read, " + std::to_string(unchanged_) + " unchanged, " +
                            std::to_string(removed_) + " removed";
@@ -233,6 +255,7 @@ class Indexing {
     double done_ = 0; // bytes
     size_t read_ = 0, unchanged_ = 0, removed_ = 0;
     size_t refused_ = 0;
+    bool is_kept_ = false; // the database
 };
 
 } // namespace
@@ -244,7 +267,8 @@ void add_index(CommandLine &program) {
         .required();
     command.add("-o,--output", options->output, "FILE", "The database").required();
     command.add("--encoding", options->encoding, "NAME",
-                "What texts are in where no .cpg file and no table tells; ISO-8859-1 when not given");
+                "What texts are in where no .cpg file and no table\n"
+                "tells; ISO-8859-1 when not given");
     command.footer(footer);
     command.action([options] { Indexing(*options).run(); });
 }

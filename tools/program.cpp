@@ -8,12 +8,13 @@
 #include "common/errors.hpp"
 #include "common/file_faults.hpp"
 #include "common/memory.hpp"
+#include "common/standard_error.hpp"
 #include "subcommands.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <csignal>
 #include <exception>
 #include <new>
 #include <string>
@@ -32,7 +33,7 @@ the installed command, and those of the system.
 Exit status: 0; 1 for bad data; 2 for wrong arguments.)";
 
 int say(const char *what, ExitCode code) {
-    fprintf(stderr, "lindra: %s\n", what);
+    tell(what);
     return code;
 }
 
@@ -40,6 +41,8 @@ int say(const char *what, ExitCode code) {
 int run_watched(const std::vector<std::string> &words) {
     watch_files();
     watch_memory();
+    // A file beyond the limit of its size is a failed write, told like any other.
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         obey(words);
         require_unchanged_files();
@@ -74,7 +77,8 @@ int run_program(int argc, char **argv) {
     } catch (const ReaderGone &) {
         return exit_bad_data;
     } catch (const std::bad_alloc &) {
-        return say(no_memory, exit_bad_data);
+        tell_no_memory();
+        return exit_bad_data;
     } catch (const std::system_error &error) {
         return say(error.code() == std::errc::not_enough_memory ? no_memory : error.what(), exit_bad_data);
     } catch (const std::exception &error) {

@@ -41,6 +41,9 @@ level meet; where three meet, and at the antimeridian, lines end.
               one for each line with level and kind (border, river); longitudes
               from -180 to 180, cut at the antimeridian
   geojsonseq  the same features as a text sequence (RFC 8142), one line each
+
+Exit status: 0; 1 when data is missing, damaged or cannot be written; 2 for
+wrong arguments.
 )";
 
 constexpr const char *examples =

@@ -6,9 +6,10 @@
 
 #include "common/counted.hpp"
 #include "common/errors.hpp"
+#include "common/input_file.hpp"
 #include "common/presence.hpp"
 #include "common/progress.hpp"
-#include "common/shown.hpp"
+#include "common/standard_error.hpp"
 #include "texture/image_filter.hpp"
 #include "texture/png_file.hpp"
 #include "texture/sheet.hpp"
@@ -17,12 +18,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <set>
 #include <string>
+#include <strings.h>
 #include <system_error>
 #include <tuple>
 #include <vector>
@@ -71,10 +72,6 @@ struct Options {
     bool sheet = false;
 };
 
-void say(const std::string &line) {
-    fprintf(stderr, "lindra: %s\n", shown(line).c_str());
-}
-
 std::string size_of(const texture_image &image) {
     return std::to_string(image.width) + " x " + std::to_string(image.height);
 }
@@ -87,7 +84,7 @@ std::string usual_output(const Options &options) {
 
 std::string output_of(const Options &options) {
     std::string output = options.output.empty() ? usual_output(options) : options.output;
-    if (std::filesystem::path(output).extension() != ".png")
+    if (strcasecmp(std::filesystem::path(output).extension().c_str(), ".png") != 0)
         throw UsageError("images are written as PNG, and '" + output + "' does not end in .png");
     return output;
 }
@@ -163,7 +160,7 @@ void write_images(const texture &file, const Options &options) {
         check_place(path, options);
         require_side_of_png(file, image, options);
         write_png(expanded(file, image), path);
-        say(path + ": " + size_of(image));
+        tell(path + ": " + size_of(image));
         written++;
     }
     if (written == 0) refuse_absent(options);
@@ -239,21 +236,22 @@ void write_sheet(const texture &file, const Options &options) {
     check_place(output, options);
     sheet.write(output);
     progress.hide();
-    say(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
+    tell(output + ": " + counted(places.columns(), "level") + ", " + counted(places.rows(), "row"));
     require_whole(file, options);
 }
 
 void show_texture(const Options &options) {
+    require_readable(options.file);
     try {
         const texture file(options.file, {[](const repair &told) {
-                               say(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);
+                               tell(told.file + ": byte " + std::to_string(told.offset) + ": " + told.text);
                            }});
         if (options.sheet)
             write_sheet(file, options);
         else
             write_images(file, options);
     } catch (const error &reason) {
-        throw DataError(shown(reason.what()));
+        throw DataError(reason.what());
     }
 }
 
@@ -263,7 +261,9 @@ void add_texture(CommandLine &program) {
     const auto options = std::make_shared<Options>();
     const Subcommand command = program.add("texture", "Write the images of a DDS texture as PNG.");
     command.add("FILE", options->file, "", "The texture").required();
-    command.add("-o,--output", options->output, "FILE", "The picture; without it NAME.png in this directory");
+    command.add("-o,--output", options->output, "FILE",
+                "The picture; without it NAME.png in this\n"
+                "directory, of a sheet NAME-sheet.png");
     command.add("--level", options->choice.level, "K|all", "0 is the largest");
     command.add("--face", options->choice.face, "K|all", "Of a cube map, see below");
     command.add("--element", options->choice.element, "K|all", "Of an array, from 0");

@@ -2,6 +2,9 @@
 
 #include "damage.hpp"
 
+#include "room.hpp"
+
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <limits>
@@ -33,8 +36,17 @@ std::string byte_name(unsigned kind) {
 // --- Words ---
 
 constexpr size_t widths[] = {2, 4, 8};
-constexpr const char *numbers[] = {
-    "0", "1", "-1", "the largest number", "the least number", "what is left", "one more than is left"};
+constexpr const char *numbers[] = {"0",
+                                   "1",
+                                   "-1",
+                                   "the largest number",
+                                   "the least number",
+                                   "what is left",
+                                   "one more than is left",
+                                   "a half of what is left",
+                                   "a quarter of what is left",
+                                   "an eighth of what is left",
+                                   "a sixteenth of what is left"};
 
 constexpr unsigned number_count = std::size(numbers);
 
@@ -50,10 +62,14 @@ struct Word {
 
 constexpr unsigned word_kinds = std::size(widths) * 2 * number_count;
 
-uint64_t value_of(const Word &word, uint64_t left) {
+// Nothing where one of the numbers before is the same.
+std::optional<uint64_t> value_of(const Word &word, uint64_t left) {
     const uint64_t largest = std::numeric_limits<uint64_t>::max() >> (64 - 8 * word.width + 1);
-    const uint64_t values[] = {0, 1, ~uint64_t{0}, largest, largest + 1, left, left + 1};
-    return values[word.number];
+    uint64_t values[number_count] = {0, 1, ~uint64_t{0}, largest, largest + 1};
+    std::ranges::copy(numbers_of_room(left), values + 5);
+    uint64_t *const value = values + word.number;
+    if (std::find(values, value, *value) != value) return std::nullopt;
+    return *value;
 }
 
 bool is_same_in_either_order(const Word &word) {
@@ -84,7 +100,9 @@ std::optional<std::string> damaged(const std::string &file, size_t at, unsigned 
         const Word word(kind - 1 - byte_kinds);
         if (word.width > file.size() - at || (word.is_big && is_same_in_either_order(word)))
             return std::nullopt;
-        put(changed, at, word, value_of(word, file.size() - at - word.width));
+        const std::optional<uint64_t> value = value_of(word, file.size() - at - word.width);
+        if (!value) return std::nullopt;
+        put(changed, at, word, *value);
     }
     if (changed == file) return std::nullopt;
     return changed;

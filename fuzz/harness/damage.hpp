@@ -13,9 +13,10 @@
 namespace lindra::fuzz {
 
 // How many kinds of damage there are at each offset.
-inline constexpr unsigned kinds_of_damage = 57;
+inline constexpr unsigned kinds_of_damage = 81;
 
-// kind: below kinds_of_damage. Nothing where the file is too short for it or would stay as it is.
+// kind: below kinds_of_damage. Nothing where the file is too short for it, would stay as it is, or is met as
+// another kind.
 std::optional<std::string> damaged(const std::string &file, size_t at, unsigned kind);
 
 // What was done, for people.

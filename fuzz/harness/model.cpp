@@ -2,6 +2,8 @@
 
 #include "model.hpp"
 
+#include "room.hpp"
+
 #include "little_endian.hpp"
 
 #include <algorithm>
@@ -16,10 +18,11 @@ namespace {
 // A number that a count, a length or an offset at that place is not, or only just is.
 int64_t telling_number(Random &random, size_t left) {
     const auto rest = static_cast<int64_t>(left);
-    const int64_t numbers[] = {0,         1,        -1,       INT_MAX,  INT_MIN,  rest,
-                               rest + 1,  rest - 1, rest / 2, rest / 4, rest / 8, rest / 8 + 1,
-                               rest / 16, 1 << 16,  1 << 29};
-    return random.one_of(numbers);
+    const int64_t numbers[] = {0, 1, -1, INT_MAX, INT_MIN, 1 << 16, 1 << 29, rest - 1, rest / 8 + 1};
+    const std::array<uint64_t, 6> of_room = numbers_of_room(left);
+    const unsigned chosen = random.below(std::size(numbers) + of_room.size());
+    if (chosen < std::size(numbers)) return numbers[chosen];
+    return static_cast<int64_t>(of_room[chosen - std::size(numbers)]);
 }
 
 std::string as_bytes(Random &random, int64_t number) {

@@ -43,6 +43,16 @@ class CommandList : public CLI::Formatter {
                      chosen.front()->get_name() + " --help");
 }
 
+// What has its place in the line, and no name, is told by who uses it.
+CLI::Option *filled(CLI::Option *option) {
+    if (option->get_positional()) return option;
+    return option->check([option](const std::string &text) {
+        if (text.empty())
+            throw UsageError(option->get_name() + " is empty; give it a value, or leave it out");
+        return std::string();
+    });
+}
+
 // Help and version are data too. Lost words of a help that was put together without memory are no help.
 void print_help(const CLI::App &app, const CLI::ParseError &asked) {
     std::ostringstream text;
@@ -81,12 +91,16 @@ std::string Option::name() const {
 // --- Subcommands ------------------------------------------------------------------------------------------
 
 Option Subcommand::add(const char *names, std::string &value, const char *type, const char *help) const {
+    return Option(filled(app_->add_option(names, value, help)->type_name(type)->capture_default_str()));
+}
+
+Option Subcommand::add_text(const char *names, std::string &value, const char *type, const char *help) const {
     return Option(app_->add_option(names, value, help)->type_name(type)->capture_default_str());
 }
 
 Option Subcommand::add(const char *names, std::filesystem::path &value, const char *type,
                        const char *help) const {
-    return Option(app_->add_option(names, value, help)->type_name(type));
+    return Option(filled(app_->add_option(names, value, help)->type_name(type)));
 }
 
 Option Subcommand::add(const char *names, std::vector<std::string> &values, const char *type,

@@ -43,12 +43,15 @@ class Subcommand {
 
     // names: "-o,--output", or "FILE" for what has its place. type: what the help has for the value. The
     // value lives as long as the command line; of a text, the help shows what it holds until it is given
-    // another.
+    // another. An option that is given without a value, as a script's variable is that was never set, is
+    // refused: it does not ask for what it asks when it is left out.
     Option add(const char *names, std::string &value, const char *type, const char *help) const;
     Option add(const char *names, std::filesystem::path &value, const char *type, const char *help) const;
     Option add(const char *names, std::vector<std::string> &values, const char *type, const char *help) const;
     // Separated by commas.
     Option add(const char *names, std::vector<int64_t> &values, const char *type, const char *help) const;
+    // A text that may be empty.
+    Option add_text(const char *names, std::string &value, const char *type, const char *help) const;
     Option add_flag(const char *names, bool &flag, const char *help) const;
 
     void footer(const std::string &text) const;

@@ -11,6 +11,7 @@
 namespace lindra::tools {
 
 // What to throw when the library's reader stopped at cursor and said why; advice: what the user can do.
+// Throws std::bad_alloc where memory lacked: what was read then is no part of the file to be shown.
 inline DataError damage(const InputFile &file, const unsigned char *cursor, const CapturedLog &log,
                         const std::string &advice = "") {
     return DataError(file.path() + " is damaged at byte " + std::to_string(cursor - file.data()) + ": " +

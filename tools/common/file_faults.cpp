@@ -7,7 +7,6 @@
 #include "common/file_faults.hpp"
 
 #include "common/errors.hpp"
-#include "common/shown.hpp"
 
 #include <atomic>
 #include <cerrno>
@@ -150,7 +149,7 @@ void watch_files() {
 void require_unchanged_files() {
     std::atomic_signal_fence(std::memory_order_seq_cst);
     if (!has_loss) return;
-    throw DataError(shown(first_loss.path) + " changed while it was read (byte " +
+    throw DataError(std::string(first_loss.path) + " changed while it was read (byte " +
                     std::to_string(first_loss.offset) + "); run the command again");
 }
 

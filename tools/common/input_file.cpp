@@ -11,27 +11,33 @@
 #include <cstring>
 #include <new>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lindra::tools {
 
-namespace {
-
-std::string reason_not_mapped(const std::string &path) {
+void refuse_unreadable(const std::string &path, int reason) {
+    require_memory(reason);
     struct stat found;
-    if (stat(path.c_str(), &found) != 0) return std::strerror(errno);
-    if (S_ISDIR(found.st_mode)) return "it is a directory";
-    if (!S_ISREG(found.st_mode)) return "it is not a regular file";
-    return "permission is lacking, or it changed while it was read";
+    const bool is_found = stat(path.c_str(), &found) == 0;
+    throw DataError(path + " cannot be read: " +
+                    (is_found && S_ISDIR(found.st_mode)    ? "it is a directory"
+                     : is_found && !S_ISREG(found.st_mode) ? "it is not a regular file"
+                     : reason                              ? std::strerror(reason)
+                                                           : "it changed while it was read"));
 }
 
-} // namespace
+void require_readable(const std::string &path) {
+    struct stat found;
+    errno = 0;
+    if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || access(path.c_str(), R_OK) != 0)
+        refuse_unreadable(path, errno);
+}
 
 InputFile::InputFile(std::string path) : path_(std::move(path)) {
     char *data = nullptr;
     errno = 0;
     const int64_t size = mapfile(path_.c_str(), nullptr, &data);
-    if (size < 0) require_memory(errno);
-    if (size < 0) throw DataError(path_ + " cannot be read: " + reason_not_mapped(path_));
+    if (size < 0) refuse_unreadable(path_, errno);
     size_ = static_cast<size_t>(size);
     data_ = {reinterpret_cast<unsigned char *>(data), Release{size_}};
     if (lindra_bound(data, size_) < 0) throw std::bad_alloc();

@@ -9,6 +9,12 @@
 
 namespace lindra::tools {
 
+// Throws DataError for a file that the library's mapfile failed to map, with errno as that left it behind.
+[[noreturn]] void refuse_unreadable(const std::string &path, int reason);
+
+// Throws DataError unless path is a regular file that may be read. Waits for none.
+void require_readable(const std::string &path);
+
 // A whole file in memory, of known extent to the library's decoders.
 class InputFile {
   public:

@@ -24,7 +24,7 @@ std::terminate_handler usual_end = nullptr;
     throw std::bad_alloc();
 }
 
-void tell(const char *text) {
+void write_to_standard_error(const char *text) {
     if (write(STDERR_FILENO, text, strlen(text)) < 0) return;
 }
 
@@ -32,9 +32,7 @@ void tell(const char *text) {
 void end_without_memory() {
     if (!has_failed) usual_end();
     OutputFile::remove_temporary();
-    tell("lindra: ");
-    tell(no_memory);
-    tell("\n");
+    tell_no_memory();
     _exit(exit_bad_data);
 }
 
@@ -45,6 +43,12 @@ void watch_memory() {
     if (usual_end) return;
     std::set_new_handler(remember_and_throw);
     usual_end = std::set_terminate(end_without_memory);
+}
+
+void tell_no_memory() {
+    write_to_standard_error("lindra: ");
+    write_to_standard_error(no_memory);
+    write_to_standard_error("\n");
 }
 
 void require_memory() {

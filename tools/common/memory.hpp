@@ -11,6 +11,9 @@ namespace lindra::tools {
 // What there is to say of it.
 inline constexpr const char *no_memory = "memory is exhausted; close other programs, or ask for less at once";
 
+// Says that on standard error, without any memory.
+void tell_no_memory();
+
 // From here on, for the life of the process; what failed before is forgotten. Where such an exception meets a
 // destructor, which can throw nothing, the process ends with the message and exit status 1, and leaves no
 // temporary file.

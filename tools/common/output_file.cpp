@@ -18,7 +18,6 @@ namespace lindra::tools {
 
 namespace {
 
-// mkstemp makes a file that only its owner reads; the finished one gets the rights of any new file.
 mode_t new_file_mode() {
     const mode_t mask = umask(0);
     umask(mask);
@@ -39,8 +38,6 @@ void remember(const std::filesystem::path &path) {
     if (path.native().size() < longest_name) strcpy(name_to_remove, path.c_str());
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         if (signal(number, remove_and_end) == SIG_IGN) signal(number, SIG_IGN);
-    // A file beyond the limit of its size is a failed write, told like any other.
-    signal(SIGXFSZ, SIG_IGN);
 }
 
 void forget() {
@@ -60,6 +57,22 @@ OutputFile::OutputFile(std::filesystem::path path) : path_(std::move(path)) {
         open_temporary();
 }
 
+// To nothing, which nothing else resolves. Those to what is there may be none by their text, as /dev/stdout.
+void OutputFile::follow_links() {
+    constexpr int most_links = 40; // as the kernel
+    std::error_code reason;
+    for (int links = 0; std::filesystem::is_symlink(std::filesystem::symlink_status(path_, reason));
+         links++) {
+        if (links == most_links) {
+            errno = ELOOP;
+            fail("cannot be created");
+        }
+        const auto target = std::filesystem::read_symlink(path_, reason);
+        if (reason) return;
+        path_ = path_.parent_path() / target;
+    }
+}
+
 void OutputFile::open_special() {
     descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
     if (descriptor_ < 0) fail("cannot be written");
@@ -67,6 +80,7 @@ void OutputFile::open_special() {
 
 void OutputFile::open_temporary() {
     std::error_code unresolved;
+    if (!std::filesystem::exists(path_, unresolved)) follow_links();
     const auto target = std::filesystem::weakly_canonical(path_, unresolved);
     if (!unresolved) path_ = target;
     std::string name = path_.string() + ".XXXXXX";
@@ -103,7 +117,7 @@ void OutputFile::commit() {
     require_unchanged_files();
     require_memory();
     const bool special = temporary_.empty();
-    if (!special && fchmod(descriptor_, new_file_mode()) != 0) fail("cannot be written");
+    if (!special && fchmod(descriptor_, rights()) != 0) fail("cannot be written");
     const int closed = close(descriptor_);
     descriptor_ = -1;
     if (closed != 0) fail("cannot be written");
@@ -111,6 +125,12 @@ void OutputFile::commit() {
     if (rename(temporary_.c_str(), path_.c_str()) != 0) fail("cannot be put in place");
     temporary_.clear();
     forget();
+}
+
+// mkstemp makes a file that only its owner reads.
+mode_t OutputFile::rights() const {
+    struct stat before;
+    return stat(path_.c_str(), &before) == 0 ? before.st_mode & 0777 : new_file_mode();
 }
 
 void OutputFile::remove_temporary() {

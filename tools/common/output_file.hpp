@@ -4,12 +4,14 @@
 
 #include <filesystem>
 #include <string_view>
+#include <sys/types.h>
 
 namespace lindra::tools {
 
 // A file that appears under its name all at once or not at all: written beside it under a temporary name, and
 // renamed by commit. Without commit the temporary file is removed, also when the process is told to end. A
-// symbolic link is followed; what is there and is no regular file (a device, a FIFO) is written to as it is.
+// symbolic link is followed, also where nothing is yet; a file that is replaced leaves its rights to the new
+// one; what is there and is no regular file (a device, a FIFO) is written to as it is.
 // Every failure throws DataError.
 class OutputFile {
   public:
@@ -32,6 +34,9 @@ class OutputFile {
     void open_special();
     void open_temporary();
     [[noreturn]] void fail(const char *what) const;
+
+    void follow_links();
+    mode_t rights() const;
 
     std::filesystem::path path_;
     std::filesystem::path temporary_;

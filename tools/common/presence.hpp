@@ -4,7 +4,6 @@
 
 #include "common/errors.hpp"
 #include "common/memory.hpp"
-#include "common/shown.hpp"
 
 #include "lindra/face/lookup.hpp"
 
@@ -16,7 +15,7 @@ namespace lindra::tools {
 
 inline DataError cannot_be_looked_up(const std::filesystem::path &path, std::error_code reason) {
     require_memory(reason.value());
-    return DataError(shown(path.string()) + " cannot be looked up: " + reason.message());
+    return DataError(path.string() + " cannot be looked up: " + reason.message());
 }
 
 // Whether there is anything at path. Where that cannot be found out something may be there: that is a

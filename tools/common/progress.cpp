@@ -2,6 +2,8 @@
 
 #include "common/progress.hpp"
 
+#include "common/shown.hpp"
+
 #include <algorithm>
 #include <cstdio>
 #include <unistd.h>
@@ -15,8 +17,8 @@ constexpr std::chrono::milliseconds between_drawings(100);
 
 } // namespace
 
-Progress::Progress(std::string title, double total, bool quiet, std::chrono::milliseconds patience)
-    : title_(std::move(title)), total_(total), enabled_(!quiet && total > 0 && isatty(STDERR_FILENO)),
+Progress::Progress(const std::string &title, double total, bool quiet, std::chrono::milliseconds patience)
+    : title_(shown(title)), total_(total), enabled_(!quiet && total > 0 && isatty(STDERR_FILENO)),
       next_(Clock::now() + patience) {}
 
 Progress::~Progress() {

@@ -13,7 +13,7 @@ class Progress {
   public:
     // title says what is being done; total is the whole amount of work in any unit. A quiet one never shows
     // itself.
-    Progress(std::string title, double total, bool quiet = false,
+    Progress(const std::string &title, double total, bool quiet = false,
              std::chrono::milliseconds patience = std::chrono::seconds(1));
     ~Progress();
     Progress(const Progress &) = delete;

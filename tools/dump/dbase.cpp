@@ -13,6 +13,7 @@
 #include "lindra/lindra.h"
 
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -108,11 +109,13 @@ void dump_dbase(const InputFile &file, bool json) {
     Table table;
     const CapturedLog log;
     const int status = esri_decode_dbase_file(&table, file.data(), &cursor);
+    std::optional<DataError> told;
+    if (status < 0) told = damage(file, cursor, log);
     if (json)
         print_json(table, cursor - file.data());
     else
         print_to_standard_output([&] { lindra_print_dbase_file("", &table); });
-    if (status < 0) throw damage(file, cursor, log);
+    if (told) throw DataError(*told);
 }
 
 } // namespace lindra::tools

@@ -132,7 +132,8 @@ class Layout {
 
 Json netcdf_facts(const NetcdfHeader &header) {
     Layout layout(header.base);
-    Json facts;
+    // A null value that becomes an object when memory lacks cannot be destroyed.
+    Json facts = Json::object();
     facts["format"] = "netCDF classic";
     facts["records"] = header.numrecs;
     facts["dimensions"] = layout.dimensions(header);

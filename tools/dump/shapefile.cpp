@@ -14,6 +14,7 @@
 #include "lindra/lindra.h"
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -158,10 +159,12 @@ void dump_shapefile(const InputFile &file, bool json) {
     const CapturedLog log;
     const int status = esri_unstuff_stream(ESRI_FILE, &decoded, file.data(), &cursor);
     const std::unique_ptr<SHPFILE, FileRelease> shapes(static_cast<SHPFILE *>(decoded));
+    std::optional<DataError> told;
+    if (status < 0)
+        told = damage(file, cursor, log, "; lindra draw and lindra index read what makes sense of it");
     if (shapes && json) print_json(*shapes);
     if (shapes && !json) print_to_standard_output([&] { esri_print_shapefile("", shapes.get()); });
-    if (status < 0)
-        throw damage(file, cursor, log, "; lindra draw and lindra index read what makes sense of it");
+    if (told) throw DataError(*told);
 }
 
 } // namespace lindra::tools

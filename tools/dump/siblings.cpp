@@ -7,12 +7,12 @@
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
 #include "common/presence.hpp"
+#include "common/shown.hpp"
 #include "dump/json.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <new>
 #include <string_view>
@@ -61,10 +61,7 @@ std::string text_fact(const char *what, const InputFile &file) {
     std::string_view text(reinterpret_cast<const char *>(file.data()), file.size());
     text = text.substr(0, text.find_first_of(std::string_view("\r\n\0", 3)));
     const bool is_long = text.size() > longest_text;
-    std::string shown(text.substr(0, longest_text));
-    std::ranges::replace_if(
-        shown, [](unsigned char letter) { return std::iscntrl(letter) != 0; }, '?');
-    return std::string(what) + ": " + shown + (is_long ? "..." : "");
+    return std::string(what) + ": " + shown(text.substr(0, longest_text)) + (is_long ? "..." : "");
 }
 
 std::string coordinates_fact(const InputFile &file) {
@@ -97,7 +94,7 @@ std::string fact_of(const std::string &path) {
         const CapturedLog log;
         return sibling_of(path).fact(InputFile(path));
     } catch (const DataError &error) {
-        return error.what();
+        return shown(error.what());
     }
 }
 

@@ -10,9 +10,11 @@
 #include "import/classic_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
+#include "import/unchanged.hpp"
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
 
 namespace lindra::tools {
@@ -179,9 +181,13 @@ void BinnedFile::fail(size_t polygon, const char *what) const {
 }
 
 BinnedFile read_binned_file(const std::filesystem::path &path) {
-    require_whole(path);
-    try_reading(path, [&] { load(path); });
-    return load(path);
+    std::optional<BinnedFile> binned;
+    while_unchanged(path, [&] {
+        require_whole(path);
+        try_reading(path, [&] { load(path); });
+        binned = load(path);
+    });
+    return *std::move(binned);
 }
 
 } // namespace lindra::tools

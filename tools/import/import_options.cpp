@@ -9,8 +9,12 @@
 
 namespace lindra::tools {
 
+std::filesystem::path map_directory(const ImportOptions &options) {
+    return options.to / "maps" / "lindra";
+}
+
 std::filesystem::path place_for(const ImportOptions &options, const std::string &name) {
-    const std::filesystem::path directory = options.to / "maps" / "lindra";
+    const std::filesystem::path directory = map_directory(options);
     std::error_code error;
     std::filesystem::create_directories(directory, error);
     if (error) throw DataError("the directory " + directory.string() + " cannot be made: " + error.message());

@@ -13,11 +13,14 @@ struct ImportOptions {
     bool quiet = false;         // prints neither the lines nor progress
 };
 
-// All of `lindra import`. Throws DataError.
+// All of `lindra import`. Throws DataError. Directories that it made stay only where a file is in them.
 void import_all(const ImportOptions &options);
 
 // The resolutions in the order of work: the full one first, because the coastlines of the others lean on it.
 constexpr char import_order[] = {'f', 'h', 'i', 'l', 'c'};
+
+// Where in the data directory the files go.
+std::filesystem::path map_directory(const ImportOptions &options);
 
 // The place of a file of the data directory, whose directory is made. Throws DataError.
 std::filesystem::path place_for(const ImportOptions &options, const std::string &name);

@@ -9,17 +9,20 @@
 #include "common/captured_log.hpp"
 #include "common/errors.hpp"
 #include "common/input_file.hpp"
+#include "common/memory.hpp"
 #include "common/output_file.hpp"
 #include "common/presence.hpp"
 #include "import/classic_file.hpp"
 #include "import/netcdf_file.hpp"
 #include "import/trial.hpp"
+#include "import/unchanged.hpp"
 #include "map/globe_selection.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <netcdf.h>
 #include <string>
 #include <vector>
@@ -35,9 +38,10 @@ constexpr const char *every_border = "p:-1";
 
 class Copy {
   public:
-    Copy(fs::path from, const fs::path &to) : from_(std::move(from)) {
+    // to: where the copy goes; temporary: its name until then.
+    Copy(fs::path from, fs::path to, const fs::path &temporary) : from_(std::move(from)), to_(std::move(to)) {
         require(nc_open(from_.c_str(), NC_NOWRITE, &in_));
-        require(nc_create(to.c_str(), NC_CLOBBER, &out_));
+        require_written(nc_create(temporary.c_str(), NC_CLOBBER, &out_));
         // Every value is written; only the padding between variables is not, and stays zero.
         int before = 0;
         require(nc_set_fill(out_, NC_NOFILL, &before));
@@ -58,12 +62,12 @@ class Copy {
         for (int i = 0; i < variables; i++)
             define_variable(i);
         copy_attributes(NC_GLOBAL, attributes);
-        require(nc_enddef(out_));
+        require_written(nc_enddef(out_));
         for (int i = 0; i < variables; i++)
             copy_values(i);
         const int closed = nc_close(out_);
         out_ = -1;
-        require(closed);
+        require_written(closed);
     }
 
   private:
@@ -123,16 +127,25 @@ class Copy {
     void copy_values(int index) const {
         std::vector<char> values(value_count(index) * widest_value);
         require(nc_get_var(in_, index, values.data()));
-        require(nc_put_var(out_, index, values.data()));
+        require_written(nc_put_var(out_, index, values.data()));
     }
 
     void require(int status) const {
-        if (status == NC_NOERR) return;
+        if (works(status)) return;
         throw DataError(from_.string() + " cannot be copied: " + nc_strerror(status) +
                         "; reinstall the package that it comes from");
     }
 
+    // Of the errors of the system, which are positive, it is the copy that has them here. The others are
+    // what libnetcdf says of the file.
+    void require_written(int status) const {
+        if (status <= 0) return require(status);
+        require_memory(status);
+        throw DataError(to_.string() + " cannot be written: " + std::strerror(status));
+    }
+
     fs::path from_;
+    fs::path to_;
     int in_ = -1;
     int out_ = -1;
 };
@@ -164,11 +177,14 @@ int read_back(const fs::path &path, const fs::path &from) {
 }
 
 void import_line_file(const ImportOptions &options, const fs::path &from, const std::string &name) {
-    require_whole(from);
     const fs::path to = place_for(options, name);
     OutputFile file(to);
-    try_reading(from, [&] { Copy(from, file.temporary()).run(); });
-    const int segments = read_back(file.temporary(), from);
+    int segments = 0;
+    while_unchanged(from, [&] {
+        require_whole(from);
+        try_reading(from, [&] { Copy(from, to, file.temporary()).run(); });
+        segments = read_back(file.temporary(), from);
+    });
     file.commit();
     if (!options.quiet)
         print_line(to.string() + ": " + std::to_string(segments) + " segments, " +

@@ -5,6 +5,7 @@
 #include "common/errors.hpp"
 
 #include <netcdf.h>
+#include <new>
 
 namespace lindra::tools {
 
@@ -40,11 +41,16 @@ const char *type_name(nc_type type) {
 
 } // namespace
 
+bool works(int status) {
+    if (status == NC_ENOMEM) throw std::bad_alloc();
+    return status == NC_NOERR;
+}
+
 NetcdfFile::NetcdfFile(std::filesystem::path path) : path_(std::move(path)) {
     std::error_code error;
     size_ = std::filesystem::file_size(path_, error);
     if (error) throw DataError(path_.string() + " cannot be read: " + error.message());
-    if (const int status = nc_open(path_.c_str(), NC_NOWRITE, &id_); status != NC_NOERR)
+    if (const int status = nc_open(path_.c_str(), NC_NOWRITE, &id_); !works(status))
         throw DataError(path_.string() + " is not a usable netCDF file (" + nc_strerror(status) +
                         "); reinstall the package that it comes from");
 }
@@ -60,18 +66,17 @@ void NetcdfFile::fail(const char *variable, const std::string &what) const {
 // The id of the variable, once everything that could make reading it go wrong has been ruled out.
 int NetcdfFile::require(const char *variable, nc_type type, size_t count, size_t value_size) const {
     int id = 0;
-    if (nc_inq_varid(id_, variable, &id) != NC_NOERR)
+    if (!works(nc_inq_varid(id_, variable, &id)))
         fail(variable, "is missing; this is not a binned coastline file");
     nc_type found = NC_NAT;
-    if (nc_inq_vartype(id_, id, &found) != NC_NOERR || found != type)
+    if (!works(nc_inq_vartype(id_, id, &found)) || found != type)
         fail(variable, std::string("is of type ") + type_name(found) + ", not " + type_name(type));
     int dimensions = 0;
-    if (nc_inq_varndims(id_, id, &dimensions) != NC_NOERR || dimensions != 1)
+    if (!works(nc_inq_varndims(id_, id, &dimensions)) || dimensions != 1)
         fail(variable, "has " + std::to_string(dimensions) + " dimensions, not one");
     int dimension = 0;
     size_t length = 0;
-    if (nc_inq_vardimid(id_, id, &dimension) != NC_NOERR ||
-        nc_inq_dimlen(id_, dimension, &length) != NC_NOERR)
+    if (!works(nc_inq_vardimid(id_, id, &dimension)) || !works(nc_inq_dimlen(id_, dimension, &length)))
         fail(variable, "has no readable dimension");
     if (length != count)
         fail(variable, "has " + std::to_string(length) + " values, not " + std::to_string(count));
@@ -84,7 +89,7 @@ template <class Value>
 std::vector<Value> NetcdfFile::read(const char *variable, size_t count) const {
     const int id = require(variable, stored_type<Value>, count, sizeof(Value));
     std::vector<Value> values(count);
-    if (const int status = nc_get_var(id_, id, values.data()); status != NC_NOERR)
+    if (const int status = nc_get_var(id_, id, values.data()); !works(status))
         fail(variable, std::string("cannot be read: ") + nc_strerror(status));
     return values;
 }

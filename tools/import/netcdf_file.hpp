@@ -14,8 +14,11 @@ namespace lindra::tools {
 // 1951, 1996: 258 bytes from two bits). A variable that claims more is not backed by the file.
 constexpr std::uintmax_t greatest_expansion = 1032;
 
-// A netCDF file opened for reading. Every failure throws DataError, which names the file and, where one is
-// concerned, the variable.
+// Whether a call of libnetcdf did its work. Throws std::bad_alloc where it lacked memory.
+bool works(int status);
+
+// A netCDF file opened for reading. Every failure but that for lack of memory throws DataError, which names
+// the file and, where one is concerned, the variable.
 class NetcdfFile {
   public:
     explicit NetcdfFile(std::filesystem::path path);

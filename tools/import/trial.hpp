@@ -8,9 +8,9 @@
 namespace lindra::tools {
 
 // Runs the reading of a file in a child process and drops what it read. Throws the DataError that the reading
-// threw, or one that calls the file damaged when the child died of it, did not come to an end, or asked for
-// far more memory than a file of this size accounts for. Sanitizers need too much themselves for this last
-// limit.
+// threw, or one that calls the file damaged when the child died of it or did not come to an end, or that says
+// that it asked for far more memory than a file of this size accounts for. Throws std::bad_alloc when the
+// reading did so for another reason. Sanitizers need too much memory themselves for a limit of it.
 //
 // The HDF5 library below netCDF is not proof against every damaged file. One that passed the trial is read
 // again here; one that did not is never opened by this process.

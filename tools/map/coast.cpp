@@ -10,11 +10,13 @@
 #include "common/captured_log.hpp"
 #include "common/counted.hpp"
 #include "common/errors.hpp"
+#include "common/input_file.hpp"
 #include "map/map_file.hpp"
 
 #include "lindra/lindra.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 
@@ -123,7 +125,8 @@ struct Coastline::Source {
         const CapturedLog log;
         const bool selected =
             gshhsmap_open(&map) == 0 && gshhsmap_select(map, "f:0", name, 0, 360, -90, 90, 0, 0) >= 0;
-        if (!selected) fail(log.one_line());
+        const int reason = errno;
+        if (!selected) fail(log.one_line(), reason);
         if (map->select[0].size == 0) throw DataError(path + " is empty" + import_again);
         walk_headers(map->select[0], [&](const GSHHSHdr &hdr, const unsigned char *points) {
             if (!is_sound(hdr)) fail_at(hdr, points, "has an impossible level or box");
@@ -133,8 +136,8 @@ struct Coastline::Source {
         map->east = map->north = beyond_everything;
     }
 
-    [[noreturn]] void fail(const std::string &said) const {
-        if (!map || !map->select[0].data) throw DataError(path + " cannot be read: " + said);
+    [[noreturn]] void fail(const std::string &said, int reason) const {
+        if (!map || !map->select[0].data) refuse_unreadable(path, reason);
         const auto [polygons, bytes] = walk_headers(map->select[0], [](auto &&...) {});
         throw DataError(path + " is damaged at byte " + std::to_string(bytes) + ", after " +
                         counted(polygons, "polygon") + ": " + said + import_again);

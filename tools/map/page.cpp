@@ -16,7 +16,7 @@ constexpr int longest_side = 20000;
 constexpr int usual_side = 1200;
 
 [[noreturn]] void refuse_size(const std::string &text) {
-    throw UsageError("the size '" + text + "' is not WxH, Wx or xH with sides from 1 to " +
+    throw UsageError("the size '" + text + "' is not WxH, W, Wx or xH with sides from 1 to " +
                      std::to_string(longest_side) + " pixels, such as 1200x800 or 1200x");
 }
 

@@ -4,6 +4,7 @@
 
 #include "common/errors.hpp"
 #include "common/output_file.hpp"
+#include "common/standard_error.hpp"
 #include "map/chart.hpp"
 #include "map/coast.hpp"
 #include "map/drawing.hpp"
@@ -50,8 +51,8 @@ std::string degrees_text(double value) {
 
 void report_cut(const ProjectionKind &kind, const Window &asked, const Window &shown) {
     if (asked.south == shown.south && asked.north == shown.north) return;
-    fprintf(stderr, "lindra: the %s projection does not reach so far: the map shows latitudes %s to %s\n",
-            kind.name, degrees_text(shown.south).c_str(), degrees_text(shown.north).c_str());
+    tell("the " + std::string(kind.name) + " projection does not reach so far: the map shows latitudes " +
+         degrees_text(shown.south) + " to " + degrees_text(shown.north));
 }
 
 std::unique_ptr<Chart> chart_for(const PictureOptions &options, const std::vector<MapShape> &shapes) {
@@ -98,8 +99,8 @@ void draw_picture(const PictureOptions &options, const std::vector<MapShape> &sh
         drawing.add(shape);
     file.write(drawing.paint(type));
     file.commit();
-    fprintf(stderr, "lindra: %s: %d x %d pixels, %s resolution\n", options.output.c_str(), drawing.width(),
-            drawing.height(), resolution_name(resolution));
+    tell(options.output + ": " + std::to_string(drawing.width()) + " x " + std::to_string(drawing.height()) +
+         " pixels, " + resolution_name(resolution) + " resolution");
 }
 
 } // namespace lindra::tools

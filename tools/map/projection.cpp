@@ -20,8 +20,8 @@ namespace {
 constexpr ProjectionKind kinds[] = {
     {"plate-carree", "eqc, latlon", "degrees as they are", "+proj=eqc", Family::cylindrical, false, false, 90,
      0},
-    {"equirectangular", "equirect", "the same, stretched to be true in the middle", "+proj=eqc",
-     Family::cylindrical, false, false, 90, 0},
+    {"equirectangular", "equirect", "the same, true in the middle", "+proj=eqc", Family::cylindrical, false,
+     false, 90, 0},
     {"mercator", "merc", "true angles; ends at 85 degrees", "+proj=merc", Family::cylindrical, false, true,
      85, 0},
     {"robinson", "robin", "the whole world on a wall", "+proj=robin", Family::cylindrical, false, true, 90,

@@ -7,9 +7,9 @@
 #include "map/resolution.hpp"
 
 #include "common/errors.hpp"
+#include "common/standard_error.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 
 namespace lindra::tools {
@@ -54,10 +54,9 @@ char choose_automatically(double km_per_pixel, const MapFiles &files) {
     const int wanted = fitting(km_per_pixel);
     const int chosen = installed(wanted, files);
     if (chosen != wanted)
-        fprintf(stderr,
-                "lindra: the %s resolution is not installed (`./dev data` or `lindra import` gets it), the "
-                "%s one is taken\n",
-                resolutions[wanted].name, resolutions[chosen].name);
+        tell("the " + std::string(resolutions[wanted].name) +
+             " resolution is not installed (`./dev data` or `lindra import` gets it), the " +
+             resolutions[chosen].name + " one is taken");
     return resolutions[chosen].letter;
 }
 

@@ -30,11 +30,16 @@ class Complaints {
 
     // The first damage, or else the first of whatever it is.
     std::string line() const {
-        return first_.file + ": byte " + std::to_string(first_.offset) + ": " + first_.text +
+        return first_.file + ": " + place() + first_.text +
                (count_ > 1 ? " (and " + std::to_string(count_ - 1) + " more)" : "");
     }
 
   private:
+    // What cannot be read at all has no place in it.
+    std::string place() const {
+        return first_.kind == repair_kind::file_beside ? "" : "byte " + std::to_string(first_.offset) + ": ";
+    }
+
     size_t count_ = 0;
     bool is_damaged_ = false;
     bool is_unread_ = false;

@@ -6,7 +6,12 @@
 #include "shapes/index_file.hpp"
 
 #include "common/errors.hpp"
+#include "common/memory.hpp"
 #include "common/presence.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
 
 namespace lindra::tools {
 
@@ -63,19 +68,47 @@ void require_index(SqliteConnection &connection) {
                         "; make a new one with lindra index");
 }
 
+// A link that leads nowhere, or round, is there for those who look.
+[[noreturn]] void refuse_absent(const fs::path &path) {
+    std::error_code unknown;
+    if (fs::is_symlink(fs::symlink_status(path, unknown)))
+        throw DataError(path.string() + " is a link that leads nowhere; name the index itself");
+    throw DataError(path.string() + " is not there; make it with lindra index DIRECTORY -o " + path.string());
+}
+
+// Where SQLite may make no file it tries to read one, and then tells that there is none.
+void require_place(const fs::path &path) {
+    const fs::path directory = path.parent_path();
+    if (!is_there(directory))
+        throw DataError(path.string() + " cannot be made; make the directory " + directory.string() +
+                        " first");
+    if (!is_there(path) && access(directory.c_str(), W_OK | X_OK) != 0)
+        throw DataError(path.string() + " cannot be made: " + std::strerror(errno));
+}
+
 } // namespace
 
+fs::path absolute_path(const fs::path &path) {
+    if (path.empty()) throw UsageError("the name of a file is empty; leave it out, or name one");
+    std::error_code reason;
+    fs::path absolute = fs::absolute(path, reason);
+    require_memory(reason.value());
+    if (reason)
+        throw DataError("the directory that lindra runs in cannot be found: " + reason.message() +
+                        "; go to another one, or name " + path.string() + " by its whole path");
+    return absolute;
+}
+
 fs::path whole_path(const fs::path &path) {
+    const fs::path absolute = absolute_path(path);
     std::error_code unresolved;
-    const fs::path whole = fs::weakly_canonical(fs::absolute(path), unresolved);
-    return unresolved ? fs::absolute(path).lexically_normal() : whole;
+    const fs::path whole = fs::weakly_canonical(absolute, unresolved);
+    return unresolved ? absolute.lexically_normal() : whole;
 }
 
 SqliteConnection open_index(const fs::path &path) {
     require_regular_file(path);
-    if (!is_there(path))
-        throw DataError(path.string() + " is not there; make it with lindra index DIRECTORY -o " +
-                        path.filename().string());
+    if (!is_there(path)) refuse_absent(path);
     // SQLite would take it for a database without tables.
     std::error_code ignored;
     if (fs::file_size(path, ignored) == 0)
@@ -87,6 +120,7 @@ SqliteConnection open_index(const fs::path &path) {
 
 SqliteConnection open_index_for_writing(const fs::path &path) {
     require_regular_file(path);
+    require_place(path);
     SqliteConnection connection(path.string(), SqliteConnection::Access::write);
     connection.run("PRAGMA cache_size = -65536; BEGIN IMMEDIATE");
     if (fs::file_size(path) == 0)

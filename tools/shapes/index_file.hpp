@@ -18,7 +18,11 @@ SqliteConnection open_index(const std::filesystem::path &path);
 // one. Throws DataError, with the file as it was, when it is anything else.
 SqliteConnection open_index_for_writing(const std::filesystem::path &path);
 
-// The path with nothing relative and no symbolic link left in it.
+// The path from the root, links and all. Throws UsageError for an empty one, and DataError where the
+// directory in which the command runs is gone.
+std::filesystem::path absolute_path(const std::filesystem::path &path);
+
+// The path with nothing relative and no symbolic link left in it. Throws like absolute_path.
 std::filesystem::path whole_path(const std::filesystem::path &path);
 
 // The names of files in an index. Those below the directory of the index count from there, so that the two

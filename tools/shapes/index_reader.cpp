@@ -24,7 +24,9 @@ constexpr const char *find_shape =
     "typeof(recno) = 'integer' AND recno BETWEEN -2147483648 AND 2147483647 "
     "FROM shape WHERE shapeid = ?1 AND typeof(offset) = 'integer' AND offset >= 0";
 
-constexpr const char *gone = "the file is gone";
+constexpr const char *gone = "the file is gone; put it back, or run lindra index again";
+constexpr const char *no_such_file =
+    "the index has no such file; delete it and make it anew with lindra index";
 
 // Of a row of find_shape.
 const char *what_is_broken(const SqliteStatement &row) {
@@ -75,7 +77,7 @@ const IndexedFile &IndexReader::file_of(const IndexedShape &shape) {
 
 IndexedFile IndexReader::read_file(int64_t fileid) {
     if (!find_file_.bind(1, fileid).next())
-        return {"", "file " + std::to_string(fileid) + " of " + connection_.path(), gone, false};
+        return {"", "file " + std::to_string(fileid) + " of " + connection_.path(), no_such_file, false};
     IndexedFile file = {find_file_.text(0), names_.path_of(find_file_.text(0)), "", false};
     const FileStamp known = {find_file_.integer(1), find_file_.integer(2), find_file_.text(3)};
     find_file_.run();

@@ -65,6 +65,12 @@ double in_float_range(double value) {
     return std::clamp(value, -double{FLT_MAX}, double{FLT_MAX});
 }
 
+// A new one is empty until its first commit.
+bool is_begun(const fs::path &path) {
+    std::error_code unknown;
+    return fs::file_size(path, unknown) != 0 || unknown;
+}
+
 } // namespace
 
 IndexWriter::IndexWriter(fs::path path)
@@ -80,11 +86,11 @@ IndexWriter::IndexWriter(fs::path path)
                    "UPDATE filename SET size = ?2, mtime_ns = ?3, beside = ?4 WHERE fileid = ?1"),
       add_field_(connection_, "INSERT INTO field VALUES(?1, ?2, ?3, ?4)"),
       add_shape_(connection_, "INSERT INTO shape VALUES(NULL, ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10)"),
-      add_box_(connection_, "INSERT INTO shape_box VALUES(?1, ?2, ?3, ?4, ?5)"), last_commit_(Clock::now()) {}
+      add_box_(connection_, "INSERT INTO shape_box VALUES(?1, ?2, ?3, ?4, ?5)"),
+      is_kept_(is_begun(traces_.path)), last_commit_(Clock::now()) {}
 
 IndexWriter::Traces::~Traces() {
-    std::error_code unknown;
-    if (fs::file_size(path, unknown) != 0 || unknown) return;
+    if (is_begun(path)) return;
     unlink(path.c_str());
     unlink((path.string() + "-journal").c_str());
 }
@@ -118,11 +124,14 @@ void IndexWriter::replace(const std::string &name, const FileStamp &stamp, const
             add_shape(fileid, record);
         }
         guard.check();
+    } catch (const SqliteError &) {
+        throw; // which leaves nothing to go back to, and ends the run
     } catch (...) {
         connection_.run("ROLLBACK TO file; RELEASE file");
         throw;
     }
     connection_.run("RELEASE file");
+    is_kept_ = true;
 }
 
 void IndexWriter::remove(int64_t fileid) {
@@ -189,6 +198,7 @@ void IndexWriter::add_box(const shape_box &box) {
 void IndexWriter::commit() {
     require_unchanged_files();
     require_memory();
+    if (!is_kept_) return;
     connection_.run("COMMIT; BEGIN IMMEDIATE");
     last_commit_ = Clock::now();
 }

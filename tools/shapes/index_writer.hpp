@@ -44,7 +44,10 @@ class IndexWriter {
 
     void remove(int64_t fileid);
 
-    // Keeps what was done so far.
+    // Whether the index stays when this is over: it is no new one, or has a file.
+    bool is_kept() const { return is_kept_; }
+
+    // Keeps what was done so far; of a new index nothing, as long as no file was put into it.
     void commit();
     void commit_now_and_then();
 
@@ -67,6 +70,7 @@ class IndexWriter {
     SqliteConnection connection_;
     SqliteStatement remove_boxes_, remove_shapes_, remove_fields_, remove_file_;
     SqliteStatement find_file_, add_file_, change_file_, add_field_, add_shape_, add_box_;
+    bool is_kept_;
     Clock::time_point last_commit_;
 };
 

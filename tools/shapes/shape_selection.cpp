@@ -6,7 +6,6 @@
 #include "shapes/shape_selection.hpp"
 
 #include "common/errors.hpp"
-#include "common/shown.hpp"
 #include "shapes/index_file.hpp"
 #include "shapes/where_expression.hpp"
 
@@ -100,7 +99,7 @@ class Selection {
             if (!is_fault_of_expression(error)) throw;
             if (error.message == "malformed JSON") require_sound_attributes();
             throw UsageError("the expression " + request_.where + ": " + error.message + "; " +
-                             shown(listed(names)));
+                             listed(names));
         }
     }
 

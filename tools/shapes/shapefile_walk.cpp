@@ -51,7 +51,7 @@ class Walker {
     // A file keeps its own name, even where that is a link: the files beside it are named after it.
     static fs::path with_whole_directory(const std::string &argument) {
         std::error_code ignored;
-        const fs::path path = fs::absolute(argument).lexically_normal();
+        const fs::path path = absolute_path(argument).lexically_normal();
         if (fs::is_directory(path, ignored) || !path.has_filename()) return whole_path(path);
         return whole_path(path.parent_path()) / path.filename();
     }

@@ -14,10 +14,11 @@
 namespace lindra::tools {
 
 // Where the coordinates of a shapefile lie on the Earth: by its .prj file, through PROJ, in longitude and
-// latitude on WGS 84; without one they must be degrees.
+// latitude on WGS 84; without one they must be degrees. What it throws tells no file.
 class CoordinateSystem {
   public:
-    // path: of the main file. Throws DataError for a .prj file that PROJ does not understand.
+    // path: of the main file. Throws DataError for a .prj file that PROJ does not understand, or that would
+    // have other files read than PROJ's own.
     explicit CoordinateSystem(const std::string &path);
     ~CoordinateSystem();
     CoordinateSystem(CoordinateSystem &&) noexcept;
@@ -32,8 +33,8 @@ class CoordinateSystem {
     Line line(const shape_part &part) const;
     std::optional<Point> transformed(shape_point point, const Line &before) const;
     Point checked(shape_point point) const;
+    void require_no_file() const;
 
-    std::string path_;
     std::unique_ptr<Machine> machine_; // null: degrees as they are
 };
 

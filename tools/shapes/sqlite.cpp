@@ -2,8 +2,11 @@
 
 #include "shapes/sqlite.hpp"
 
+#include "common/memory.hpp"
+
 #include "sqlite_pages.hpp"
 
+#include <cstring>
 #include <filesystem>
 #include <new>
 
@@ -33,6 +36,9 @@ std::string advice(int result) {
     if ((result & 0xff) == SQLITE_INTERRUPT)
         return " after more steps than a file of its size can account for; it is damaged, or too much is "
                "asked of it";
+    if ((result & 0xff) == SQLITE_CORRUPT)
+        return "; the file is damaged: delete it and make it anew with lindra index";
+    if ((result & 0xff) == SQLITE_NOTADB) return "; name one that lindra index has made";
     if (result == SQLITE_READONLY_ROLLBACK) return ": a run of lindra index was cut short; run it again";
     return "";
 }
@@ -92,7 +98,12 @@ int64_t SqliteConnection::number(const char *sql) {
 }
 
 void SqliteConnection::fail() const {
-    fail(sqlite3_extended_errcode(handle()), sqlite3_errmsg(handle()));
+    const int result = sqlite3_extended_errcode(handle());
+    const int reason = sqlite3_system_errno(handle());
+    const bool is_of_system = (result & 0xff) == SQLITE_CANTOPEN || (result & 0xff) == SQLITE_IOERR;
+    require_memory(is_of_system ? reason : 0);
+    fail(result, sqlite3_errmsg(handle()) +
+                     (is_of_system && reason ? std::string(": ") + std::strerror(reason) : ""));
 }
 
 // SQLite's own way to say that it has no memory is to give none.

@@ -36,10 +36,13 @@ inline std::string_view without_padding(std::string_view text) {
     return text.substr(0, end == text.npos ? 0 : end + 1);
 }
 
+// Without the white space that strtrim drops, and zeros.
 inline std::string_view trimmed(std::string_view text) {
     using namespace std::string_view_literals;
-    const size_t begin = text.find_first_not_of(" \t\0"sv);
-    return begin == text.npos ? std::string_view() : without_padding(text.substr(begin));
+    constexpr std::string_view padding = " \t\n\v\f\r\0"sv;
+    const size_t begin = text.find_first_not_of(padding);
+    if (begin == text.npos) return {};
+    return text.substr(begin, text.find_last_not_of(padding) + 1 - begin);
 }
 
 // Nothing, or nothing but asterisks: a number that was wider than its field.

@@ -181,7 +181,7 @@ class shapefile {
         try {
             out = detail::mapped_file(path);
         } catch (const error &reason) {
-            if (options.on_repair) options.on_repair({repair_kind::file_beside, path, 0, reason.what()});
+            if (options.on_repair) options.on_repair({repair_kind::file_beside, path, 0, reason.text()});
         }
     }
 
