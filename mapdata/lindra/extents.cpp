@@ -5,6 +5,7 @@
 
 #include "extents.hpp"
 
+#include "gshhsmap/mapped_file.hpp"
 #include "lindra.h"
 
 #include <cstdint>
@@ -53,6 +54,7 @@ int lindra_bound(const void *base, size_t size) {
 }
 
 void lindra_unbound(const void *base) {
+    lindra::gshhs::forget_mapping(static_cast<const unsigned char *>(base));
     const std::unique_lock<std::shared_mutex> guard(extents_lock);
     extents().erase(reinterpret_cast<uintptr_t>(base));
 }

@@ -7,7 +7,6 @@
 
 #include <cstring>
 #include <map>
-#include <memory_resource>
 #include <new>
 #include <string>
 
@@ -28,17 +27,12 @@ struct KeyOrder {
 
 } // namespace
 
-// Entries leave only all together, so that their places need not be given back one by one.
 struct Arr {
-    explicit Arr(KeyOrder order) : values(order, &places) {}
-
-    static constexpr size_t first_places = 960; // bytes, for some twelve entries
-    std::pmr::monotonic_buffer_resource places{first_places};
-    std::pmr::map<std::string, void *, KeyOrder> values;
+    std::map<std::string, void *, KeyOrder> values;
 };
 
 Arr *newarr(int (*cmp)(const char *, const char *)) {
-    return new (std::nothrow) Arr(KeyOrder{cmp ? cmp : strcmp});
+    return new (std::nothrow) Arr{std::map<std::string, void *, KeyOrder>(KeyOrder{cmp ? cmp : strcmp})};
 }
 
 int setarr(Arr *arr, const char *key, void *value) {

@@ -58,6 +58,11 @@ void remember_mapping(const unsigned char *data, size_t size) {
     }
 }
 
+void forget_mapping(const unsigned char *data) {
+    const std::unique_lock guard(files_lock);
+    files().erase(data);
+}
+
 MappedFile *mapped_file(const unsigned char *at) {
     const std::shared_lock guard(files_lock);
     auto next = files().upper_bound(at);

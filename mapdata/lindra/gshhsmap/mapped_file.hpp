@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What is remembered of the files that a selection has mapped. They stay mapped for the life of the process,
-// and so does this; a position that a host has put in a handle's cache is in none of them, and nothing is
-// remembered of it. All of it only saves time: where memory lacks, it is not there.
+// What is remembered of the files that a selection has mapped, until their extents are given back: they stay
+// mapped for the life of the process otherwise. A position that a host has put in a handle's cache is in none
+// of them, and nothing is remembered of it. All of it only saves time: where memory lacks, it is not there.
 #ifndef LINDRA_GSHHSMAP_MAPPED_FILE_HPP
 #define LINDRA_GSHHSMAP_MAPPED_FILE_HPP
 
@@ -42,6 +42,9 @@ class MappedFile {
 
 // To be told once the file is mapped.
 void remember_mapping(const unsigned char *data, size_t size);
+
+// To be told before it is unmapped.
+void forget_mapping(const unsigned char *data);
 
 // The file that the position lies in; null where it is in none of those.
 MappedFile *mapped_file(const unsigned char *at);

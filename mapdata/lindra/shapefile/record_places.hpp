@@ -26,9 +26,7 @@ class record_places {
     size_t size() const { return alike_ + others_.size(); }
     bool empty() const { return size() == 0; }
 
-    record_place operator[](size_t i) const {
-        return i < alike_ ? place_of_alike(i) : others_[i - alike_];
-    }
+    record_place operator[](size_t i) const { return i < alike_ ? place_of_alike(i) : others_[i - alike_]; }
     record_place back() const { return (*this)[size() - 1]; }
 
     // The number of the record at that offset, or nothing; of records that stand in the order of the file.
