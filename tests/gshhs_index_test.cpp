@@ -108,6 +108,21 @@ TEST_F(GshhsIndex, level_that_no_mask_has_ends_the_selection_at_the_same_polygon
     EXPECT_FALSE(data.log.take().empty());
 }
 
+// Of a file that a host unmaps: another one may come to lie where it lay.
+TEST_F(GshhsIndex, goes_with_the_extent_of_the_file) {
+    const std::string other = file_of({square(6, 6, 1)}) + bytes;
+    for (const std::string &contents : {other, bytes, other}) {
+        Coast coast;
+        data.put('c', contents);
+        const int expected = contents == bytes ? walking.select("f:0", "c", 5, 10, 5, 10)
+                                               : walking.select("f:0", "c", 5, 10, 5, 10) + 1;
+        for (int i = 0; i < 2; i++)
+            EXPECT_EQ(coast.select("f:0", "c", 5, 10, 5, 10), expected);
+        lindra_unbound(coast.gs->cache_data[0]);
+        lindra_unmapfile(reinterpret_cast<char *>(coast.gs->cache_data[0]), coast.gs->cache_size[0]);
+    }
+}
+
 TEST_F(GshhsIndex, is_done_without_where_memory_lacks) {
     for (int nth = 1;; nth++) {
         Coast coast;

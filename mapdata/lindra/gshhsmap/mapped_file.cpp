@@ -7,21 +7,6 @@
 
 namespace lindra::gshhs {
 
-namespace {
-
-using Files = std::map<const unsigned char *, MappedFile>;
-
-std::shared_mutex files_lock;
-
-// Never destroyed, because a host's static objects may still draw while the process ends.
-Files &files() {
-    alignas(Files) static unsigned char storage[sizeof(Files)];
-    static auto *all = new (storage) Files;
-    return *all;
-}
-
-} // namespace
-
 const PolygonIndex *MappedFile::index() const {
     const std::shared_lock guard(lock_);
     return index_.get();
@@ -51,24 +36,14 @@ const Stretches *MappedFile::make_stretches(const GshhsSeg &seg) {
 
 void remember_mapping(const unsigned char *data, size_t size) {
     try {
-        const std::unique_lock guard(files_lock);
-        files().try_emplace(data, data, size);
+        keep_memo(data, std::make_unique<MappedFile>(data, size));
     } catch (const std::bad_alloc &) {
         return; // it is slower then
     }
 }
 
-void forget_mapping(const unsigned char *data) {
-    const std::unique_lock guard(files_lock);
-    files().erase(data);
-}
-
 MappedFile *mapped_file(const unsigned char *at) {
-    const std::shared_lock guard(files_lock);
-    auto next = files().upper_bound(at);
-    if (next == files().begin()) return nullptr;
-    --next;
-    return next->second.has(at) ? &next->second : nullptr;
+    return dynamic_cast<MappedFile *>(memo_at(at));
 }
 
 MappedFile *mapped_file(const unsigned char *data, size_t size) {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// What is remembered of the files that a selection has mapped, until their extents are given back: they stay
-// mapped for the life of the process otherwise. A position that a host has put in a handle's cache is in none
-// of them, and nothing is remembered of it. All of it only saves time: where memory lacks, it is not there.
+// What is remembered of the files that a selection has mapped, for as long as their extents are known. A
+// position that a host has put in a handle's cache is in none of them, and nothing is remembered of it. All
+// of it only saves time: where memory lacks, it is not there.
 #ifndef LINDRA_GSHHSMAP_MAPPED_FILE_HPP
 #define LINDRA_GSHHSMAP_MAPPED_FILE_HPP
 
+#include "extents.hpp"
 #include "outline.hpp"
 #include "polygon_index.hpp"
 
@@ -16,11 +17,10 @@
 namespace lindra::gshhs {
 
 // For handles of any thread.
-class MappedFile {
+class MappedFile : public Memo {
   public:
     MappedFile(const unsigned char *data, size_t size) : data_(data), size_(size) {}
 
-    bool has(const unsigned char *at) const { return data_ <= at && at < data_ + size_; }
     bool is(const unsigned char *data, size_t size) const { return data == data_ && size == size_; }
 
     // Null before it is kept.
@@ -40,11 +40,8 @@ class MappedFile {
     std::map<const unsigned char *, Stretches> stretches_; // by the first point
 };
 
-// To be told once the file is mapped.
+// To be told once the file is mapped and its extent known.
 void remember_mapping(const unsigned char *data, size_t size);
-
-// To be told before it is unmapped.
-void forget_mapping(const unsigned char *data);
 
 // The file that the position lies in; null where it is in none of those.
 MappedFile *mapped_file(const unsigned char *at);
