@@ -65,7 +65,7 @@ TEST_F(Extents, memo_is_found_wherever_its_extent_counts) {
     bound(8, 8);
     bound(10, 2);
     bool is_kept = false;
-    keep_memo(bytes + 8, std::make_unique<Note>(is_kept));
+    keep_memo(bytes + 8, std::make_shared<Note>(is_kept));
     EXPECT_TRUE(is_kept);
     EXPECT_EQ(memo_at(bytes + 7), nullptr);
     EXPECT_NE(memo_at(bytes + 8), nullptr);
@@ -73,15 +73,27 @@ TEST_F(Extents, memo_is_found_wherever_its_extent_counts) {
     EXPECT_EQ(memo_at(bytes + 15), memo_at(bytes + 8));
 }
 
+TEST_F(Extents, memo_that_is_held_outlives_its_extent) {
+    bound(0, 8);
+    bool is_kept = false;
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
+    auto held = memo_at(bytes);
+    bound(0, 8);
+    EXPECT_EQ(memo_at(bytes), nullptr);
+    EXPECT_TRUE(is_kept);
+    held.reset();
+    EXPECT_FALSE(is_kept);
+}
+
 TEST_F(Extents, memo_goes_with_its_extent) {
     bool is_kept = false;
-    keep_memo(bytes, std::make_unique<Note>(is_kept));
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
     EXPECT_FALSE(is_kept);
     bound(0, 8);
-    keep_memo(bytes, std::make_unique<Note>(is_kept));
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
     bound(0, 16);
     EXPECT_FALSE(is_kept);
-    keep_memo(bytes, std::make_unique<Note>(is_kept));
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
     lindra_unbound(bytes);
     EXPECT_FALSE(is_kept);
 }

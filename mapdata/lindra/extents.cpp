@@ -20,7 +20,7 @@ std::shared_mutex extents_lock;
 
 struct Extent {
     size_t size;
-    std::unique_ptr<lindra::Memo> memo;
+    std::shared_ptr<lindra::Memo> memo;
 };
 
 using Table = std::map<uintptr_t, Extent>;
@@ -51,16 +51,16 @@ const unsigned char *lindra::extent_end(const unsigned char *pos) {
     return found == extents().end() ? nullptr : pos + (found->second.size - (at - found->first));
 }
 
-void lindra::keep_memo(const unsigned char *base, std::unique_ptr<Memo> memo) {
+void lindra::keep_memo(const unsigned char *base, std::shared_ptr<Memo> memo) {
     const std::unique_lock<std::shared_mutex> guard(extents_lock);
     const auto found = extents().find(reinterpret_cast<uintptr_t>(base));
     if (found != extents().end()) found->second.memo = std::move(memo);
 }
 
-lindra::Memo *lindra::memo_at(const unsigned char *pos) {
+std::shared_ptr<lindra::Memo> lindra::memo_at(const unsigned char *pos) {
     const std::shared_lock<std::shared_mutex> guard(extents_lock);
     const auto found = find_extent(reinterpret_cast<uintptr_t>(pos));
-    return found == extents().end() ? nullptr : found->second.memo.get();
+    return found == extents().end() ? nullptr : found->second.memo;
 }
 
 int lindra_bound(const void *base, size_t size) {

@@ -11,7 +11,8 @@ namespace lindra {
 // one that begins there counts; of nested ones the inner one.
 const unsigned char *extent_end(const unsigned char *pos);
 
-// What a reader remembers of a file, for as long as its extent is known.
+// What a reader remembers of a file, for as long as its extent is known. Any thread may declare the extent
+// anew, or take it back, while another reads: who holds the memo goes on with it.
 class Memo {
   public:
     Memo() = default;
@@ -21,10 +22,10 @@ class Memo {
 };
 
 // Keeps the memo with the extent that begins at base, if there is one, in place of an earlier one.
-void keep_memo(const unsigned char *base, std::unique_ptr<Memo> memo);
+void keep_memo(const unsigned char *base, std::shared_ptr<Memo> memo);
 
 // The memo of the known extent that pos lies in, or null.
-Memo *memo_at(const unsigned char *pos);
+std::shared_ptr<Memo> memo_at(const unsigned char *pos);
 
 } // namespace lindra
 

@@ -308,10 +308,10 @@ int take_polygons(GshhsMap *gs, GshhsSelect &layer, const std::vector<uint32_t> 
 }
 
 int select_polygons(GshhsMap *gs, GshhsSelect &layer) {
-    MappedFile *file = mapped_file(layer.data, static_cast<size_t>(layer.size));
-    const auto found = find_polygons(gs, file);
+    const auto file = mapped_file(layer.data, static_cast<size_t>(layer.size));
+    const auto found = find_polygons(gs, file.get());
     if (!found) {
-        IndexMaker index(file);
+        IndexMaker index(file.get());
         return walk_polygons(gs, layer, index);
     }
     return take_polygons(gs, layer, *found);
@@ -329,7 +329,7 @@ bool is_in_one_region(const GshhsMap *gs, const Stretch &whole, const Outline &o
 
 // A large polygon is looked at in stretches, which are kept, when it cannot be delivered as a whole.
 int deliver_polygon(const GshhsMap *gs, const GshhsSeg &seg, PointArrays &out) {
-    MappedFile *file = seg.hdr.n >= points_worth_stretches ? mapped_file(seg.pts) : nullptr;
+    const auto file = seg.hdr.n >= points_worth_stretches ? mapped_file(seg.pts) : nullptr;
     const Stretches *stretches = file ? file->stretches(seg) : nullptr;
     if (stretches) return deliver(gs, stretches->outline(), out);
 

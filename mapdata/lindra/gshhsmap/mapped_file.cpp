@@ -36,19 +36,19 @@ const Stretches *MappedFile::make_stretches(const GshhsSeg &seg) {
 
 void remember_mapping(const unsigned char *data, size_t size) {
     try {
-        keep_memo(data, std::make_unique<MappedFile>(data, size));
+        keep_memo(data, std::make_shared<MappedFile>(data, size));
     } catch (const std::bad_alloc &) {
         return; // it is slower then
     }
 }
 
-MappedFile *mapped_file(const unsigned char *at) {
-    return dynamic_cast<MappedFile *>(memo_at(at));
+std::shared_ptr<MappedFile> mapped_file(const unsigned char *at) {
+    return std::dynamic_pointer_cast<MappedFile>(memo_at(at));
 }
 
-MappedFile *mapped_file(const unsigned char *data, size_t size) {
+std::shared_ptr<MappedFile> mapped_file(const unsigned char *data, size_t size) {
     constexpr size_t worth_an_index = 1 << 20;
-    MappedFile *file = size < worth_an_index ? nullptr : mapped_file(data);
+    auto file = size < worth_an_index ? nullptr : mapped_file(data);
     return file && file->is(data, size) ? file : nullptr;
 }
 

@@ -44,10 +44,10 @@ class MappedFile : public Memo {
 void remember_mapping(const unsigned char *data, size_t size);
 
 // The file that the position lies in; null where it is in none of those.
-MappedFile *mapped_file(const unsigned char *at);
+std::shared_ptr<MappedFile> mapped_file(const unsigned char *at);
 
 // The file, where it is one of those and large enough for an index.
-MappedFile *mapped_file(const unsigned char *data, size_t size);
+std::shared_ptr<MappedFile> mapped_file(const unsigned char *data, size_t size);
 
 // Keeps what a walk over a file meets as its index; does nothing for none.
 class IndexMaker {
