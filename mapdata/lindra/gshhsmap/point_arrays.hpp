@@ -20,10 +20,18 @@ class PointArrays {
 
     int count() const { return count_; }
 
-    int make_room(int64_t added) {
-        const int64_t need = count_ + added;
+    int make_room(int added) {
+        const int64_t need = static_cast<int64_t>(count_) + added;
         if (!*lon_ || !*lat_) return allocate(need);
         return need > *nalloc_ ? grow(need) : 0;
+    }
+
+    // For points behind the first, in the steps in which they would make it one by one: a failure leaves the
+    // arrays and the capacity as far as they got.
+    int make_room_for_run(uint32_t added) {
+        while (int64_t{count_} + added > *nalloc_)
+            if (grow(int64_t{*nalloc_} + 1) < 0) return -1;
+        return 0;
     }
 
     // These two where there is room.

@@ -93,7 +93,7 @@ int WindowClip::add_each(const Stretch &stretch, Points &points) {
 // they are dropped.
 int WindowClip::add_in_region(int region, const Stretch &stretch, Points &points) {
     if (region == inside) {
-        if (out_.make_room(stretch.count) < 0) return -1;
+        if (out_.make_room_for_run(stretch.count) < 0) return -1;
         out_.append(points.at(stretch.first), stretch.count, {stretch.turns, shift_});
     }
     const Point last = points.pass(stretch);
