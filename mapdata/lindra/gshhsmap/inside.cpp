@@ -79,8 +79,8 @@ int gshhsmap_inside_eo(int n, float *lon, float *lat, float px, float py) {
     const float second_lon = lon[n > 1 ? 1 : 0];
     const bool near = is_near(px, py);
     bool odd = false;
-    for (int first = 0; first < n - 1; first += edges_at_a_time) {
-        const int count = std::min(edges_at_a_time, n - 1 - first);
+    for (int first = 0, count; first < n - 1; first += count) {
+        count = std::min(edges_at_a_time, n - 1 - first);
         if (near && all_beside(count, lon + first, lat + first, px, py)) continue;
         for (int i = first; i < first + count; i++)
             odd ^= ray_crosses(lon[i], lat[i], lon[i + 1], lat[i + 1], px, py, second_lon);
