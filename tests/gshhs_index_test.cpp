@@ -108,6 +108,20 @@ TEST_F(GshhsIndex, level_that_no_mask_has_ends_the_selection_at_the_same_polygon
     EXPECT_FALSE(data.log.take().empty());
 }
 
+TEST_F(GshhsIndex, part_of_a_file_is_walked) {
+    GSHHSHdr first;
+    auto *hdr = &first;
+    auto *behind = walking.gs->cache_data[0];
+    ASSERT_EQ(gshhs_unstuff_hdr(&hdr, &behind), 0);
+    ASSERT_EQ(gshhs_skip_pts(hdr, &behind), 0);
+    const auto size = behind - walking.gs->cache_data[0];
+    for (const Coast *coast : {&remembering, &walking}) {
+        coast->gs->cache_data[0] += size;
+        coast->gs->cache_size[0] -= static_cast<int32_t>(size);
+    }
+    expect_the_same(5, 10, 5, 10);
+}
+
 // Of a file that a host unmaps: another one may come to lie where it lay.
 TEST_F(GshhsIndex, goes_with_the_extent_of_the_file) {
     const int others = walking.select("f:0", "c", 5, 10, 5, 10);

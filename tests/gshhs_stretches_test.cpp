@@ -39,6 +39,16 @@ RawPolygon wanderer(unsigned seed, int n, double lon, double lat, double step, d
     return polygon;
 }
 
+// Of 8000 points; longitude gives that of each.
+template <class Longitude>
+RawPolygon line(Longitude longitude) {
+    RawPolygon polygon;
+    for (int i = 0; i < 8000; i++)
+        polygon.points.emplace_back(longitude(i), 50 + 5 * std::sin(0.01 * i));
+    polygon.box = {micro(-180), micro(180), micro(-90), micro(90)};
+    return polygon;
+}
+
 struct Window {
     double west, east, south, north;
 };
@@ -112,6 +122,31 @@ TEST(GshhsStretches, longitudes_beyond_a_turn_are_delivered_as_plainly) {
     for (size_t i = 0; i < far.points.size(); i++)
         far.points[i].first += i % 500 < 250 ? 1080 : -1440;
     expect_delivery_as_plain({far});
+}
+
+TEST(GshhsStretches, line_that_crosses_greenwich_between_two_stretches_is_delivered_as_plainly) {
+    expect_delivery_as_plain({line([](int i) { return 0.01 * (i - 640) + (i < 640 ? 360 : 0.005); })});
+}
+
+TEST(GshhsStretches, stretch_over_most_of_the_frame_and_its_end_is_looked_at_for_the_shift) {
+    const GshhsData data;
+    // The first points are 30 degrees from the centre, a turn away; a later one, in its place, is at it.
+    data.put({line([](int i) { return i < 64 ? 430.0 - 2 * i : i < 128 ? 300.0 - 4 * (i - 64) : 48.0; })});
+    Coast coast;
+    for (int time = 0; time < 2; time++)
+        EXPECT_TRUE(delivers_as_plain(coast, {90, 110, 40, 60})) << time;
+}
+
+TEST(GshhsStretches, polygon_of_another_count_is_delivered_as_plainly) {
+    const GshhsData data;
+    data.put({wanderer(1, 5000, 100, 30, 0.05)});
+    Coast coast;
+    coast.select("f:0", "c", 100, 101, 30, 31);
+    coast.next();
+    gshhsmap_reset(coast.gs);
+    coast.gs->segs[0].hdr.n = 2000;
+    const PlainDelivery expected = plain_delivery(coast.gs, coast.gs->segs[0]);
+    EXPECT_TRUE(same_bits(coast.next().lon, expected.out_lon));
 }
 
 TEST(GshhsStretches, window_that_the_host_sets_counts) {
