@@ -5,8 +5,9 @@
 //
 // A file is a plain sequence of polygons: a header of eleven big-endian 32-bit words, or of eight words and
 // two 16-bit halves in the versions before 4, then n points of two words, longitude and latitude in
-// micro-degrees. There is no table of contents; a selection walks every header and skips the points between
-// them, and the selected polygons' points are converted straight from the mapped file as they are delivered.
+// micro-degrees. There is no table of contents; the first selection of a file walks every header and skips
+// the points between them, and later ones go by what it remembers (gshhsmap/). The selected polygons' points
+// are converted straight from the mapped file as they are delivered.
 //
 // The odd parts. Longitudes lie in 0..360, but for polygons round a pole, and jump by 360 where a polygon
 // crosses Greenwich, so every walk over points makes them continuous first. The choice of polygons and the
