@@ -7,12 +7,22 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <thread>
+#include <vector>
 
 using lindra::extent_end;
+using lindra::keep_memo;
+using lindra::memo_at;
 using lindra::Stream;
 
 namespace {
+
+struct Note : lindra::Memo {
+    explicit Note(bool &kept) : is_kept(kept) { is_kept = true; }
+    ~Note() override { is_kept = false; }
+    bool &is_kept;
+};
 
 struct Extents : testing::Test {
     unsigned char bytes[64] = {1, 2, 3, 4, 5, 6, 7, 8};
@@ -49,6 +59,43 @@ TEST_F(Extents, extent_that_begins_where_another_ends_counts_there) {
     bound(0, 8);
     bound(8, 8);
     EXPECT_EQ(extent_end(bytes + 8), bytes + 16);
+}
+
+TEST_F(Extents, memo_is_found_wherever_its_extent_counts) {
+    bound(8, 8);
+    bound(10, 2);
+    bool is_kept = false;
+    keep_memo(bytes + 8, std::make_shared<Note>(is_kept));
+    EXPECT_TRUE(is_kept);
+    EXPECT_EQ(memo_at(bytes + 7), nullptr);
+    EXPECT_NE(memo_at(bytes + 8), nullptr);
+    EXPECT_EQ(memo_at(bytes + 11), nullptr);
+    EXPECT_EQ(memo_at(bytes + 15), memo_at(bytes + 8));
+}
+
+TEST_F(Extents, memo_that_is_held_outlives_its_extent) {
+    bound(0, 8);
+    bool is_kept = false;
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
+    auto held = memo_at(bytes);
+    bound(0, 8);
+    EXPECT_EQ(memo_at(bytes), nullptr);
+    EXPECT_TRUE(is_kept);
+    held.reset();
+    EXPECT_FALSE(is_kept);
+}
+
+TEST_F(Extents, memo_goes_with_its_extent) {
+    bool is_kept = false;
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
+    EXPECT_FALSE(is_kept);
+    bound(0, 8);
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
+    bound(0, 16);
+    EXPECT_FALSE(is_kept);
+    keep_memo(bytes, std::make_shared<Note>(is_kept));
+    lindra_unbound(bytes);
+    EXPECT_FALSE(is_kept);
 }
 
 TEST_F(Extents, inner_extent_counts_inside_and_the_outer_one_beyond_it) {

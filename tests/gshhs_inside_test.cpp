@@ -53,6 +53,30 @@ TEST(GshhsInside, polygon_across_180_contains_the_point_by_either_longitude) {
     EXPECT_EQ(running.contains(160, 0), 0);
 }
 
+TEST(GshhsInside, rounding_between_the_least_latitudes_counts) {
+    // A step of the least latitude there is takes the crossing to 11, beyond the edge.
+    Shape low = {{10, 10.7F, 10.7F}, {-1e-45F, 0, -5}};
+    for (const float lon : {9.9F, 10.0F, 10.5F, 10.8F, 10.9F, 11.0F, 11.1F})
+        EXPECT_EQ(low.contains(lon, 0), plain_inside(low, lon, 0)) << lon;
+    EXPECT_EQ(low.contains(10.9F, 0), 1);
+}
+
+TEST(GshhsInside, numbers_far_beyond_the_globe_agree_with_the_plain_rule) {
+    std::mt19937 random(5);
+    std::uniform_int_distribution<int> step(-12, 12);
+    for (int i = 0; i < 2000; i++) {
+        const float far = i % 2 ? 4e8F : 0; // where numbers are 32 apart
+        const float scale = i % 3 ? 1 : 1e37F;
+        Shape shape;
+        for (int vertex = 0; vertex < 5; vertex++) {
+            shape.lon.push_back(far + 32 * static_cast<float>(step(random)));
+            shape.lat.push_back(scale * static_cast<float>(step(random)));
+        }
+        const float py = scale * static_cast<float>(step(random));
+        EXPECT_EQ(shape.contains(far, py), plain_inside(shape, far, py)) << i;
+    }
+}
+
 TEST(GshhsInside, no_vertices_or_one_contain_nothing) {
     EXPECT_EQ(gshhsmap_inside_eo(0, nullptr, nullptr, 0, 0), 0);
     EXPECT_EQ(gshhsmap_inside_eo(-1, nullptr, nullptr, 0, 0), 0);

@@ -2,6 +2,7 @@
 
 #include "allocations.hpp"
 #include "gshhs_builder.hpp"
+#include "leak_allowed.hpp"
 #include "plain_delivery.hpp"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <utility>
 
 using namespace lindra::test;
 
@@ -315,6 +317,27 @@ TEST_F(GshhsNextseg, failed_growth_leaves_null_the_polygon_next_and_the_capacity
         EXPECT_EQ(fresh.lon == nullptr, nth == 1);
         EXPECT_EQ(fresh.lat == nullptr, nth == 2);
         free(nth == 1 ? old_lon : old_lat);
+    }
+}
+
+TEST_F(GshhsNextseg, failed_growth_leaves_the_capacity_of_the_step_before) {
+    const LeakAllowed storage_of_lon_is_lost;
+    data.put({ring_of(450)});
+    for (int step = 0; step < 3; step++) {
+        coast.select_globe();
+        Delivered out;
+        {
+            const AllocationWatch watch(3 + 2 * step);
+            out = coast.next();
+        }
+        EXPECT_EQ(out.status, -1);
+        EXPECT_EQ(coast.nalloc, 100 << step);
+        EXPECT_EQ(coast.lon, nullptr);
+        ASSERT_NE(coast.lat, nullptr);
+        coast.lat[coast.nalloc - 1] = 0;
+        free(std::exchange(coast.lat, nullptr));
+        coast.nalloc = 0;
+        EXPECT_EQ(data.log.take(), Lines{"1 gshhs_nextseg: realloc(lon,1800) error.\n"});
     }
 }
 

@@ -9,7 +9,7 @@ extern "C" {
 
 namespace lindra::test {
 
-// Where the reader of borders and rivers means to lose memory, the leak check looks away.
+// Where a reader means to lose memory, the leak check looks away.
 class LeakAllowed {
   public:
     LeakAllowed() {

@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <barrier>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -296,6 +297,34 @@ TEST_F(Threads, coastlines_are_selected_by_handles_of_their_own) {
             for (int k = 0; k < selected; k++)
                 EXPECT_EQ(coast.next().status, 1);
             EXPECT_EQ(coast.next().status, 0);
+        }
+    });
+}
+
+// One mapping for all: the first walk and the first delivery of the large polygon remember what they meet. A
+// handle that fails in its walk maps the file and remembers nothing.
+TEST_F(Threads, coastlines_are_selected_by_handles_that_share_a_mapping) {
+    const Environment data("LINDRA_DATA", directory.path().c_str());
+    RawPolygon spiral;
+    for (int i = 0; i < 140'000; i++)
+        spiral.points.emplace_back(20 + 10 * std::cos(0.01 * i), 20 + 1e-4 * i);
+    constexpr int no_level = 0;
+    directory.write("maps/lindra/gshhs_c.b", file_of({spiral, square(12, 21), square(12, 21, 1, no_level)}));
+    Coast first;
+    lindra_set_log_handler([](void *, int, const char *) {}, nullptr);
+    ASSERT_EQ(first.select_globe("f:1"), -1);
+    lindra_set_log_handler(nullptr, nullptr);
+    on_all_threads([&](size_t) {
+        Coast coast;
+        coast.gs->cache_data[0] = first.gs->cache_data[0];
+        coast.gs->cache_size[0] = first.gs->cache_size[0];
+        for (int i = 0; i < 3; i++) {
+            EXPECT_EQ(coast.select("f:0", "c", 12, 15, 20, 23), 3);
+            const Delivered large = coast.next();
+            EXPECT_EQ(large.status, 1);
+            EXPECT_GT(large.npts, 1000);
+            EXPECT_LT(large.npts, 140'000);
+            EXPECT_EQ(coast.next().npts, 5);
         }
     });
 }

@@ -5,8 +5,9 @@
 //
 // A file is a plain sequence of polygons: a header of eleven big-endian 32-bit words, or of eight words and
 // two 16-bit halves in the versions before 4, then n points of two words, longitude and latitude in
-// micro-degrees. There is no table of contents; a selection walks every header and skips the points between
-// them, and the selected polygons' points are converted straight from the mapped file as they are delivered.
+// micro-degrees. There is no table of contents; the first selection of a file walks every header and skips
+// the points between them, and later ones go by what it remembers (gshhsmap/). The selected polygons' points
+// are converted straight from the mapped file as they are delivered.
 //
 // The odd parts. Longitudes lie in 0..360, but for polygons round a pole, and jump by 360 where a polygon
 // crosses Greenwich, so every walk over points makes them continuous first. The choice of polygons and the
@@ -20,20 +21,26 @@
 #include "lindra.h"
 
 #include "fail.hpp"
+#include "gshhsmap/mapped_file.hpp"
+#include "gshhsmap/point_arrays.hpp"
+#include "gshhsmap/shift.hpp"
+#include "gshhsmap/turns.hpp"
+#include "gshhsmap/window_clip.hpp"
 #include "selection.hpp"
 #include "stream.hpp"
 #include "support.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
+#include <memory>
 #include <optional>
 #include <sys/stat.h>
+#include <vector>
 
+using namespace lindra::gshhs;
 using lindra::fail;
 using lindra::load_be;
 using lindra::mask_of_item;
@@ -43,52 +50,18 @@ using lindra::Stream;
 
 namespace {
 
-constexpr double degrees = 1e-6; // of a micro-degree
 constexpr size_t short_header_size = 36;
 constexpr size_t long_header_size = 44;
 constexpr size_t flag_word_offset = 8;
-constexpr size_t point_size = 8;
 constexpr int long_header_version = 4;
 constexpr int level_ice_front = 5;
 constexpr int level_grounding_line = 6;
 constexpr int mask_bits = 32;
 constexpr int max_layers = 2;
 constexpr int first_segs = 2000;
-constexpr int first_points = 100;
 constexpr double largest_longitude = 1e9;
 
 constexpr const char *gshhsmap_names[] = {"c.b", "l.b", "i.b", "h.b", "f.b"};
-
-// --- Whole turns ------------------------------------------------------------------------------------------
-
-// What to add to x, far below limit, in place of many steps of 360: the steps that stay below zero, or inside
-// one binade, are all free of rounding, so that their sum gives the same bits. A damaged file can wind a
-// polygon round the globe a million times; this keeps the walk over it linear.
-double many_turns(double x, double limit) {
-    const double edge = x < 0 ? 0 : std::ldexp(1, std::ilogb(x) + 1);
-    const double turns = std::floor((std::min(limit, edge) - x) / 360) - 1;
-    return 360 * std::max(turns, 1.0);
-}
-
-constexpr double far_away = 16 * 360;
-
-// While limit is greater than x, add 360.
-inline double raised(double x, double limit) {
-    while (limit > x)
-        x += limit - x > far_away ? many_turns(x, limit) : 360;
-    return x;
-}
-
-// While x is greater than limit, subtract 360.
-inline double lowered(double x, double limit) {
-    while (x > limit)
-        x -= x - limit > far_away ? many_turns(-x, -limit) : 360;
-    return x;
-}
-
-inline double framed(double x, double lonref) {
-    return lowered(raised(x, lonref), lonref + 360);
-}
 
 // --- Headers ----------------------------------------------------------------------------------------------
 
@@ -215,6 +188,7 @@ int map_path(const char *path, GshhsSelect &layer) {
     }
     layer.data = reinterpret_cast<unsigned char *>(data);
     layer.size = static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX));
+    remember_mapping(layer.data, static_cast<size_t>(layer.size));
     return 0;
 }
 
@@ -233,11 +207,11 @@ int map_layer(GshhsMap *gs, GshhsSelect &layer, int resolution) {
     return 0;
 }
 
-bool meets_window(const GshhsMap *gs, const GSHHSHdr &hdr) {
-    if (hdr.south * degrees > gs->north || gs->south > hdr.north * degrees) return false;
+bool meets_window(const GshhsMap *gs, const Box &box) {
+    if (box.south * degrees > gs->north || gs->south > box.north * degrees) return false;
 
-    double west = hdr.west * degrees;
-    double east = hdr.east * degrees;
+    double west = box.west * degrees;
+    double east = box.east * degrees;
     while (gs->lonref > west) {
         west += 360;
         east += 360;
@@ -248,6 +222,10 @@ bool meets_window(const GshhsMap *gs, const GSHHSHdr &hdr) {
         east -= 360;
     }
     return !(west > gs->east || gs->west > east);
+}
+
+Box box_of(const GSHHSHdr &hdr) {
+    return {hdr.west, hdr.east, hdr.south, hdr.north};
 }
 
 // 1 or 0, or -1 for a level that no bit of a mask stands for.
@@ -278,223 +256,94 @@ int append_polygon(GshhsMap *gs, GshhsSelect &layer, const GSHHSHdr &hdr, unsign
     return 0;
 }
 
-int select_polygons(GshhsMap *gs, GshhsSelect &layer) {
+// Selects the polygon at the stream's position where it is wanted, and moves on behind it.
+int take_polygon(GshhsMap *gs, GshhsSelect &layer, Stream &stream, GSHHSHdr &hdr) {
+    if (unstuff_header(stream, hdr) < 0) return fail(0, "gshhsmap_select: gshhs_unstuff_hdr() error.\n");
+    unsigned char *pts = stream.pos();
+    if (skip_points(stream, hdr) < 0) return fail(0, "gshhsmap_select: gshhs_skip_pts() error.\n");
+
+    // Deliberate: Antarctica by its ice front is never selected, whatever the mask says.
+    if (hdr.level == level_ice_front || !meets_window(gs, box_of(hdr))) return 0;
+    const int wanted = wanted_level(layer, hdr);
+    if (wanted <= 0) return wanted;
+    return append_polygon(gs, layer, hdr, pts);
+}
+
+// Every polygon of the file, which is kept in mind.
+int walk_polygons(GshhsMap *gs, GshhsSelect &layer, IndexMaker &index) {
     unsigned char *cursor = layer.data;
     Stream stream(&cursor, layer.data + layer.size);
     while (stream.left() > 0) {
+        const auto offset = static_cast<uint32_t>(cursor - layer.data);
         GSHHSHdr hdr;
-        if (unstuff_header(stream, hdr) < 0) return fail(0, "gshhsmap_select: gshhs_unstuff_hdr() error.\n");
-        unsigned char *pts = cursor;
-        if (skip_points(stream, hdr) < 0) return fail(0, "gshhsmap_select: gshhs_skip_pts() error.\n");
+        if (take_polygon(gs, layer, stream, hdr) < 0) return -1;
+        index.add(offset, box_of(hdr));
+    }
+    index.keep();
+    return 0;
+}
 
-        // Deliberate: Antarctica by its ice front is never selected, whatever the mask says.
-        if (hdr.level == level_ice_front || !meets_window(gs, hdr)) continue;
-        const int wanted = wanted_level(layer, hdr);
-        if (wanted < 0) return -1;
-        if (wanted && append_polygon(gs, layer, hdr, pts) < 0) return -1;
+// What the file's index knows of the window; nothing where the file is to be walked.
+std::optional<std::vector<uint32_t>> find_polygons(const GshhsMap *gs, const MappedFile *file) {
+    const PolygonIndex *index = file ? file->index() : nullptr;
+    const std::optional<Cells> cells = cells_of(gs->west, gs->east, gs->south, gs->north);
+    if (!index || !cells) return {};
+    try {
+        return index->find(*cells, [gs](const Box &box) { return meets_window(gs, box); });
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
+}
+
+// The headers lie far apart: each is asked for before it is needed.
+int take_polygons(GshhsMap *gs, GshhsSelect &layer, const std::vector<uint32_t> &offsets) {
+    constexpr size_t ahead = 16;
+    for (size_t i = 0; i < offsets.size(); i++) {
+        if (i + ahead < offsets.size()) __builtin_prefetch(layer.data + offsets[i + ahead]);
+        unsigned char *cursor = layer.data + offsets[i];
+        Stream stream(&cursor, layer.data + layer.size);
+        GSHHSHdr hdr;
+        if (take_polygon(gs, layer, stream, hdr) < 0) return -1;
     }
     return 0;
 }
 
-// --- Delivery ---------------------------------------------------------------------------------------------
-
-struct Point {
-    double lon, lat;
-};
-
-// The points of one polygon in degrees, each longitude within half a turn of the one before. The selection
-// has made sure that all of them lie in the file.
-class ContinuousPoints {
-  public:
-    explicit ContinuousPoints(const GshhsSeg &seg) : from_(seg.pts) {}
-
-    Point next() {
-        Point point = {load_be<int32_t>(from_) * degrees, load_be<int32_t>(from_ + 4) * degrees};
-        from_ += point_size;
-        if (previous_) point.lon = raised(lowered(point.lon, *previous_ + 180), *previous_ - 180);
-        previous_ = point.lon;
-        return point;
+int select_polygons(GshhsMap *gs, GshhsSelect &layer) {
+    const auto file = mapped_file(layer.data, static_cast<size_t>(layer.size));
+    const auto found = find_polygons(gs, file.get());
+    if (!found) {
+        IndexMaker index(file.get());
+        return walk_polygons(gs, layer, index);
     }
-
-  private:
-    const unsigned char *from_;
-    std::optional<double> previous_;
-};
-
-// The multiple of 360 that brings the point nearest the window's centre to its place; the first such point
-// counts.
-double shift_to_window(const GshhsMap *gs, const GshhsSeg &seg) {
-    const double centre = 180 + gs->lonref;
-    double best = 1e20;
-    double shift = 0;
-    ContinuousPoints points(seg);
-    for (int i = 0; i < seg.hdr.n; i++) {
-        const double lon = points.next().lon;
-        const double t = framed(lon, gs->lonref);
-        if (best > std::fabs(t - centre)) {
-            best = std::fabs(t - centre);
-            shift = t - lon;
-        }
-    }
-    return shift;
+    return take_polygons(gs, layer, *found);
 }
 
-// The caller's two arrays, grown as points are appended.
-class PointArrays {
-  public:
-    PointArrays(float **lon, float **lat, int *nalloc, int polygon_points)
-        : lon_(lon), lat_(lat), nalloc_(nalloc), reported_(static_cast<long>(polygon_points) * 4) {}
+// --- Delivery ---------------------------------------------------------------------------------------------
 
-    int count() const { return count_; }
+int deliver(const GshhsMap *gs, const Outline &outline, PointArrays &out) {
+    return WindowClip(gs, shift_to_window(gs, outline), out).add(outline);
+}
 
-    int make_room(int added) {
-        const int64_t need = static_cast<int64_t>(count_) + added;
-        if (!*lon_ || !*lat_) return allocate(need);
-        return need > *nalloc_ ? grow(need) : 0;
-    }
+bool is_in_one_region(const GshhsMap *gs, const Stretch &whole, const Outline &outline) {
+    return whole.level && region_of(gs, bounds_of(whole, shift_to_window(gs, outline)));
+}
 
-    void append(Point point) {
-        (*lon_)[count_] = static_cast<float>(point.lon);
-        (*lat_)[count_] = static_cast<float>(point.lat);
-        count_++;
-    }
+// A large polygon is looked at in stretches, which are kept, when it cannot be delivered as a whole.
+int deliver_polygon(const GshhsMap *gs, const GshhsSeg &seg, PointArrays &out) {
+    const auto file = seg.hdr.n >= points_worth_stretches ? mapped_file(seg.pts) : nullptr;
+    const Stretches *stretches = file ? file->stretches(seg) : nullptr;
+    if (stretches) return deliver(gs, stretches->outline(), out);
 
-  private:
-    static int64_t doubled(int64_t size, int64_t need) {
-        while (need > size)
-            size *= 2;
-        return size;
-    }
-
-    // Deliberate: the messages name gshhs_nextseg and give four bytes for each point of the polygon, not the
-    // size asked for.
-    int allocate(int64_t need) {
-        const int64_t size = doubled(first_points, need);
-        // Deliberate: after a failure here the pointer not yet replaced still names freed storage.
-        free(*lon_);
-        free(*lat_);
-        *lon_ = static_cast<float *>(malloc(static_cast<size_t>(size) * sizeof(float)));
-        if (!*lon_) return fail(1, "gshhs_nextseg: malloc(lon,%ld) error.\n", reported_);
-        *lat_ = static_cast<float *>(malloc(static_cast<size_t>(size) * sizeof(float)));
-        if (!*lat_) return fail(1, "gshhs_nextseg: malloc(lat,%ld) error.\n", reported_);
-        *nalloc_ = static_cast<int>(size);
-        return 0;
-    }
-
-    // Deliberate: a pointer whose growth failed becomes null and its old storage is not freed.
-    int grow(int64_t need) {
-        const int64_t size = doubled(std::max(*nalloc_, 1), need);
-        *lon_ = static_cast<float *>(realloc(*lon_, static_cast<size_t>(size) * sizeof(float)));
-        if (!*lon_) return fail(1, "gshhs_nextseg: realloc(lon,%ld) error.\n", reported_);
-        *lat_ = static_cast<float *>(realloc(*lat_, static_cast<size_t>(size) * sizeof(float)));
-        if (!*lat_) return fail(1, "gshhs_nextseg: realloc(lat,%ld) error.\n", reported_);
-        *nalloc_ = static_cast<int>(size);
-        return 0;
-    }
-
-    float **lon_;
-    float **lat_;
-    int *nalloc_;
-    long reported_;
-    int count_ = 0;
-};
-
-// Replaces runs of points outside the window by points on its border, so that what is filled inside it stays
-// right. Regions are 3 x latitude class + longitude class, each 0 below, 1 within, 2 beyond the window: 4 is
-// inside.
-class WindowClip {
-  public:
-    WindowClip(const GshhsMap *gs, PointArrays &out) : gs_(gs), out_(out) {}
-
-    int add(Point point) {
-        const int region = region_of(point);
-        bool add_current = true;
-        bool add_previous = false;
-        if (previous_region_ != none) {
-            if (region == inside) {
-                add_previous = previous_region_ != inside;
-            } else {
-                if (previous_region_ == inside) {
-                    previous_ = point;
-                    add_previous = true;
-                }
-                if (region != previous_region_)
-                    clamp(point, region);
-                else
-                    add_current = false;
-            }
-        }
-        if (out_.make_room(add_current + add_previous) < 0) return -1;
-        if (add_previous) out_.append(previous_);
-        if (add_current) out_.append(point);
-        previous_region_ = region;
-        previous_ = point;
-        return 0;
-    }
-
-  private:
-    static constexpr int inside = 4;
-    static constexpr int none = -1;
-
-    int region_of(Point point) const {
-        const int lat_class = gs_->south > point.lat ? 0 : point.lat > gs_->north ? 2 : 1;
-        // Deliberate: the west is judged by the longitude folded to be positive, the east by the longitude as
-        // it is.
-        const double folded = point.lon < 0 ? point.lon + 360 : point.lon;
-        const int lon_class = gs_->west > folded ? 0 : point.lon > gs_->east ? 2 : 1;
-        return 3 * lat_class + lon_class;
-    }
-
-    void clamp(Point &point, int region) const {
-        if (region % 3 == 0) point.lon = gs_->west;
-        if (region % 3 == 2) point.lon = gs_->east;
-        if (region / 3 == 0) point.lat = gs_->south;
-        if (region / 3 == 2) point.lat = gs_->north;
-    }
-
-    const GshhsMap *gs_;
-    PointArrays &out_;
-    int previous_region_ = none;
-    Point previous_ = {};
-};
+    const Stretch whole = whole_stretch(seg);
+    const Outline outline = {seg.pts, {&whole, 1}, {}, 0};
+    if (file && !is_in_one_region(gs, whole, outline)) stretches = file->make_stretches(seg);
+    return deliver(gs, stretches ? stretches->outline() : outline, out);
+}
 
 // Deliberate: written without a bound; the caller provides two bytes.
 void write_type(char *type, int kind, int level) {
     if (kind == 1) strcpy(type, level % 2 ? "l" : "w");
     if (kind == 2) strcpy(type, "c");
-}
-
-// --- Even-odd test ----------------------------------------------------------------------------------------
-
-// Whether the ray to the north from px, py crosses the edge. Single precision, but for what involves 180 and
-// 360.
-bool ray_crosses(float x1, float y1, float x2, float y2, float px, float py, float second_lon) {
-    if (x1 - 180.0 > x2) x2 = static_cast<float>(x2 + 360.0);
-    if (x2 > x1 + 180.0) x2 = static_cast<float>(x2 - 360.0);
-    if (py > y1 && py > y2) return false;
-
-    // The part of the edge north of the point runs from a to b. An end at the point's latitude counts as
-    // north.
-    float a = x1;
-    float b = x2;
-    bool falls_eastward = false;
-    if (y1 >= py && y2 >= py) {
-        // The whole edge.
-    } else if (y2 >= py) {
-        a = x1 + (py - y1) * (x2 - x1) / (y2 - y1);
-    } else {
-        b = x2 + (py - y2) * (x1 - x2) / (y1 - y2);
-        falls_eastward = b >= x1;
-    }
-
-    const float lo = std::min(a, b);
-    const float hi = std::max(a, b);
-    float x = px;
-    if (px > hi + 180.0) x = static_cast<float>(px - 360.0);
-    // Deliberate: for an edge that falls eastward the longitude of the polygon's second vertex stands in for
-    // lo.
-    if ((falls_eastward ? second_lon : lo) - 180.0 > x) x = static_cast<float>(x + 360.0);
-    return x >= lo && hi > x;
 }
 
 } // namespace
@@ -554,14 +403,8 @@ int gshhsmap_nextseg(GshhsMap *gs, int *npts, int *nalloc, float **lon, float **
         return 1;
     }
 
-    const double shift = shift_to_window(gs, seg);
     PointArrays out(lon, lat, nalloc, seg.hdr.n);
-    WindowClip clip(gs, out);
-    ContinuousPoints points(seg);
-    for (int i = 0; i < seg.hdr.n; i++) {
-        const Point point = points.next();
-        if (clip.add({point.lon + shift, point.lat}) < 0) return -1;
-    }
+    if (deliver_polygon(gs, seg, out) < 0) return -1;
 
     *npts = out.count();
     *level = seg.hdr.level;
@@ -570,15 +413,6 @@ int gshhsmap_nextseg(GshhsMap *gs, int *npts, int *nalloc, float **lon, float **
                                  static_cast<float>(gs->antilat));
     gs->iseg++;
     return 1;
-}
-
-int gshhsmap_inside_eo(int n, float *lon, float *lat, float px, float py) {
-    bool odd = false;
-    for (int i = 0; i < n; i++) {
-        const int j = i + 1 < n ? i + 1 : 0;
-        odd ^= ray_crosses(lon[i], lat[i], lon[j], lat[j], px, py, lon[n > 1 ? 1 : 0]);
-    }
-    return odd;
 }
 
 void lindra_free_gshhsmap(GshhsMap *gs) {

@@ -37,12 +37,13 @@ Arr *newarr(int (*cmp)(const char *, const char *)) {
 
 int setarr(Arr *arr, const char *key, void *value) {
     if (!arr || !key) return -1;
-    if (auto found = arr->values.find(key); found != arr->values.end()) {
-        found->second = value;
+    const auto place = arr->values.lower_bound(key);
+    if (place != arr->values.end() && !arr->values.key_comp()(key, place->first)) {
+        place->second = value;
         return 0;
     }
     try {
-        arr->values.emplace(key, value);
+        arr->values.emplace_hint(place, key, value);
     } catch (const std::bad_alloc &) {
         return -1;
     }

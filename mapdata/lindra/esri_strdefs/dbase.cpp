@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace lindra::esri {
@@ -121,19 +122,34 @@ int copy_records(DbaseFile &dbf, Source &source) {
 
 // --- Fields -----------------------------------------------------------------------------------------------
 
-// The trimmed text of at most limit bytes at from, in a buffer that is longer.
-struct Text {
-    Text(const char *from, size_t limit) {
-        memcpy(buffer, from, limit);
-        buffer[limit] = '\0';
-        strtrim(buffer);
+bool is_white_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// What strtrim leaves of the text of at most limit bytes at from.
+std::string_view trimmed(const char *from, size_t limit) {
+    const char *end = from + strnlen(from, limit);
+    while (end != from && is_white_space(end[-1]))
+        end--;
+    while (from != end && is_white_space(*from))
+        from++;
+    return {from, end};
+}
+
+// The trimmed name of a field.
+struct Key {
+    explicit Key(const DBASEFIELDDESCR5 &field) {
+        const std::string_view name = trimmed(field.name, sizeof field.name);
+        name.copy(text, name.size());
     }
-    char buffer[512];
+    char text[sizeof DBASEFIELDDESCR5::name + 1] = {};
 };
 
-int keep_field(Arr *fields, const char *key, const char *text) {
-    char *value = strdup(text);
-    if (!value) return fail(0, "esri_get_dbase_fields: strdup(%s) error.\n", text);
+int keep_field(Arr *fields, const char *key, std::string_view text) {
+    char *value = strndup(text.data(), text.size());
+    if (!value)
+        return fail(0, "esri_get_dbase_fields: strdup(%.*s) error.\n", static_cast<int>(text.size()),
+                    text.data());
     void *earlier = getarr(fields, key);
     if (setarr(fields, key, value) < 0) {
         free(value);
@@ -150,13 +166,12 @@ int get_fields(const DbaseFile &dbf, int index, Arr *fields) {
         const auto *field = static_cast<const DBASEFIELDDESCR5 *>(gettbl(dbf.fields, i));
         // Deliberate: a field of another type does not count, so that those after it are read too far left.
         if (field->type != 'C' && field->type != 'N') continue;
-        const Text key(field->name, sizeof field->name);
+        const Key key(*field);
         if (at < 0 || at + field->length > records_size(dbf))
             return fail(0,
                         "esri_get_dbase_fields: field %s of record %d is outside the %d bytes of records.\n",
-                        key.buffer, index, records_size(dbf));
-        const Text value(dbf.records + at, field->length);
-        if (keep_field(fields, key.buffer, value.buffer) < 0) return -1;
+                        key.text, index, records_size(dbf));
+        if (keep_field(fields, key.text, trimmed(dbf.records + at, field->length)) < 0) return -1;
         at += field->length;
     }
     return 0;

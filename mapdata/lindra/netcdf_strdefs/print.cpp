@@ -8,6 +8,7 @@
 
 #include "lindra.h"
 
+#include "netcdf_strdefs/listing.hpp"
 #include "netcdf_strdefs/types.hpp"
 
 #include <cstddef>
@@ -20,7 +21,7 @@ namespace {
 
 // Deliberate: each of the two text functions has one buffer of this size a thread, and what is longer is cut.
 constexpr size_t text_size = 32;
-constexpr size_t prefix_size = 512;
+constexpr size_t prefix_size = 64;
 
 const char *type_name(int code) {
     switch (code) {
@@ -73,71 +74,88 @@ const char *shown(const char *name) {
     return name ? name : "(null)";
 }
 
-void print_attr(const char *prefix, NetcdfAttr *attr, FILE *stream) {
-    fprintf(stream, "%sname  =  %s\n", prefix, shown(attr->name));
-    netcdf_print_vals(&attr->values, prefix, stream);
+const char *type_text(int code) {
+    const char *name = type_name(code);
+    return name ? name : netcdf_type2str(code);
 }
 
-void print_var_dims(int i, const NetcdfVar &var, FILE *stream) {
+void print_text(Listing &out, const NetcdfValues &values, int32_t count) {
+    for (int32_t i = 0; i < count; i++)
+        if (const char letter = element<char>(values.values, i)) out << letter;
+}
+
+void print_values(Listing &out, const char *prefix, const NetcdfValues &values) {
+    out << prefix << "values.type  =  " << type_text(values.type) << '\n';
+    out << prefix << "values.n     =  " << values.n << '\n';
+    const int32_t count = printed_count(&values);
+    if (values.type == NC_CHAR) {
+        out << prefix << "values.values[..]  =  ";
+        print_text(out, values, count);
+        out << '\n';
+        return;
+    }
+    for (int32_t i = 0; i < count; i++)
+        out << prefix << "values.values[" << TwoDigits{i}
+            << "]  =  " << netcdf_value2str(values.type, i, values.values) << '\n';
+}
+
+void print_attr(Listing &out, const char *prefix, const NetcdfAttr &attr) {
+    out << prefix << "name  =  " << shown(attr.name) << '\n';
+    print_values(out, prefix, attr.values);
+}
+
+void print_var_dims(Listing &out, int i, const NetcdfVar &var) {
     for (int j = 0; var.dims && j < var.dims_n; j++) {
         const NetcdfDim missing = {};
         const NetcdfDim &dim = var.dims[j] ? *var.dims[j] : missing;
-        fprintf(stream, "vars[%2.2d].dims[%2.2d].name   =  %s (%d)\n", i, j, shown(dim.name), dim.value);
+        out << "vars[" << TwoDigits{i} << "].dims[" << TwoDigits{j} << "].name   =  " << shown(dim.name)
+            << " (" << dim.value << ")\n";
     }
 }
 
-void print_var(int i, const NetcdfVar &var, FILE *stream) {
-    fprintf(stream, "vars[%2.2d].name   =  %s\n", i, shown(var.name));
-    fprintf(stream, "vars[%2.2d].type   =  %s\n", i, netcdf_type2str(var.type));
-    fprintf(stream, "vars[%2.2d].vsize  =  %d\n", i, var.vsize);
-    fprintf(stream, "vars[%2.2d].begin  =  %d\n", i, var.begin);
-    fprintf(stream, "vars[%2.2d].fixed  =  %d\n", i, var.fixed);
-    fprintf(stream, "vars[%2.2d].dims_n =  %d\n", i, var.dims_n);
-    print_var_dims(i, var, stream);
+void print_var(Listing &out, int i, const NetcdfVar &var) {
+    const auto field = [&]() -> Listing & { return out << "vars[" << TwoDigits{i} << "]."; };
+    field() << "name   =  " << shown(var.name) << '\n';
+    field() << "type   =  " << type_text(var.type) << '\n';
+    field() << "vsize  =  " << var.vsize << '\n';
+    field() << "begin  =  " << var.begin << '\n';
+    field() << "fixed  =  " << var.fixed << '\n';
+    field() << "dims_n =  " << var.dims_n << '\n';
+    print_var_dims(out, i, var);
     // Deliberate: no blank stands before this "=", because the name fills the column.
-    fprintf(stream, "vars[%2.2d].attrs_n=  %d\n", i, var.attrs_n);
+    field() << "attrs_n=  " << var.attrs_n << '\n';
     for (int j = 0; j < var.attrs_n; j++) {
         char prefix[prefix_size];
         snprintf(prefix, sizeof prefix, "vars[%2.2d].attrs[%2.2d].", i, j);
-        print_attr(prefix, &var.attrs[j], stream);
+        print_attr(out, prefix, var.attrs[j]);
     }
 }
 
 } // namespace
 
 int netcdf_print_header(NetcdfHeader *hdr, FILE *stream) {
-    fprintf(stream, "numrecs  =  %d\n", hdr->numrecs);
-    fprintf(stream, "dims_n   =  %d\n", hdr->dims_n);
+    Listing out(stream);
+    out << "numrecs  =  " << hdr->numrecs << '\n';
+    out << "dims_n   =  " << hdr->dims_n << '\n';
     for (int i = 0; i < hdr->dims_n; i++) {
-        fprintf(stream, "dims[%2.2d].name   =  %s\n", i, shown(hdr->dims[i].name));
-        fprintf(stream, "dims[%2.2d].value  =  %d\n", i, hdr->dims[i].value);
+        out << "dims[" << TwoDigits{i} << "].name   =  " << shown(hdr->dims[i].name) << '\n';
+        out << "dims[" << TwoDigits{i} << "].value  =  " << hdr->dims[i].value << '\n';
     }
-    fprintf(stream, "attrs_n  =  %d\n", hdr->attrs_n);
+    out << "attrs_n  =  " << hdr->attrs_n << '\n';
     for (int i = 0; i < hdr->attrs_n; i++) {
         char prefix[prefix_size];
         snprintf(prefix, sizeof prefix, "attrs[%2.2d].", i);
-        print_attr(prefix, &hdr->attrs[i], stream);
+        print_attr(out, prefix, hdr->attrs[i]);
     }
-    fprintf(stream, "vars_n   =  %d\n", hdr->vars_n);
+    out << "vars_n   =  " << hdr->vars_n << '\n';
     for (int i = 0; i < hdr->vars_n; i++)
-        print_var(i, hdr->vars[i], stream);
+        print_var(out, i, hdr->vars[i]);
     return 0;
 }
 
 int netcdf_print_vals(NetcdfValues *values, const char *prefix, FILE *stream) {
-    fprintf(stream, "%svalues.type  =  %s\n", prefix, netcdf_type2str(values->type));
-    fprintf(stream, "%svalues.n     =  %d\n", prefix, values->n);
-    const int32_t count = printed_count(values);
-    if (values->type == NC_CHAR) {
-        fprintf(stream, "%svalues.values[..]  =  ", prefix);
-        for (int32_t i = 0; i < count; i++)
-            fputs(netcdf_value2str(values->type, i, values->values), stream);
-        fputs("\n", stream);
-        return 0;
-    }
-    for (int32_t i = 0; i < count; i++)
-        fprintf(stream, "%svalues.values[%2.2d]  =  %s\n", prefix, i,
-                netcdf_value2str(values->type, i, values->values));
+    Listing out(stream);
+    print_values(out, shown(prefix), *values);
     return 0;
 }
 

@@ -36,13 +36,17 @@ inline std::string_view without_padding(std::string_view text) {
     return text.substr(0, end == text.npos ? 0 : end + 1);
 }
 
-// Without the white space that strtrim drops, and zeros.
+// White space that strtrim drops, and zeros.
+inline bool is_padding(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r') || c == '\0';
+}
+
 inline std::string_view trimmed(std::string_view text) {
-    using namespace std::string_view_literals;
-    constexpr std::string_view padding = " \t\n\v\f\r\0"sv;
-    const size_t begin = text.find_first_not_of(padding);
-    if (begin == text.npos) return {};
-    return text.substr(begin, text.find_last_not_of(padding) + 1 - begin);
+    while (!text.empty() && is_padding(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && is_padding(text.back()))
+        text.remove_suffix(1);
+    return text;
 }
 
 // Nothing, or nothing but asterisks: a number that was wider than its field.
@@ -60,9 +64,13 @@ std::optional<Number> whole_number(std::string_view text) {
 
 // A decimal comma is read as a point.
 inline std::optional<double> real_number(std::string_view text) {
-    std::string with_point(text);
-    if (const size_t comma = with_point.find(','); comma != with_point.npos) with_point[comma] = '.';
-    const auto number = whole_number<double>(with_point);
+    std::string with_point;
+    if (const size_t comma = text.find(','); comma != text.npos) {
+        with_point = text;
+        with_point[comma] = '.';
+        text = with_point;
+    }
+    const auto number = whole_number<double>(text);
     return number && std::isfinite(*number) ? number : std::nullopt;
 }
 
@@ -71,38 +79,42 @@ inline std::string_view without_plus(std::string_view text) {
     return text;
 }
 
-// The parsers return nothing for a text that has no meaning.
+// The parsers return false for a text that has no meaning, and leave the value, which is none, as it is.
 
-inline std::optional<attribute_value> parse_real(std::string_view field) {
+inline bool parse_real(std::string_view field, attribute_value &value) {
     const std::string_view text = trimmed(field);
-    if (is_null_number(text)) return no_value();
+    if (is_null_number(text)) return true;
     const auto number = real_number(without_plus(text));
-    return number ? std::optional<attribute_value>(*number) : std::nullopt;
+    if (number) value = *number;
+    return number.has_value();
 }
 
-inline std::optional<attribute_value> parse_number(std::string_view field) {
-    const std::string_view text = trimmed(field);
-    if (const auto number = whole_number<int64_t>(without_plus(text))) return *number;
-    return parse_real(field);
+inline bool parse_number(std::string_view field, attribute_value &value) {
+    const auto number = whole_number<int64_t>(without_plus(trimmed(field)));
+    if (!number) return parse_real(field, value);
+    value = *number;
+    return true;
 }
 
-inline std::optional<attribute_value> parse_date(std::string_view field) {
+inline bool parse_date(std::string_view field, attribute_value &value) {
     const std::string_view text = trimmed(field);
-    if (text.find_first_not_of("0*") == text.npos) return no_value();
+    if (text.find_first_not_of("0*") == text.npos) return true;
     const auto digits = text.size() == 8 ? whole_number<unsigned>(text) : std::nullopt;
-    if (!digits) return std::nullopt;
+    if (!digits) return false;
     const std::chrono::year_month_day day(std::chrono::year(static_cast<int>(*digits / 10000)),
                                           std::chrono::month(*digits / 100 % 100),
                                           std::chrono::day(*digits % 100));
-    return day.ok() ? std::optional<attribute_value>(day) : std::nullopt;
+    if (day.ok()) value = day;
+    return day.ok();
 }
 
-inline std::optional<attribute_value> parse_logical(std::string_view field) {
+inline bool parse_logical(std::string_view field, attribute_value &value) {
     const std::string_view text = trimmed(field);
-    if (text.empty() || text == "?" || text == "*") return no_value();
-    if (text.find_first_not_of("TtYy") == text.npos) return attribute_value(true);
-    if (text.find_first_not_of("FfNn") == text.npos) return attribute_value(false);
-    return std::nullopt;
+    if (text.empty() || text == "?" || text == "*") return true;
+    const bool is_true = text.find_first_not_of("TtYy") == text.npos;
+    const bool is_false = text.find_first_not_of("FfNn") == text.npos;
+    if (is_true || is_false) value = is_true;
+    return is_true || is_false;
 }
 
 } // namespace detail

@@ -312,30 +312,31 @@ class attribute_table {
 
     // --- Values ---
 
-    std::optional<attribute_value> parse(const table_field &column, std::string_view bytes,
-                                         uint64_t offset) const {
+    // False for bytes that have no value of the column's type; value is none before, and then.
+    bool parse(const table_field &column, std::string_view bytes, uint64_t offset,
+               attribute_value &value) const {
         switch (column.type) {
         case 'N':
-            return detail::parse_number(bytes);
+            return detail::parse_number(bytes, value);
         case 'F':
-            return detail::parse_real(bytes);
+            return detail::parse_real(bytes, value);
         case 'D':
-            return detail::parse_date(bytes);
+            return detail::parse_date(bytes, value);
         case 'L':
-            return detail::parse_logical(bytes);
+            return detail::parse_logical(bytes, value);
         default:
-            return text(bytes, offset);
+            read_text(bytes, offset, value);
+            return true;
         }
     }
 
-    attribute_value text(std::string_view bytes, uint64_t offset) const {
+    void read_text(std::string_view bytes, uint64_t offset, attribute_value &value) const {
         const std::string_view padded = bytes.substr(0, bytes.find('\0'));
         const std::string_view content = detail::without_padding(padded);
-        if (content.empty()) return no_value();
+        if (content.empty()) return;
         bool is_damaged = false;
-        std::string converted = decoder_(content, is_damaged);
+        value = decoder_(content, is_damaged);
         if (is_damaged) report_(repair_kind::text, offset, "has a text that is not " + encoding_.name);
-        return converted;
     }
 
     byte_span file_;
@@ -370,17 +371,16 @@ inline std::string_view attribute_row::raw(size_t i) const {
 inline attribute_value attribute_row::operator[](size_t i) const {
     const table_field &column = field(i);
     const std::string_view bytes = raw(i);
-    if (bytes.empty()) return no_value();
+    attribute_value value;
+    if (bytes.empty()) return value;
     const uint64_t at = offset_ + column.offset;
-    if (bytes.size() < column.length) {
+    if (bytes.size() < column.length)
         table_->report_(repair_kind::attribute, at, "field " + column.name + " is cut");
-        return no_value();
-    }
-    if (auto parsed = table_->parse(column, bytes, at)) return *std::move(parsed);
-    table_->report_(repair_kind::attribute, at,
-                    "field " + column.name + " of type " + column.type + " has no value: \"" +
-                        std::string(bytes) + "\"");
-    return no_value();
+    else if (!table_->parse(column, bytes, at, value))
+        table_->report_(repair_kind::attribute, at,
+                        "field " + column.name + " of type " + column.type + " has no value: \"" +
+                            std::string(bytes) + "\"");
+    return value;
 }
 
 inline attribute_value attribute_row::operator[](std::string_view name) const {

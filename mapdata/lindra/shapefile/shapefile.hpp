@@ -154,7 +154,7 @@ class shapefile {
         detail::mapped_file shp, shx, dbf;
         byte_span file;
         detail::reporter report;
-        std::vector<detail::record_place> records;
+        detail::record_places records;
         std::optional<attribute_table> table;
     };
 
