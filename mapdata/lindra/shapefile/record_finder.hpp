@@ -18,7 +18,7 @@
 // Then the index (.shx) says in which order the records stand, and which are no longer valid, provided that
 // it is whole and every entry leads to a record of its own. Otherwise the order is that of the file.
 //
-// Each byte is looked at a bounded number of times, and the list takes no more memory than the file.
+// Each byte is looked at a bounded number of times, and the list takes four bytes for each of them at most.
 #ifndef LINDRA_SHAPEFILE_RECORD_FINDER_HPP
 #define LINDRA_SHAPEFILE_RECORD_FINDER_HPP
 
