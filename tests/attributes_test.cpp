@@ -514,6 +514,10 @@ TEST(Attributes, a_table_that_ends_in_its_header_is_left_aside) {
         }
 }
 
+TEST(Attributes, a_table_of_no_bytes_is_refused) {
+    EXPECT_THROW(attribute_table({}, "", "", detail::reporter("memory.dbf", {})), error);
+}
+
 TEST(Attributes, a_table_may_be_nothing_but_its_header) {
     for (const auto &[table, header_size] :
          {std::pair(table_file({{"A", 'C', 1}}, {}), 32U), std::pair(level_7_table('N', " 12"), 68U)}) {

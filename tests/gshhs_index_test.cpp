@@ -29,6 +29,7 @@ std::string many_polygons() {
         RawPolygon polygon = square(between(random, -180, 360), between(random, -91, 90), size, i % 7);
         polygon.id = i;
         if (i % 100 == 0) std::swap(polygon.points[0].first, polygon.points[1].first);
+        if (i % 40 == 1) polygon.points[2].second = between(random, -90, 90); // narrow and high
         polygons.push_back(polygon);
     }
     for (const double corner : {-180.0, -1.0, 0.0, 359.0, 360.0, 10.0, 11.0})
@@ -120,6 +121,13 @@ TEST_F(GshhsIndex, part_of_a_file_is_walked) {
         coast->gs->cache_size[0] -= static_cast<int32_t>(size);
     }
     expect_the_same(5, 10, 5, 10);
+}
+
+TEST_F(GshhsIndex, file_without_its_end_is_walked) {
+    const auto last = static_cast<int32_t>(file_of({square(10, 90, 0)}).size());
+    for (const Coast *coast : {&remembering, &walking})
+        coast->gs->cache_size[0] -= last;
+    expect_the_same(5, 12, 85, 90);
 }
 
 // Of a file that a host unmaps: another one may come to lie where it lay.

@@ -124,6 +124,18 @@ TEST(GshhsStretches, longitudes_beyond_a_turn_are_delivered_as_plainly) {
     expect_delivery_as_plain({far});
 }
 
+// Of 64 stretches together both ends lie west of the window, and what is between them is folded into it.
+TEST(GshhsStretches, points_west_of_zero_are_judged_by_where_they_are_folded_to) {
+    constexpr int together = 64 * 64;
+    const RawPolygon polygon = line(
+        [](int i) { return i < together ? -200 + 0.07 * i : std::min(172.5, 86.5 + 0.07 * (i - together)); });
+    const GshhsData data;
+    data.put({polygon});
+    Coast coast;
+    for (int time = 0; time < 2; time++)
+        EXPECT_TRUE(delivers_as_plain(coast, {170, 175, 40, 60}));
+}
+
 TEST(GshhsStretches, line_that_crosses_greenwich_between_two_stretches_is_delivered_as_plainly) {
     expect_delivery_as_plain({line([](int i) { return 0.01 * (i - 640) + (i < 640 ? 360 : 0.005); })});
 }

@@ -240,6 +240,16 @@ TEST(Shapefile, what_is_no_file_beside_the_main_one_is_told_with_its_place) {
     EXPECT_EQ(told[0].text, "is no regular file");
 }
 
+TEST(Shapefile, records_as_long_as_points_keep_their_types) {
+    std::string null_shape = point_shape(3, 4);
+    null_shape.replace(0, 4, le32(SHAPE_NULL));
+    OpenShapefile file(main_file_of(SHAPE_POINT, {point_shape(1, 2), null_shape, point_shape(5, 6)}));
+    ASSERT_EQ(file->size(), 3U);
+    EXPECT_EQ((*file)[1].type(), shape_type::null);
+    EXPECT_TRUE((*file)[1].points().empty());
+    EXPECT_EQ((*file)[2].points()[0], (shape_point{5, 6}));
+}
+
 TEST(Shapefile, a_missing_file_is_an_error_that_names_it) {
     try {
         const shapefile file("/nowhere/roads.shp");
