@@ -9,8 +9,10 @@
 #include "line_file.hpp"
 #include "picture.hpp"
 #include "plain_gshhs.hpp"
+#include "shapefile_files.hpp"
 #include "temporary_directory.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -184,6 +186,24 @@ TEST_F(DrawCommand, without_options_shows_national_borders_and_major_rivers) {
     EXPECT_NE(svg.find("rgb(100%,0%,0%)"), std::string::npos);
     EXPECT_NE(svg.find("rgb(0%,100%,0%)"), std::string::npos);
     EXPECT_EQ(svg.find("rgb(100%,0%,100%)"), std::string::npos);
+}
+
+// The way across a map with bent meridians gets points, of which those are kept that it bends at.
+TEST_F(DrawCommand, of_a_line_the_points_are_kept_that_it_bends_at) {
+    scratch_.write("line.shp",
+                   main_file_of(SHAPE_POLYLINE, {path_shape(SHAPE_POLYLINE, {{{-170, -80}, {170, 80}}})}));
+    const auto points_of = [&](const std::string &projection) {
+        draw({file("line.shp"), "--projection", projection, "--layers", "coast", "--size", "1000x", "--style",
+              "shape-line=#0f0", "-o", file("map.svg")});
+        const std::string svg = read_file(file("map.svg"));
+        const size_t green_line = svg.find("stroke:rgb(0%,100%,0%)");
+        EXPECT_NE(green_line, svg.npos);
+        const std::string line = svg.substr(green_line, svg.find("/>", green_line) - green_line);
+        return std::ranges::count(line, 'L') + 1;
+    };
+    EXPECT_EQ(points_of("plate-carree"), 2);
+    EXPECT_GT(points_of("robinson"), 5);
+    EXPECT_LT(points_of("robinson"), 100);
 }
 
 TEST_F(DrawCommand, finished_file_replaces_an_older_one_and_failed_one_does_not) {

@@ -67,25 +67,6 @@ TEST_F(DrawShapes, polygon_is_filled_but_for_its_holes) {
     EXPECT_EQ(map.at(20, 100), white);
 }
 
-// The way across a map with bent meridians gets points, of which those are kept that it bends at.
-TEST_F(DrawShapes, of_a_line_the_points_are_kept_that_it_bends_at) {
-    write("line", {diagonal(-170, -80, 170, 80)});
-    const auto points_of = [&](const std::string &projection) {
-        const Result result =
-            run_lindra("draw " + path("line.shp") + lines_look + "--size 1000x --projection " + projection +
-                       " -o " + path("map.svg"));
-        EXPECT_EQ(result.code, 0) << result.errors;
-        const std::string svg = read_file(path("map.svg"));
-        const size_t green_line = svg.find("stroke:rgb(0%,100%,0%)");
-        EXPECT_NE(green_line, svg.npos);
-        const std::string line = svg.substr(green_line, svg.find("/>", green_line) - green_line);
-        return std::ranges::count(line, 'L') + 1;
-    };
-    EXPECT_EQ(points_of("plate-carree"), 2);
-    EXPECT_GT(points_of("robinson"), 5);
-    EXPECT_LT(points_of("robinson"), 100);
-}
-
 TEST_F(DrawShapes, holes_are_holes_on_a_globe_too) {
     write_polygon("a", {square(-30, 30, -30, 30), square(-10, 10, -10, 10)});
     const Picture map = draw(path("a.shp") + " --window -180/180/-90/90 --projection ortho --center 0/0");
