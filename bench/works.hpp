@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Works that are compared: each is done by lindra, by its peers, and as fast as memory allows ("limit"). A
-// program registers those of one family; report.py pairs what they are called, family/work/who.
+// program registers those of one family; report.py pairs what they are called, FAMILY/WORK/WHO.
 #ifndef BENCH_WORKS_HPP
 #define BENCH_WORKS_HPP
 
