@@ -27,7 +27,7 @@ def run_program(path, repetitions):
 
 
 def medians(results):
-    """For each FAMILY/WORK/WHO the median, and for those that failed why."""
+    """For each name of a measurement the median, and for those that failed why."""
     times, failures = {}, {}
     for result in results:
         name = result["run_name"].removesuffix("/process_time")

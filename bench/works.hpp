@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Works that are compared: each is done by lindra, by its peers, and as fast as memory allows ("limit"). A
-// program registers those of one family; report.py pairs what they are called, FAMILY/WORK/WHO.
+// program registers those of one family; report.py pairs them by their names, which tell the family, what is
+// done and who does it.
 #ifndef BENCH_WORKS_HPP
 #define BENCH_WORKS_HPP
 

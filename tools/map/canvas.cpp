@@ -178,28 +178,35 @@ void Canvas::stroke_in_pieces(std::span<const PlaneLine> lines, const Stroke &st
     }
 }
 
-// Where pieces meet they overlap, which would show in a colour that is seen through.
+void Canvas::stroke_at_once(std::span<const PlaneLine> lines, const Stroke &stroke, double unit) {
+    if (stroke.dash > 0) set_dashes(stroke, unit, 0);
+    for (const PlaneLine &line : lines)
+        trace_line(line);
+    cairo_stroke(context_);
+}
+
+// Where pieces meet they overlap, which would show in a colour that is seen through: they are made opaque on
+// a page of their own.
+void Canvas::stroke_as_glass(std::span<const PlaneLine> lines, const Stroke &stroke, double unit) {
+    const auto [red, green, blue, alpha] = stroke.colour;
+    cairo_push_group(context_);
+    set_colour({red, green, blue, 1});
+    stroke_in_pieces(lines, stroke, unit);
+    cairo_pop_group_to_source(context_);
+    cairo_paint_with_alpha(context_, alpha);
+}
+
 void Canvas::stroke_lines(std::span<const PlaneLine> lines, const Stroke &stroke, double unit) {
     if (!stroke.colour.is_seen() || !(stroke.width * unit > 0)) return;
-    const bool is_long = points_of(lines) > longest_path;
-    const bool is_glass = is_long && stroke.colour.alpha < 1;
     cairo_save(context_);
-    if (is_glass) cairo_push_group(context_);
-    set_colour(
-        {stroke.colour.red, stroke.colour.green, stroke.colour.blue, is_glass ? 1 : stroke.colour.alpha});
+    set_colour(stroke.colour);
     cairo_set_line_width(context_, stroke.width * unit);
-    if (is_long) {
+    if (points_of(lines) <= longest_path)
+        stroke_at_once(lines, stroke, unit);
+    else if (stroke.colour.alpha < 1)
+        stroke_as_glass(lines, stroke, unit);
+    else
         stroke_in_pieces(lines, stroke, unit);
-    } else {
-        if (stroke.dash > 0) set_dashes(stroke, unit, 0);
-        for (const PlaneLine &line : lines)
-            trace_line(line);
-        cairo_stroke(context_);
-    }
-    if (is_glass) {
-        cairo_pop_group_to_source(context_);
-        cairo_paint_with_alpha(context_, stroke.colour.alpha);
-    }
     cairo_restore(context_);
 }
 

@@ -65,6 +65,8 @@ class Canvas {
     void set_colour(const Colour &colour);
     void set_dashes(const Stroke &stroke, double unit, double begun);
     void trace_line(std::span<const PlanePoint> line);
+    void stroke_at_once(std::span<const PlaneLine> lines, const Stroke &stroke, double unit);
+    void stroke_as_glass(std::span<const PlaneLine> lines, const Stroke &stroke, double unit);
     void stroke_in_pieces(std::span<const PlaneLine> lines, const Stroke &stroke, double unit);
 
     std::unique_ptr<Surface> surface_;
